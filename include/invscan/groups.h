@@ -1,0 +1,106 @@
+// The collectors. A host gets them from the factory, or makes one itself; either way getTable() is
+// all there is to call (see group.h). The attribute tables in the catalogue say what the rows hold,
+// attributeTraits() (traits.h) where each value comes from.
+#pragma once
+
+#include <string>
+
+#include <invscan/export.h>
+#include <invscan/group.h>
+
+// The running system: one row, always. Sources: uname, the release files under /etc, getconf
+// (native: sysconf), the environment's messages locale, which it sets for the process.
+class INVSCAN_EXPORT OperatingSystemGroup : public KelGroup {
+ public:
+  OperatingSystemGroup() : KelGroup(4, 1) {}
+  KelTable* getTable() override;
+};
+
+// Physical and virtual memory in KiB: one row, always. Sources: /proc/meminfo, else sysinfo.
+class INVSCAN_EXPORT MemoryGroup : public KelGroup {
+ public:
+  MemoryGroup() : KelGroup(3, 1) {}
+  KelTable* getTable() override;
+};
+
+// Locale and time zone: one row, always. Sources: the environment, whose character-type locale and
+// time zone it sets for the process, and the zone files.
+class INVSCAN_EXPORT RegionalGroup : public KelGroup {
+ public:
+  RegionalGroup() : KelGroup(15, 1) {}
+  KelTable* getTable() override;
+};
+
+// The scanner itself, the time of the scan and the uptime: one row, always. Sources: the clock and
+// the run-level record (native: /proc/uptime where there is no record).
+class INVSCAN_EXPORT ScanInfoGroup : public KelGroup {
+ public:
+  ScanInfoGroup() : KelGroup(20, 1) {}
+  KelTable* getTable() override;
+};
+
+// Boot time, run level and host name: one row, always. Sources: the run-level record,
+// /sbin/runlevel (native: the record's own level, then systemd's target) and uname (native:
+// /proc/stat for the boot time where there is no record).
+class INVSCAN_EXPORT UnixSystemParamsGroup : public KelGroup {
+ public:
+  UnixSystemParamsGroup() : KelGroup(19, 1) {}
+  KelTable* getTable() override;
+};
+
+// Processor time in clock ticks, averaged over the processors, and uptime in hundredths of a
+// second: one row, always, with the figures that could be read. Sources: /proc/stat, /proc/uptime.
+class INVSCAN_EXPORT CpuMeterGroup : public KelGroup {
+ public:
+  CpuMeterGroup() : KelGroup(46, 1) {}
+  KelTable* getTable() override;
+
+ private:
+  std::string className_ = "CpuMeterGroup";
+};
+
+// Load averages: one row, always, with the figures that could be read. Source: /proc/loadavg.
+class INVSCAN_EXPORT UnixCpuMeterGroup : public KelGroup {
+ public:
+  UnixCpuMeterGroup() : KelGroup(47, 1) {}
+  KelTable* getTable() override;
+
+ private:
+  std::string className_ = "UnixCpuMeterGroup";
+};
+
+// Samples the kernel's processor and load figures. Every figure is -1 (not available) until a
+// refresh() has read it.
+class INVSCAN_EXPORT UnixCpuMeter {
+ public:
+  // Forgets all figures.
+  void init();
+  // Reads /proc/stat, /proc/loadavg and /proc/uptime once each. A source that cannot be read leaves
+  // its figures as they were, but the uptime, which becomes -1.
+  void refresh();
+
+  // Clock ticks since boot, the sum of all processors divided by their number.
+  long long getIdleTime() const { return idleTime_; }
+  long long getUserTime() const { return userTime_; }
+  long long getWaitTime() const { return waitTime_; }
+  long long getSysTime() const { return systemTime_; }
+  // Over 1, 5 and 15 minutes.
+  float getLoadAvg1() const { return loadAverages_[0]; }
+  float getLoadAvg5() const { return loadAverages_[1]; }
+  float getLoadAvg15() const { return loadAverages_[2]; }
+  // Whole seconds since boot times 100.
+  long long getSystemUpTime() const { return systemUpTime_; }
+
+ private:
+  void readProcessorTimes();
+  void readLoadAverages();
+  long long readSystemUpTime();
+
+  long long idleTime_ = -1;
+  long long userTime_ = -1;
+  long long waitTime_ = -1;
+  long long niceTime_ = -1;
+  long long systemTime_ = -1;
+  float loadAverages_[3] = {-1, -1, -1};
+  long long systemUpTime_ = -1;
+};

@@ -1,0 +1,11 @@
+// Everything that libinvscan offers.
+#pragma once
+
+#include <invscan/catalogue.h>
+#include <invscan/factory.h>
+#include <invscan/group.h>
+#include <invscan/groups.h>
+#include <invscan/machine.h>
+#include <invscan/print.h>
+#include <invscan/table.h>
+#include <invscan/traits.h>

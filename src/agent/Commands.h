@@ -1,0 +1,41 @@
+// The commands of the program, one table row each.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
+#include "agent/Options.h"
+
+namespace invscan::agent {
+
+// Exit status; wrong usage and unreadable input are a Failure.
+enum { kAnswered = 0, kGroupFailed = 1, kFailed = 2 };
+
+struct Command {
+  const char* name;
+  const char* arguments;
+  const char* summary;
+  std::size_t fewestWords;
+  std::size_t mostWords;
+  std::vector<const char*> formats;  // what --format may name; none: the option has no meaning
+  bool scans;                        // has --timeout and --jobs
+  bool redacts;                      // has --redact
+  int (*run)(const Options& options);
+};
+
+// The first is the one that runs when none is named.
+const std::vector<Command>& commands();
+
+// Null for a word that is no command.
+const Command* findCommand(std::string_view word);
+
+// Each in a source file of its own.
+int runScan(const Options& options);
+int runGet(const Options& options);
+int runList(const Options& options);
+int runDescribe(const Options& options);
+int runCapture(const Options& options);
+int runExplain(const Options& options);
+
+}  // namespace invscan::agent

@@ -1,0 +1,25 @@
+// Where results go.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <string_view>
+
+namespace invscan::agent {
+
+// Writes to a file, or to standard output when its name is empty. A regular file appears whole or
+// not at all, with the access that the umask leaves; a device or pipe is written to as it is.
+// Throws Failure.
+void writeOutput(const std::string& file, std::string_view text);
+
+// Makes or replaces a regular file, whole or not at all. Throws Failure.
+void replaceFile(const std::string& path, std::string_view text, mode_t mode);
+
+// Whether that output is a terminal that shows colours, and whose owner wants them.
+bool isColourful(const std::string& file);
+
+// One line on standard error, after the program's name.
+void reportLine(const std::string& text);
+
+}  // namespace invscan::agent

@@ -1,0 +1,91 @@
+#include "agent/Reasons.h"
+
+#include <algorithm>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include <invscan/factory.h>
+#include <invscan/traits.h>
+
+#include "agent/Text.h"
+
+namespace invscan::agent {
+namespace {
+
+// What helps against an outcome that has these words.
+constexpr struct {
+  std::string_view words;
+  const char* help;
+} kHelp[] = {
+    {"permission denied", "run as root"},
+    {"not permitted", "run as root"},
+    {"never asked", "capture the machine again"},
+    {"timed out", "raise --timeout"},
+};
+
+std::vector<std::string> split(std::string_view text, std::string_view separator) {
+  std::vector<std::string> parts;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find(separator), text.size());
+    parts.emplace_back(text.substr(0, end));
+    text.remove_prefix(std::min(end + separator.size(), text.size()));
+  }
+  return parts;
+}
+
+// Whether the whole text fits the pattern, in which an asterisk stands for any text.
+bool fits(std::string_view pattern, std::string_view text) {
+  const std::size_t star = pattern.find('*');
+  if (star == pattern.npos) return pattern == text;
+  if (text.substr(0, star) != pattern.substr(0, star)) return false;
+  const std::string_view rest = pattern.substr(star + 1);
+  for (std::size_t i = star; i <= text.size(); ++i) {
+    if (fits(rest, text.substr(i))) return true;
+  }
+  return false;
+}
+
+void addOnce(std::vector<std::string>& texts, const std::string& text) {
+  if (std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
+}
+
+std::string helpAgainst(const std::vector<std::string>& outcomes) {
+  for (const auto& [words, help] : kHelp) {
+    for (const std::string& outcome : outcomes) {
+      if (outcome.find(words) != outcome.npos) return std::string("; ") + help;
+    }
+  }
+  return "";
+}
+
+}  // namespace
+
+bool hasCollector(const kelGroupDef& group) {
+  const std::unique_ptr<KelGroup> collector(GroupFactory::getInstance()->getKELGroup(group.id));
+  return collector != nullptr;
+}
+
+std::string reasonForDefault(const GroupResult& result, const kelAttribDef& attribute) {
+  const AttributeTraits* traits = attributeTraits(result.group->id, attribute.id);
+  if (!traits || !*traits->sources) return "never filled on Linux";
+
+  std::vector<std::string> answered, failed;
+  for (const std::string& source : split(traits->sources, "; ")) {
+    for (const Access& access : result.accesses) {
+      if (!fits(source, access.source)) continue;
+      if (access.outcome == "ok") {
+        addOnce(answered, access.source);
+      } else {
+        addOnce(failed, access.source + ": " + access.outcome);
+      }
+    }
+  }
+  if (!answered.empty()) {
+    return joined(answered, ", ") + " answered: this is the value there, or it does not tell";
+  }
+  if (!failed.empty()) return joined(failed, ", ") + helpAgainst(failed);
+  return std::string("not asked on this machine: ") + traits->sources;
+}
+
+}  // namespace invscan::agent

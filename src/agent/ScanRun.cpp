@@ -1,0 +1,64 @@
+#include "agent/ScanRun.h"
+
+#include <sched.h>
+
+#include <algorithm>
+
+#include <invscan/factory.h>
+
+#include "agent/Commands.h"
+#include "agent/Formats.h"
+#include "agent/OutputFile.h"
+#include "agent/Progress.h"
+#include "agent/Scanner.h"
+#include "agent/Text.h"
+
+namespace invscan::agent {
+namespace {
+
+// Those that this process may use; no file is asked, so that a replay asks none.
+int processorCount() {
+  cpu_set_t processors;
+  return sched_getaffinity(0, sizeof processors, &processors) == 0
+             ? std::max(CPU_COUNT(&processors), 1)
+             : 1;
+}
+
+}  // namespace
+
+Scan scanMachine(const Options& options, const std::vector<const kelGroupDef*>& groups,
+                 bool noteAccesses) {
+  GroupFactory::getInstance()->initialise();
+  Progress progress;
+  ScannerOptions scanner;
+  scanner.timeoutSeconds = options.timeoutSeconds;
+  scanner.jobs = options.jobs > 0 ? options.jobs : processorCount();
+  scanner.noteAccesses = noteAccesses;
+  scanner.fixedLocale = !options.machine.empty();
+  scanner.progress = [&progress](const kelGroupDef* running, int done, int total) {
+    progress.show(running, done, total);
+  };
+  Scan scan = scanGroups(groups, scanner);
+  scan.hostName = validUtf8(scan.hostName);
+  return scan;
+}
+
+int reportTroubles(const Scan& scan) {
+  int status = kAnswered;
+  for (const GroupResult& result : scan.groups) {
+    if (result.status != Status::Timeout && result.status != Status::Crash) continue;
+    const char* remedy = result.status == Status::Timeout
+                             ? "; --timeout gives it longer, \"invscan explain\" tells what it asks"
+                             : "; its rows are left out";
+    reportLine(std::string(result.group->name) + ": " + result.trouble + remedy);
+    status = kGroupFailed;
+  }
+  return status;
+}
+
+void writeScan(const Options& options, const Scan& scan) {
+  const Format& format = findFormat(options.format);
+  writeOutput(options.output, format.write(scan, isColourful(options.output)));
+}
+
+}  // namespace invscan::agent

@@ -1,0 +1,28 @@
+// Scans groups, each in a worker process of its own, so that none can spoil the others.
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "agent/Scan.h"
+
+namespace invscan::agent {
+
+struct ScannerOptions {
+  double timeoutSeconds = 30;  // for each worker, from its own start
+  int jobs = 1;                // workers at a time
+  bool noteAccesses = false;   // fill GroupResult::accesses
+  // The locale of the workers is C.UTF-8 rather than the environment's: a replay asks the live
+  // machine nothing, not even for a locale.
+  bool fixedLocale = false;
+  // Called when a group begins and when one ends, with what is done so far; may be empty.
+  std::function<void(const kelGroupDef* running, int done, int total)> progress;
+};
+
+// Scans the groups (borrowed catalogue rows, in catalogue order) on the current machine, whose
+// factory has been initialised. Whatever a worker started is gone when this returns, and also when
+// this process is interrupted or killed meanwhile: SIGINT, SIGTERM and SIGHUP end the workers first
+// and then this process.
+Scan scanGroups(const std::vector<const kelGroupDef*>& groups, const ScannerOptions& options);
+
+}  // namespace invscan::agent

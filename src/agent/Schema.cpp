@@ -1,0 +1,117 @@
+#include <algorithm>
+
+#include <nlohmann/json.hpp>
+
+#include "agent/Descriptions.h"
+#include "agent/Facts.h"
+#include "agent/Names.h"
+
+namespace invscan::agent {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+const Json kAnyText = {{"type", "string"}};
+constexpr unsigned long kLargestCount = ~0UL;
+
+Json countUpTo(unsigned long largest) {
+  return {{"type", "integer"}, {"minimum", 0}, {"maximum", largest}};
+}
+
+Json valueSchema(unsigned long type) {
+  switch (type) {
+    case KEL_UCHAR:
+      return countUpTo(0xFF);
+    case KEL_USHORT:
+      return countUpTo(0xFFFF);
+    case KEL_ULONG:
+    case KEL_ULONGLONG:
+      return countUpTo(kLargestCount);
+    case KEL_LONGLONG:
+      return {{"type", "integer"}};
+    case KEL_UQUAD:
+      return {
+          {"type", "array"}, {"items", countUpTo(kLargestCount)}, {"minItems", 2}, {"maxItems", 2}};
+    case KEL_FLOAT:
+    case KEL_DOUBLE:
+      return {{"type", {"number", "null"}}};
+    case KEL_OCTETSTRING:
+      return {{"type", "string"}, {"pattern", "^([0-9A-F]{2})*$"}};
+    case KEL_DATETIME:
+      return {{"type", "string"}, {"maxLength", 26}};
+    default:
+      return kAnyText;
+  }
+}
+
+Json describedSchema(const Facts& facts, Json schema) {
+  // With --redact any sensitive value is a token.
+  if (facts.isSensitive && schema != kAnyText) {
+    schema = {{"anyOf", {std::move(schema), {{"$ref", "#/$defs/token"}}}}};
+  }
+  if (!facts.description.empty()) schema["description"] = facts.description;
+  return schema;
+}
+
+Json enumerationTexts(const Facts& facts) {
+  Json texts = Json::array();
+  for (const kelEnumDef* entry : facts.values) {
+    if (std::find(texts.begin(), texts.end(), entry->text) == texts.end())
+      texts.push_back(entry->text);
+  }
+  return {{"enum", std::move(texts)}};
+}
+
+Json rowSchema(const kelGroupDef& group) {
+  Json properties = Json::object();
+  for (const kelAttribDef* attribute : attributesOf(group)) {
+    const Facts facts(group, *attribute);
+    properties[facts.name] = describedSchema(facts, valueSchema(attribute->type));
+    if (!facts.values.empty()) properties[facts.name + " text"] = enumerationTexts(facts);
+  }
+  return {
+      {"type", "object"}, {"properties", std::move(properties)}, {"additionalProperties", false}};
+}
+
+Json groupSchema(const kelGroupDef& group) {
+  return {{"type", "object"},
+          {"properties",
+           {{"id", {{"const", group.id}}},
+            {"version", {{"const", group.version}}},
+            {"status", {{"enum", {"ok", "absent", "timeout", "crash"}}}},
+            {"trouble",
+             {{"type", "string"}, {"description", "What happened, after a timeout or crash."}}},
+            {"duration_ms", {{"type", "number"}, {"minimum", 0}}},
+            {"rows", {{"type", "array"}, {"items", rowSchema(group)}}}}},
+          {"required", {"id", "version", "status", "rows"}},
+          {"additionalProperties", false}};
+}
+
+}  // namespace
+
+std::string describeAsSchema(const Groups& groups) {
+  Json groupSchemas = Json::object();
+  for (const kelGroupDef* group : groups) groupSchemas[group->name] = groupSchema(*group);
+  const Json schema = {
+      {"$schema", "https://json-schema.org/draft/2020-12/schema"},
+      {"title", "A scan by invscan, as --format json writes it"},
+      {"description", "Made by `invscan describe --format schema`; docs/json.md explains it."},
+      {"type", "object"},
+      {"properties",
+       {{"invscan", {{"type", "string"}, {"pattern", "^[0-9]+\\.[0-9]+\\.[0-9]+$"}}},
+        {"hostname", {{"type", "string"}}},
+        {"time",
+         {{"type", "string"},
+          {"pattern", "^-?[0-9]{4,}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z$"}}},
+        {"duration_ms", {{"type", "number"}, {"minimum", 0}}},
+        {"groups",
+         {{"type", "object"},
+          {"properties", std::move(groupSchemas)},
+          {"additionalProperties", false}}}}},
+      {"required", {"invscan", "hostname", "time", "duration_ms", "groups"}},
+      {"additionalProperties", false},
+      {"$defs", {{"token", {{"type", "string"}, {"pattern", "^redacted-[0-9a-f]{16}$"}}}}}};
+  return schema.dump(1) + "\n";
+}
+
+}  // namespace invscan::agent

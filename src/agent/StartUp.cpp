@@ -1,0 +1,95 @@
+#include "agent/StartUp.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+
+#include <invscan/base/CcLogWrapper.h>
+#include <invscan/base/OrvCfg.h>
+#include <invscan/machine.h>
+
+#include "agent/Descriptor.h"
+#include "agent/Failure.h"
+
+namespace invscan::agent {
+namespace {
+
+constexpr char kSystemPath[] = "/usr/sbin:/usr/bin:/sbin:/bin";
+
+// <prefix>/lib/invscan of the <prefix>/bin/invscan that runs; empty when the kernel does not tell.
+std::string homeDirectory() {
+  char path[PATH_MAX];
+  const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
+  if (length <= 0 || length == sizeof path) return "";
+  std::string prefix(path, static_cast<std::size_t>(length));
+  for (int i = 0; i < 2; ++i) prefix.resize(std::min(prefix.rfind('/'), prefix.size()));
+  return prefix + "/lib/invscan";
+}
+
+// Neither the caller's PATH nor a dead name server matters to a scan.
+void setEnvironment() {
+  setenv("PATH", kSystemPath, 1);
+  setenv("RES_OPTIONS", "timeout:1 attempts:1", 0);
+  const char* home = getenv("ORV_HOMEDIR");
+  if (!home || !*home) setenv("ORV_HOMEDIR", homeDirectory().c_str(), 1);
+}
+
+int openTraceFile(const std::string& path) {
+  Descriptor file(
+      open(path.c_str(),
+           O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0600));
+  if (!file)
+    throw Failure(path + ": " + errorText(errno) + "; --trace-file needs a file to append to");
+  struct stat status {};
+  if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    throw Failure(path + ": not a regular file; --trace-file needs one");
+  }
+  return file.release();
+}
+
+void setTrace(const Options& options) {
+  if (options.trace == CcLogWrapper::kOff) return;
+  const int sink = options.traceFile.empty() ? STDERR_FILENO : openTraceFile(options.traceFile);
+  CcLogWrapper::setSink(sink, options.trace);
+}
+
+void setStore(const Options& options) {
+  if (!options.config.empty()) OrvCfg::load(options.config);
+  if (OrvCfg::getError() != 0) throw Failure(OrvCfg::getErrorText());
+  constexpr char kSources[] = "hwscanner.sources";
+  if (options.classic) {
+    OrvCfg::setKey(kSources, "classic");
+  } else if (OrvCfg::getKey(kSources).isEmpty()) {
+    OrvCfg::setKey(kSources, "native");
+  }
+}
+
+void setMachine(const Options& options) {
+  std::string error;
+  if (!options.machine.empty() && !replayMachine(options.machine, error)) throw Failure(error);
+}
+
+}  // namespace
+
+void openStandardStreams() {
+  int descriptor;
+  do {
+    // Read-only also for the outputs: what is written to a closed one must fail, not vanish.
+    descriptor = open("/dev/null", O_RDONLY);
+  } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+  close(descriptor);
+}
+
+void setUp(const Options& options) {
+  setEnvironment();
+  setTrace(options);
+  setStore(options);
+  setMachine(options);
+}
+
+}  // namespace invscan::agent

@@ -1,0 +1,124 @@
+#include "agent/Text.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include <invscan/base/String.h>
+
+namespace invscan::agent {
+namespace {
+
+constexpr wchar_t kReplacement = 0xFFFD;
+
+bool isControl(wchar_t c) {
+  return (c >= 0 && c < 0x20) || (c >= 0x7F && c < 0xA0);
+}
+
+bool isSurrogate(wchar_t c) {
+  return c >= 0xD800 && c <= 0xDFFF;
+}
+
+// How String marks a byte that is not part of valid UTF-8.
+bool isStrayByte(wchar_t c) {
+  return c >= 0xDC80 && c <= 0xDCFF;
+}
+
+}  // namespace
+
+std::string utf8(const wchar_t* text, std::size_t count) {
+  std::wstring characters(text, count);
+  std::replace_if(characters.begin(), characters.end(), isSurrogate, kReplacement);
+  return String(std::move(characters)).toNarrow();
+}
+
+std::string validUtf8(const std::string& bytes) {
+  const String wide(bytes);
+  return utf8(wide.toWide(), wide.length());
+}
+
+std::string printable(const std::string& utf8) {
+  const String wide(utf8);
+  std::wstring shown;
+  for (unsigned long i = 0; i < wide.length(); ++i) {
+    const wchar_t c = wide.toWide()[i];
+    if (!isControl(c) && !isStrayByte(c)) {
+      shown += c;
+      continue;
+    }
+    constexpr wchar_t kDigits[] = L"0123456789abcdef";
+    shown += {L'\\', L'x', kDigits[c >> 4 & 15], kDigits[c & 15]};
+  }
+  return String(std::move(shown)).toNarrow();
+}
+
+std::string withBlanksForControls(const std::string& utf8) {
+  std::wstring text = String(utf8).toWide();
+  std::replace_if(text.begin(), text.end(), isControl, L' ');
+  return String(std::move(text)).toNarrow();
+}
+
+std::size_t width(std::string_view utf8) {
+  const auto isFirstByte = [](char c) { return (c & 0xC0) != 0x80; };
+  return static_cast<std::size_t>(std::count_if(utf8.begin(), utf8.end(), isFirstByte));
+}
+
+std::string padded(std::string text, std::size_t columns) {
+  const std::size_t used = width(text);
+  if (used < columns) text.append(columns - used, ' ');
+  return text;
+}
+
+std::string hexadecimal(const unsigned char* bytes, std::size_t count, bool upperCase) {
+  const char* digits = upperCase ? "0123456789ABCDEF" : "0123456789abcdef";
+  std::string text;
+  text.reserve(2 * count);
+  for (std::size_t i = 0; i < count; ++i) {
+    text += digits[bytes[i] >> 4];
+    text += digits[bytes[i] & 15];
+  }
+  return text;
+}
+
+std::string decimal(double value, int digits) {
+  char buffer[400];
+  const auto [end, error] =
+      std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, digits);
+  return std::string(buffer, end);
+}
+
+std::string counted(std::size_t count, const char* noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string joined(const std::vector<std::string>& parts, const char* separator) {
+  std::string text;
+  for (const std::string& part : parts) {
+    if (!text.empty()) text += separator;
+    text += part;
+  }
+  return text;
+}
+
+void Columns::add(std::vector<std::string> cells) {
+  lines_.push_back(std::move(cells));
+}
+
+std::string Columns::text(const std::string& indent) const {
+  std::vector<std::size_t> widths;
+  for (const auto& cells : lines_) {
+    widths.resize(std::max(widths.size(), cells.size()));
+    for (std::size_t i = 0; i < cells.size(); ++i) widths[i] = std::max(widths[i], width(cells[i]));
+  }
+  std::string text;
+  for (const auto& cells : lines_) {
+    std::string line = indent;
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+      line += i + 1 < cells.size() ? padded(cells[i], widths[i] + 2) : cells[i];
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    text += line + "\n";
+  }
+  return text;
+}
+
+}  // namespace invscan::agent

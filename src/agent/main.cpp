@@ -1,0 +1,38 @@
+#include <cstdio>
+#include <exception>
+
+#include "agent/Commands.h"
+#include "agent/Failure.h"
+#include "agent/OutputFile.h"
+#include "agent/StartUp.h"
+#include "agent/Text.h"
+
+namespace invscan::agent {
+namespace {
+
+int runCommandLine(int argc, char** argv) {
+  std::string information;
+  const Options options = parseOptions(argc, argv, information);
+  if (!options.command) {
+    writeOutput("", information);
+    return kAnswered;
+  }
+  setUp(options);
+  return options.command->run(options);
+}
+
+}  // namespace
+}  // namespace invscan::agent
+
+int main(int argc, char** argv) {
+  using namespace invscan::agent;
+  try {
+    openStandardStreams();
+    return runCommandLine(argc, argv);
+  } catch (const Failure& failure) {
+    reportLine(failure.what());
+  } catch (const std::exception& error) {
+    reportLine(std::string("internal error: ") + error.what());
+  }
+  return kFailed;
+}

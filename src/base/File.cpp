@@ -1,0 +1,3 @@
+#include <invscan/base/File.h>
+
+const String File::pathSeparator("/");

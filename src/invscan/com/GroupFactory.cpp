@@ -1,0 +1,87 @@
+#include <invscan/factory.h>
+
+#include <invscan/base/File.h>
+#include <invscan/base/OrvCfg.h>
+#include <invscan/catalogue.h>
+#include <invscan/groups.h>
+
+#include "log/Trace.h"
+
+using invscan::Trace;
+
+namespace {
+
+template <class Group>
+KelGroup* make() {
+  return new Group;
+}
+
+// Every collector has its line here.
+constexpr struct {
+  unsigned long id;
+  KelGroup* (*make)();
+} kCollectors[] = {
+    {3, make<MemoryGroup>},        {4, make<OperatingSystemGroup>},
+    {15, make<RegionalGroup>},     {19, make<UnixSystemParamsGroup>},
+    {20, make<ScanInfoGroup>},     {46, make<CpuMeterGroup>},
+    {47, make<UnixCpuMeterGroup>},
+};
+
+}  // namespace
+
+GroupFactory* GroupFactory::singleton_ = nullptr;
+
+GroupFactory* GroupFactory::getInstance() {
+  if (!singleton_) singleton_ = new GroupFactory;
+  return singleton_;
+}
+
+GroupFactory::~GroupFactory() = default;
+
+int GroupFactory::initialise() {
+  setHWConfigFile();
+  return 1;
+}
+
+void GroupFactory::setHWConfigFile() {
+  const Trace trace(getCcLogHw(), "setHWConfigFile()");
+  const String file = OrvCfg::getKey("hwscanner.config_file");
+  m_HWConfigFile = OrvCfg::getKey("config_dir") + File::pathSeparator +
+                   (file.isEmpty() ? String("OrvHWConfig.xml") : file);
+  trace.at().mid("hardware m_HWConfigFile = %s", m_HWConfigFile.toNarrow().c_str());
+}
+
+int GroupFactory::getAllGroups(std::list<String>& names) {
+  const Trace trace(getCcLogHw(), "getAllGroups()");
+  for (const kelGroupDef* group = GROUPS_DEF; group->id != kEndOfTable; ++group) {
+    trace.at().max("hardware group = %s", group->name);
+    names.emplace_back(group->name);
+  }
+  return 0;
+}
+
+KelGroup* GroupFactory::getKELGroup(unsigned long id) {
+  const Trace trace(getCcLogHw(), "getKELGroup()");
+  trace.at().mid("hardware %s %d", "Table id =", static_cast<int>(id));
+  KelGroup* group = nullptr;
+  for (const auto& collector : kCollectors) {
+    if (collector.id == id) group = collector.make();
+  }
+  trace.at().mid("hardware %s %d", "Finished group =", static_cast<int>(id));
+  return group;
+}
+
+KelGroup* GroupFactory::getGroup(const String& name) {
+  const Trace trace(getCcLogHw(), "getGroup()");
+  cpuThreshold_.iteration();
+  trace.at().mid("hardware groupName=%s", name.toNarrow().c_str());
+  const unsigned long id = getGroupIdFromName(name);
+  KelGroup* group = getKELGroup(id);
+  if (group) {
+    group->setCpuThreshold(&cpuThreshold_);
+    group->setGlobalAttrs(&globalAttributes_);
+    group->setGroupAttrs(&groupAttributes_[name]);
+  }
+  trace.at().mid("hardware groupId=%ld", static_cast<long>(id));
+  return group;
+}

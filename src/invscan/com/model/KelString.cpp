@@ -1,0 +1,62 @@
+#include <invscan/table.h>
+
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+namespace {
+
+constexpr unsigned long kCharacterSize = sizeof(wchar_t);
+constexpr unsigned long kCountSize = sizeof(KelString::count);
+constexpr int kFirstYear = 1900;
+
+// How many characters were converted, without terminator; 0 for an invalid text.
+unsigned long convert(const char* text, wchar_t* destination, unsigned long limit) {
+  if (!text) return 0;
+  const std::size_t converted = std::mbstowcs(destination, text, limit);
+  return converted == static_cast<std::size_t>(-1) ? 0 : converted;
+}
+
+// False as well for a year that four digits cannot express.
+bool breakDown(long time, std::tm& parts) {
+  if (!localtime_r(&time, &parts)) return false;
+  return parts.tm_year >= -kFirstYear && parts.tm_year <= 9999 - kFirstYear;
+}
+
+}  // namespace
+
+unsigned long SizeofKelString(const KelString* string) {
+  return string->count * kCharacterSize + kCountSize;
+}
+
+unsigned long SizeAsKelString(const char* text) {
+  const unsigned long characters = (text ? std::strlen(text) : 0) + 1;
+  return characters * kCharacterSize + kCountSize;
+}
+
+unsigned long StringToKelString(const char* text, KelString* destination, unsigned long limit,
+                                unsigned long* offset, unsigned long* previousOffset) {
+  const unsigned long characters = convert(text, destination->text, limit);
+  destination->text[characters] = L'\0';
+  destination->count = characters + 1;
+
+  const unsigned long size = SizeofKelString(destination);
+  *previousOffset = *offset;
+  *offset += size;
+  return size;
+}
+
+void TimeToKelDateTime(long time, char* buffer) {
+  std::tm parts;
+  if (!breakDown(time, parts)) {
+    std::memset(buffer, 0, 8);
+    return;
+  }
+  char text[64];
+  std::snprintf(text, sizeof text, "%04d-%02d-%02d-%02d.%02d.%02d.000000",
+                parts.tm_year + kFirstYear, parts.tm_mon + 1, parts.tm_mday, parts.tm_hour,
+                parts.tm_min, parts.tm_sec);
+  std::memcpy(buffer, text, kDateTimeSize);
+}

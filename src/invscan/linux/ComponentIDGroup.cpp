@@ -1,0 +1,108 @@
+#include <invscan/catalogue.h>
+
+#include "invscan/com/model/Traits.h"
+
+const kelAttribDef COMPONENTID_ATTRS_DEF[] = {
+    {1, "Manufacturer", KEL_STRING, 64, nullptr},
+    {2, "Product", KEL_STRING, 64, nullptr},
+    {3, "Version", KEL_STRING, 64, nullptr},
+    {4, "Serial Number", KEL_STRING, 64, nullptr},
+    {5, "Installation", KEL_DATETIME, 0, nullptr},
+    {6, "Verify", KEL_ULONG, 0, nullptr},
+    {7, "UUID", KEL_STRING, 48, nullptr},
+    {8, "Machine Type", KEL_STRING, 64, nullptr},
+    {9, "Family", KEL_STRING, 64, nullptr},
+    {10, "SKU Number", KEL_STRING, 64, nullptr},
+    {11, "Board Manufacturer", KEL_STRING, 64, nullptr},
+    {12, "Board Product", KEL_STRING, 64, nullptr},
+    {13, "Board Serial Number", KEL_STRING, 64, nullptr},
+    {14, "Enclosure Serial Number", KEL_STRING, 64, nullptr},
+    {15, "Asset Tag", KEL_STRING, 64, nullptr},
+    {16, "Hostname", KEL_STRING, 255, nullptr},
+    {17, "Machine ID", KEL_STRING, 32, nullptr},
+    {18, "Is Virtual", KEL_STRING, 1, nullptr},
+    {19, "Hypervisor Type", KEL_STRING, 50, nullptr},
+    {20, "Host Manufacturer", KEL_STRING, 64, nullptr},
+    {21, "Host Product", KEL_STRING, 64, nullptr},
+    {22, "Host Model", KEL_STRING, 64, nullptr},
+    {23, "Host Version", KEL_STRING, 64, nullptr},
+    {24, "Host Machine Type", KEL_STRING, 64, nullptr},
+    {25, "Host Serial Number", KEL_STRING, 64, nullptr},
+    {26, "Host Node ID", KEL_STRING, 128, nullptr},
+    {kEndOfTable, nullptr, 0, 0, nullptr},
+};
+
+namespace invscan {
+
+using enum Behaviour;
+
+const AttributeTraits kComponentIdTraits[] = {
+    {1, "", Stable, kPublic, "Maker of the machine; for HostComponentID, of the physical host.",
+     kFirmwareTables, nullptr},
+    {2, "", Stable, kPublic,
+     "Product name of the machine; for HostComponentID, of the physical host.", kFirmwareTables,
+     nullptr},
+    {3, "", Stable, kPublic,
+     "Product version of the machine; for HostComponentID, of the physical host.", kFirmwareTables,
+     nullptr},
+    {4, "", Identity, kSensitive,
+     "Serial number of the machine; for HostComponentID, of the physical host.", kFirmwareTables,
+     nullptr},
+    {5, "", Stable, kPublic,
+     "When the product was installed, as the standard component identification asks.", kNotFilled,
+     nullptr},
+    {6, "", Volatile, kPublic,
+     "Verification level of the standard component identification, 7 when the component works.",
+     kNotFilled, nullptr},
+    {7, "", Identity, kSensitive, "Universally unique id that the firmware gives the machine.",
+     kFirmwareTables, nullptr},
+    {8, "", Stable, kPublic,
+     "Maker's machine type, the part of the product that orders and contracts name.",
+     kFirmwareTables, nullptr},
+    {9, "", Stable, kPublic, "Product family that the machine belongs to.", kFirmwareTables,
+     nullptr},
+    {10, "", Stable, kPublic, "Maker's stock keeping number of the configuration.", kFirmwareTables,
+     nullptr},
+    {11, "", Stable, kPublic, "Maker of the base board.", kFirmwareTables, nullptr},
+    {12, "", Stable, kPublic, "Product name of the base board.", kFirmwareTables, nullptr},
+    {13, "", Identity, kSensitive, "Serial number of the base board.", kFirmwareTables, nullptr},
+    {14, "", Identity, kSensitive, "Serial number of the enclosure.", kFirmwareTables, nullptr},
+    {15, "", Identity, kSensitive, "Owner's inventory number, as entered in the firmware.",
+     kFirmwareTables, nullptr},
+    {16, "", Identity, kSensitive, "Name of the running system on the network.", "uname", nullptr},
+    {17, "", Identity, kSensitive, "Id of this operating system installation.", "/etc/machine-id",
+     nullptr},
+    {18, "", Stable, kPublic,
+     "Whether the system runs in a guest of a recognised hypervisor, T or F.", kCpuidHelper,
+     nullptr},
+    {19, "", Stable, kPublic, "Name of the hypervisor that runs this guest.", kCpuidHelper,
+     nullptr},
+    {20, "", Stable, kPublic, "Maker of the physical host that runs this guest.",
+     "helper cpuid; vmware-guestd --cmd 'info-get guestinfo.orv_node_man' 2>/dev/null; "
+     "vmware-rpctool 'info-get guestinfo.orv_node_man' 2>/dev/null",
+     nullptr},
+    {21, "", Stable, kPublic, "Product name of the physical host that runs this guest.",
+     "helper cpuid; vmware-guestd --cmd 'info-get guestinfo.orv_node_prod' 2>/dev/null; "
+     "vmware-rpctool 'info-get guestinfo.orv_node_prod' 2>/dev/null",
+     nullptr},
+    {22, "", Stable, kPublic, "Model of the physical host that runs this guest.", kCpuidHelper,
+     nullptr},
+    {23, "", Stable, kPublic, "Product version of the physical host that runs this guest.",
+     "vmware-guestd --cmd 'info-get guestinfo.orv_node_ver' 2>/dev/null; vmware-rpctool 'info-get "
+     "guestinfo.orv_node_ver' 2>/dev/null",
+     nullptr},
+    {24, "", Stable, kPublic, "Maker's machine type of the physical host that runs this guest.",
+     "vmware-guestd --cmd 'info-get guestinfo.orv_node_type' 2>/dev/null; vmware-rpctool 'info-get "
+     "guestinfo.orv_node_type' 2>/dev/null",
+     nullptr},
+    {25, "", Identity, kSensitive, "Serial number of the physical host that runs this guest.",
+     kCpuidHelper, nullptr},
+    {26, "", Identity, kSensitive,
+     "Id that the infrastructure gives the physical host that runs this guest.",
+     "vmware-guestd --cmd 'info-get guestinfo.orv_node_id' 2>/dev/null; vmware-rpctool 'info-get "
+     "guestinfo.orv_node_id' 2>/dev/null",
+     nullptr},
+    kEndOfTraits,
+};
+
+}  // namespace invscan

@@ -1,0 +1,100 @@
+#include <ctime>
+
+#include <invscan/catalogue.h>
+#include <invscan/groups.h>
+
+#include "invscan/com/model/RowBuilder.h"
+#include "invscan/com/model/Traits.h"
+#include "invscan/linux/utils/SystemdRunLevel.h"
+#include "invscan/linux/utils/Text.h"
+#include "invscan/machine/Machine.h"
+#include "log/Trace.h"
+
+const kelAttribDef UNIX_PAR_ATTRS_DEF[] = {
+    {1, "Boot Time", KEL_DATETIME, 0, nullptr}, {2, "Run Level", KEL_ULONG, 0, nullptr},
+    {3, "Hostname", KEL_STRING, 255, nullptr},  {4, "Computer Alias", KEL_STRING, 32, nullptr},
+    {kEndOfTable, nullptr, 0, 0, nullptr},
+};
+
+namespace invscan {
+
+using enum Behaviour;
+
+const AttributeTraits kUnixSystemParamsTraits[] = {
+    {1, "", Volatile, kPublic, "When the system reached its run level or was started.",
+     "run-level record; /proc/stat", "1970-01-01-00.00.00.000000"},
+    {2, "", Stable, kPublic, "Run level, 0 when unknown.",
+     "run-level record; /run/systemd/system; /proc/cmdline; "
+     "*/systemd/system/default.target; /sbin/runlevel",
+     nullptr},
+    {3, "", Identity, kSensitive, "Node name of the system.", "uname", nullptr},
+    {4, "", Identity, kSensitive, "The same node name.", "uname", nullptr},
+    kEndOfTraits,
+};
+
+namespace {
+
+// The third character of a line such as "N 5", as a digit. No check that it is one: hosts know
+// "unknown" as run level 59; kept.
+unsigned long askRunLevelCommand(const Trace& trace) {
+  const std::string text = machine().runCommand("/sbin/runlevel").text;
+  const std::string_view line = firstLine(text, 79);
+  trace.at().max("hardware Linux runlevel=%s", std::string(line).c_str());
+  return line.size() < 3 ? 0 : static_cast<unsigned long>(line[2] - '0');
+}
+
+std::optional<unsigned long> digitOf(std::optional<char> level) {
+  if (!level || *level < '0' || *level > '9') return std::nullopt;
+  return static_cast<unsigned long>(*level - '0');
+}
+
+// The record is what the command prints, so without one there is no need to start it.
+unsigned long findRunLevel(const std::optional<RunLevelRecord>& record, const Trace& trace) {
+  if (useNativeSources()) {
+    if (const auto level = digitOf(record ? record->level : std::nullopt)) return *level;
+    if (const auto level = systemdRunLevel()) return *level;
+    if (!record) return 0;
+  }
+  return askRunLevelCommand(trace);
+}
+
+// Seconds since the epoch, 0 when unknown.
+long findBootTime(const std::optional<RunLevelRecord>& record, const Trace& trace) {
+  if (record) {
+    trace.at().max("hardware RUNLEVEL line=%s", record->line.c_str());
+    char text[26] = {};
+    TimeToKelDateTime(record->time, text);
+    trace.at().max("hardware RUNLEVEL uptime=%ld %.26s", record->time, text);
+    return record->time;
+  }
+  if (useNativeSources()) {
+    const FileText file = machine().readFile("/proc/stat");
+    constexpr std::string_view kKey = "\nbtime ";
+    const std::size_t found = file.text.find(kKey);
+    if (found != std::string::npos) return leadingInteger(file.text.substr(found + kKey.size()));
+  }
+  trace.at().min("hardware Failure getting the boot time");
+  return 0;
+}
+
+}  // namespace
+}  // namespace invscan
+
+using namespace invscan;
+
+KelTable* UnixSystemParamsGroup::getTable() {
+  const Trace trace(getCcLogHw(), "getTable()");
+  const auto record = machine().runLevelRecord();
+  const unsigned long runLevel = findRunLevel(record, trace);
+  const std::string nodeName = machine().kernelIdentity().value_or(KernelIdentity()).nodename;
+  trace.at().max("hardware uname nodename=%s", nodeName.c_str());
+
+  auto* table = new KelTable(getGroupId(), getGroupVersion());
+  RowBuilder()
+      .dateTime(1, findBootTime(record, trace))
+      .count(2, runLevel)
+      .text(3, nodeName)
+      .text(4, nodeName)
+      .addTo(*table);
+  return table;
+}

@@ -1,0 +1,465 @@
+#include "invscan/machine/Capture.h"
+
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+#include <climits>
+#include <cstring>
+#include <string_view>
+
+namespace invscan {
+namespace {
+
+[[noreturn]] void refuse(const std::string& where, const std::string& expected) {
+  throw CaptureError("machine.json: " + where + ": expected " + expected);
+}
+
+std::string keyOf(const std::string& where, const std::string& key) {
+  return where.empty() ? key : where + "." + key;
+}
+
+const Json& readObject(const Json& json, const std::string& where) {
+  if (!json.is_object()) refuse(where, "an object");
+  return json;
+}
+
+const Json& readArray(const Json& json, const std::string& where) {
+  if (!json.is_array()) refuse(where, "a list");
+  return json;
+}
+
+std::string readText(const Json& json, const std::string& where) {
+  if (!json.is_string()) refuse(where, "a text");
+  std::string text = json.get<std::string>();
+  if (text.find('\0') != std::string::npos) refuse(where, "a text without NUL characters");
+  return text;
+}
+
+bool readFlag(const Json& json, const std::string& where) {
+  if (!json.is_boolean()) refuse(where, "true or false");
+  return json.get<bool>();
+}
+
+unsigned long readNumber(const Json& json, const std::string& where,
+                         unsigned long most = ULONG_MAX) {
+  if (!json.is_number_unsigned() || json.get<unsigned long>() > most) {
+    refuse(where, most == ULONG_MAX ? "a whole number of 0 or more"
+                                    : "a whole number from 0 to " + std::to_string(most));
+  }
+  return json.get<unsigned long>();
+}
+
+long readTime(const Json& json, const std::string& where) {
+  if (!json.is_number_integer()) refuse(where, "a whole number of seconds");
+  if (json.is_number_unsigned() && json.get<unsigned long>() > LONG_MAX) {
+    refuse(where, "a number of seconds that 63 bits hold");
+  }
+  return json.get<long>();
+}
+
+int hexDigit(char digit) {
+  if (digit >= '0' && digit <= '9') return digit - '0';
+  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
+  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
+  return -1;
+}
+
+std::string readHex(const Json& json, const std::string& where) {
+  const std::string digits = readText(json, where);
+  if (digits.size() % 2 != 0) refuse(where, "an even number of hexadecimal digits");
+  std::string bytes;
+  bytes.reserve(digits.size() / 2);
+  for (std::size_t i = 0; i < digits.size(); i += 2) {
+    const int high = hexDigit(digits[i]), low = hexDigit(digits[i + 1]);
+    if (high < 0 || low < 0) refuse(where, "hexadecimal digits");
+    bytes.push_back(static_cast<char>(high * 16 + low));
+  }
+  return bytes;
+}
+
+std::string writeHex(const std::string& bytes) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string digits;
+  digits.reserve(bytes.size() * 2);
+  for (const char byte : bytes) {
+    digits.push_back(kDigits[static_cast<unsigned char>(byte) >> 4]);
+    digits.push_back(kDigits[static_cast<unsigned char>(byte) & 15]);
+  }
+  return digits;
+}
+
+bool isText(const std::string& bytes) {
+  try {
+    static_cast<void>(Json(bytes).dump());
+    return bytes.find('\0') == std::string::npos;
+  } catch (const Json::exception&) {
+    return false;  // not UTF-8
+  }
+}
+
+// What a member of an object must be.
+using Check = void (*)(const Json& json, const std::string& where);
+struct Member {
+  const char* name;
+  Check check;
+  bool isRequired = true;
+};
+
+template <std::size_t count>
+const Json& readMembers(const Json& json, const std::string& where,
+                        const Member (&members)[count]) {
+  readObject(json, where);
+  for (const auto& [key, value] : json.items()) {
+    const auto* known = std::find_if(std::begin(members), std::end(members),
+                                     [&](const Member& member) { return key == member.name; });
+    if (known == std::end(members)) {
+      throw CaptureError("machine.json: unknown key " + keyOf(where, key));
+    }
+    known->check(value, keyOf(where, key));
+  }
+  for (const Member& member : members) {
+    if (member.isRequired && !json.contains(member.name)) {
+      throw CaptureError("machine.json: missing key " + keyOf(where, member.name));
+    }
+  }
+  return json;
+}
+
+void checkText(const Json& json, const std::string& where) {
+  readText(json, where);
+}
+void checkHex(const Json& json, const std::string& where) {
+  readHex(json, where);
+}
+void checkFlag(const Json& json, const std::string& where) {
+  readFlag(json, where);
+}
+void checkTime(const Json& json, const std::string& where) {
+  readTime(json, where);
+}
+void checkNumber(const Json& json, const std::string& where) {
+  readNumber(json, where);
+}
+void checkByte(const Json& json, const std::string& where) {
+  readNumber(json, where, 255);
+}
+void checkObject(const Json& json, const std::string& where) {
+  readObject(json, where);
+}
+
+void checkLevel(const Json& json, const std::string& where) {
+  if (readText(json, where).size() != 1) refuse(where, "one character");
+}
+
+void checkTextOrNull(const Json& json, const std::string& where) {
+  if (!json.is_null()) readText(json, where);
+}
+
+void checkStatisticsResult(const Json& json, const std::string& where) {
+  if (!json.is_number_integer() || (json != 0 && json != -1)) refuse(where, "0 or -1");
+}
+
+template <Check check>
+void checkEach(const Json& json, const std::string& where) {
+  if (json.is_array()) {
+    for (std::size_t i = 0; i < json.size(); ++i) {
+      check(json[i], where + "[" + std::to_string(i) + "]");
+    }
+    return;
+  }
+  for (const auto& [key, value] : readObject(json, where).items()) check(value, keyOf(where, key));
+}
+
+template <Check check>
+void checkList(const Json& json, const std::string& where) {
+  checkEach<check>(readArray(json, where), where);
+}
+
+template <Check check>
+void checkMap(const Json& json, const std::string& where) {
+  checkEach<check>(readObject(json, where), where);
+}
+
+void checkStatistics(const Json& json, const std::string& where) {
+  static constexpr Member kMembers[] = {{"result", checkStatisticsResult, false},
+                                        {"f_frsize", checkNumber, false},
+                                        {"f_blocks", checkNumber, false},
+                                        {"f_bavail", checkNumber, false},
+                                        {"hang", checkFlag, false}};
+  readMembers(json, where, kMembers);
+}
+
+void checkInterface(const Json& json, const std::string& where) {
+  static constexpr Member kMembers[] = {{"name", checkText},
+                                        {"address", checkText, false},
+                                        {"netmask", checkText, false},
+                                        {"hwaddr", checkText, false}};
+  readMembers(json, where, kMembers);
+}
+
+void checkHelper(const Json& json, const std::string& where) {
+  static constexpr Member kMembers[] = {{"command", checkText},
+                                        {"output", checkText, false},
+                                        {"output_hex", checkHex, false},
+                                        {"status", checkByte, false},
+                                        {"hang", checkFlag, false}};
+  readMembers(json, where, kMembers);
+}
+
+struct ErrorName {
+  const char* name;
+  int number;
+};
+
+// What can go wrong with a file that is there.
+constexpr ErrorName kErrorNames[] = {
+    {"EPERM", EPERM},          {"EIO", EIO},       {"ENXIO", ENXIO},         {"EACCES", EACCES},
+    {"EBUSY", EBUSY},          {"ENODEV", ENODEV}, {"EISDIR", EISDIR},       {"EINVAL", EINVAL},
+    {"EFAULT", EFAULT},        {"ENOMEM", ENOMEM}, {"EOVERFLOW", EOVERFLOW}, {"ELOOP", ELOOP},
+    {"EOPNOTSUPP", EOPNOTSUPP}};
+
+int readErrorName(const Json& json, const std::string& where) {
+  const std::string name = readText(json, where);
+  for (const ErrorName& error : kErrorNames) {
+    if (name == error.name) return error.number;
+  }
+  refuse(where, "the name of an error, such as EACCES");
+}
+
+void checkErrorName(const Json& json, const std::string& where) {
+  readErrorName(json, where);
+}
+
+// The parts that no collector asks for yet are checked all the same, so that a capture is good or
+// bad once and for all.
+constexpr Member kTopLevel[] = {
+    {"capture", checkNumber},
+    {"uname", [](const Json& json, const std::string& where) { readKernelIdentity(json, where); },
+     false},
+    {"sysinfo", [](const Json& json, const std::string& where) { readMemoryFigures(json, where); },
+     false},
+    {"page_size", checkNumber, false},
+    {"word_size", checkNumber, false},
+    {"processors", checkNumber, false},
+    {"time", checkTime, false},
+    {"run_level_record",
+     [](const Json& json, const std::string& where) { readRunLevelRecord(json, where); }, false},
+    {"environment", checkMap<checkTextOrNull>, false},
+    {"locales", checkMap<checkTextOrNull>, false},
+    {"commands",
+     checkList<[](const Json& json, const std::string& where) { readCommand(json, where); }>,
+     false},
+    {"helpers", checkList<checkHelper>, false},
+    {"statvfs", checkMap<checkStatistics>, false},
+    {"statvfs64", checkMap<checkStatistics>, false},
+    {"hosts", checkMap<checkText>, false},
+    {"netlink", checkMap<checkList<checkHex>>, false},
+    {"interfaces", checkList<checkInterface>, false},
+    {"unreadable", checkMap<checkErrorName>, false},
+    {"absent", checkList<checkText>, false},
+    {"cpuid", checkObject, false},
+    {"guest_channel", checkObject, false},
+    {"devices", checkObject, false}};
+
+Json parse(const std::string& text) {
+  try {
+    return Json::parse(text);
+  } catch (const Json::parse_error& error) {
+    const auto end = text.begin() + static_cast<long>(std::min(error.byte, text.size()));
+    const auto line = 1 + std::count(text.begin(), end, '\n');
+    throw CaptureError("machine.json: line " + std::to_string(line) + ": not valid JSON");
+  }
+}
+
+}  // namespace
+
+Json toJson(const KernelIdentity& kernel) {
+  return {{"sysname", kernel.sysname},
+          {"nodename", kernel.nodename},
+          {"release", kernel.release},
+          {"version", kernel.version},
+          {"machine", kernel.machine}};
+}
+
+KernelIdentity readKernelIdentity(const Json& json, const std::string& where) {
+  static constexpr Member kMembers[] = {{"sysname", checkText},
+                                        {"nodename", checkText},
+                                        {"release", checkText},
+                                        {"version", checkText},
+                                        {"machine", checkText}};
+  readMembers(json, where, kMembers);
+  return {json["sysname"], json["nodename"], json["release"], json["version"], json["machine"]};
+}
+
+Json toJson(const MemoryFigures& figures) {
+  return {{"totalram", figures.totalRam},
+          {"freeram", figures.freeRam},
+          {"totalswap", figures.totalSwap},
+          {"freeswap", figures.freeSwap}};
+}
+
+MemoryFigures readMemoryFigures(const Json& json, const std::string& where) {
+  static constexpr Member kMembers[] = {
+      {"totalram", checkNumber}, {"freeram", checkNumber},         {"totalswap", checkNumber},
+      {"freeswap", checkNumber}, {"mem_unit", checkNumber, false}, {"uptime", checkNumber, false}};
+  readMembers(json, where, kMembers);
+  return {json["totalram"], json["freeram"], json["totalswap"], json["freeswap"]};
+}
+
+Json toJson(const RunLevelRecord& record) {
+  Json json = {{"line", isText(record.line) ? record.line : ""}, {"time", record.time}};
+  if (record.level && isText({*record.level})) json["level"] = std::string(1, *record.level);
+  return json;
+}
+
+RunLevelRecord readRunLevelRecord(const Json& json, const std::string& where) {
+  static constexpr Member kMembers[] = {
+      {"line", checkText}, {"time", checkTime}, {"level", checkLevel, false}};
+  readMembers(json, where, kMembers);
+  RunLevelRecord record{json["line"], json["time"], std::nullopt};
+  if (json.contains("level")) record.level = json["level"].get<std::string>().front();
+  return record;
+}
+
+Json toJson(const LocaleName& locale) {
+  return locale.known ? Json(locale.name) : Json(nullptr);
+}
+
+LocaleName readLocale(const Json& json, const std::string& where) {
+  if (json.is_null()) return {false, "C"};
+  return {true, readText(json, where)};
+}
+
+Json toJson(const std::string& line, const CommandOutput& output) {
+  Json json = {{"line", line}};
+  if (isText(output.text)) {
+    json["output"] = output.text;
+  } else {
+    json["output_hex"] = writeHex(output.text);
+  }
+  json["status"] = output.started ? std::min(output.status, 255) : 127;
+  return json;
+}
+
+CapturedCommand readCommand(const Json& json, const std::string& where) {
+  static constexpr Member kMembers[] = {{"line", checkText},
+                                        {"output", checkText, false},
+                                        {"output_hex", checkHex, false},
+                                        {"status", checkByte, false},
+                                        {"hang", checkFlag, false}};
+  readMembers(json, where, kMembers);
+  CapturedCommand command;
+  if (json.contains("output")) command.output = json["output"];
+  if (json.contains("output_hex")) command.output = readHex(json["output_hex"], where);
+  command.status = json.value("status", 0);
+  command.hangs = json.value("hang", false);
+  return command;
+}
+
+CaptureFacts readFacts(const std::string& text) {
+  const Json json = parse(text);
+  if (!json.is_object()) throw CaptureError("machine.json: expected an object");
+  readMembers(json, "", kTopLevel);
+  if (json["capture"] != 1) {
+    throw CaptureError("machine.json: capture: this version reads format 1 only");
+  }
+
+  CaptureFacts facts;
+  if (json.contains("uname")) facts.kernelIdentity = readKernelIdentity(json["uname"], "uname");
+  if (json.contains("sysinfo")) facts.memoryFigures = readMemoryFigures(json["sysinfo"], "sysinfo");
+  if (json.contains("word_size")) facts.wordSize = json["word_size"].get<unsigned long>();
+  if (json.contains("run_level_record")) {
+    facts.runLevelRecord = readRunLevelRecord(json["run_level_record"], "run_level_record");
+  }
+  facts.pageSize = json.value("page_size", 0UL);
+  facts.time = json.value("time", 0L);
+
+  const auto eachOf = [&json](const char* key, auto&& take) {
+    if (json.contains(key)) {
+      for (const auto& [name, value] : json[key].items()) take(name, value);
+    }
+  };
+  eachOf("environment", [&](const std::string& name, const Json& value) {
+    if (!isCapturedVariable(name))
+      throw CaptureError("machine.json: unknown key environment." + name);
+    if (!value.is_null()) facts.environment[name] = value;
+  });
+  eachOf("locales", [&](const std::string& name, const Json& value) {
+    facts.locales[name] = readLocale(value, "locales." + name);
+  });
+  eachOf("commands", [&](const std::string& index, const Json& value) {
+    facts.commands[value["line"]].push_back(readCommand(value, "commands[" + index + "]"));
+  });
+  eachOf("unreadable", [&](const std::string& path, const Json& value) {
+    facts.unreadable[path] = readErrorName(value, "unreadable." + path);
+  });
+  if (json.contains("absent")) facts.absent = json["absent"].get<std::set<std::string>>();
+  return facts;
+}
+
+CaptureFiles::CaptureFiles(const std::string& directory)
+    : root_(::open((directory + "/root").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+}
+
+Descriptor CaptureFiles::open(const std::string& path, unsigned long flags) const {
+  if (!root_.isOpen()) {
+    errno = ENOENT;
+    return Descriptor();
+  }
+  open_how how{};
+  how.flags = flags | O_CLOEXEC;
+  how.resolve = RESOLVE_IN_ROOT | RESOLVE_NO_MAGICLINKS;
+  return Descriptor(
+      static_cast<int>(syscall(SYS_openat2, root_.get(), path.c_str(), &how, sizeof how)));
+}
+
+FileText CaptureFiles::read(const std::string& path, std::size_t limit) const {
+  const Descriptor file = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  if (!file.isOpen()) return {errno, {}};
+  struct stat status;
+  if (fstat(file.get(), &status) != 0) return {errno, {}};
+  if (S_ISDIR(status.st_mode)) return {EISDIR, {}};
+  if (!S_ISREG(status.st_mode)) return {ENOENT, {}};
+  return readAll(file.get(), limit);
+}
+
+int CaptureFiles::exists(const std::string& path) const {
+  return open(path, O_PATH).isOpen() ? 0 : errno;
+}
+
+std::optional<std::string> CaptureFiles::readLink(const std::string& path) const {
+  const Descriptor link = open(path, O_PATH | O_NOFOLLOW);
+  char target[PATH_MAX];
+  const ssize_t length = link.isOpen() ? readlinkat(link.get(), "", target, sizeof target) : -1;
+  if (length < 0) return std::nullopt;
+  return std::string(target, static_cast<std::size_t>(length));
+}
+
+bool isCapturedVariable(const std::string& name) {
+  return name == "LANG" || name == "TZ" || name.rfind("LC_", 0) == 0;
+}
+
+std::map<std::string, std::string> capturedEnvironment() {
+  std::map<std::string, std::string> variables;
+  for (char** entry = environ; entry && *entry; ++entry) {
+    const std::string_view text = *entry;
+    const std::size_t equals = text.find('=');
+    if (equals == std::string_view::npos) continue;
+    const std::string name(text.substr(0, equals));
+    if (isCapturedVariable(name)) variables[name] = text.substr(equals + 1);
+  }
+  return variables;
+}
+
+std::string timeZoneFile(const char* timeZone) {
+  if (!timeZone) return "/etc/localtime";
+  const std::string name = *timeZone == ':' ? timeZone + 1 : timeZone;
+  if (name.empty() || name.front() == '/') return name;
+  return "/usr/share/zoneinfo/" + name;
+}
+
+}  // namespace invscan

@@ -1,0 +1,87 @@
+// A capture directory: the facts in its machine.json and the files below its root. docs/capture.md
+// describes the form. Everything in it is hostile.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "invscan/machine/Descriptor.h"
+#include "invscan/machine/Machine.h"
+
+namespace invscan {
+
+using Json = nlohmann::ordered_json;
+
+// What is wrong with a capture, in one line that names file and place.
+class CaptureError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+struct CapturedCommand {
+  std::string output;
+  int status = 0;
+  bool hangs = false;
+};
+
+// machine.json, checked. What it does not have is not there.
+struct CaptureFacts {
+  std::optional<KernelIdentity> kernelIdentity;
+  std::optional<MemoryFigures> memoryFigures;
+  unsigned long pageSize = 0;
+  std::optional<unsigned long> wordSize;
+  long time = 0;
+  std::optional<RunLevelRecord> runLevelRecord;
+  std::map<std::string, std::string> environment;  // variables that are set
+  std::map<std::string, LocaleName> locales;       // by category
+  std::map<std::string, std::vector<CapturedCommand>> commands;
+  std::map<std::string, int> unreadable;  // paths and what went wrong
+  // Paths that were asked for and not there; none when the capture was not recorded but made.
+  std::optional<std::set<std::string>> absent;
+};
+
+// Parts of machine.json, as recorded and as read; where names the place for error messages.
+Json toJson(const KernelIdentity& kernel);
+Json toJson(const MemoryFigures& figures);
+Json toJson(const RunLevelRecord& record);
+Json toJson(const LocaleName& locale);
+Json toJson(const std::string& line, const CommandOutput& output);
+KernelIdentity readKernelIdentity(const Json& json, const std::string& where);
+MemoryFigures readMemoryFigures(const Json& json, const std::string& where);
+RunLevelRecord readRunLevelRecord(const Json& json, const std::string& where);
+LocaleName readLocale(const Json& json, const std::string& where);
+CapturedCommand readCommand(const Json& json, const std::string& where);
+
+// Checks and reads the text of a machine.json. Throws CaptureError.
+CaptureFacts readFacts(const std::string& text);
+
+// The files below a capture's root. Links lead no further than the root, and only regular files are
+// read.
+class CaptureFiles {
+ public:
+  explicit CaptureFiles(const std::string& directory);
+
+  FileText read(const std::string& path, std::size_t limit) const;
+  int exists(const std::string& path) const;  // 0 or errno
+  std::optional<std::string> readLink(const std::string& path) const;
+
+ private:
+  Descriptor open(const std::string& path, unsigned long flags) const;
+
+  Descriptor root_;
+};
+
+// The environment variables that a capture keeps: LC_*, LANG and TZ.
+bool isCapturedVariable(const std::string& name);
+std::map<std::string, std::string> capturedEnvironment();
+
+// The file that a value of TZ names (null: not set), or an empty text when it names none.
+std::string timeZoneFile(const char* timeZone);
+
+}  // namespace invscan

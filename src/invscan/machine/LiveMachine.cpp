@@ -1,0 +1,172 @@
+#include "invscan/machine/LiveMachine.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/sysinfo.h>
+#include <sys/utsname.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utmp.h>
+
+#include <climits>
+#include <clocale>
+#include <cstring>
+#include <ctime>
+
+#include "invscan/machine/Descriptor.h"
+
+namespace invscan {
+namespace {
+
+// Attributes of a child that starts with the signals of a fresh process, whatever its parent blocks
+// or ignores.
+class SpawnAttributes {
+ public:
+  SpawnAttributes() {
+    posix_spawnattr_init(&attributes_);
+    sigset_t signals;
+    sigemptyset(&signals);
+    posix_spawnattr_setsigmask(&attributes_, &signals);
+    sigaddset(&signals, SIGPIPE);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGCHLD);
+    posix_spawnattr_setsigdefault(&attributes_, &signals);
+    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  }
+  SpawnAttributes(const SpawnAttributes&) = delete;
+  SpawnAttributes& operator=(const SpawnAttributes&) = delete;
+  ~SpawnAttributes() { posix_spawnattr_destroy(&attributes_); }
+
+  const posix_spawnattr_t* get() const { return &attributes_; }
+
+ private:
+  posix_spawnattr_t attributes_;
+};
+
+class SpawnActions {
+ public:
+  explicit SpawnActions(int output) {
+    posix_spawn_file_actions_init(&actions_);
+    posix_spawn_file_actions_addopen(&actions_, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_adddup2(&actions_, output, 1);
+    posix_spawn_file_actions_addopen(&actions_, 2, "/dev/null", O_WRONLY, 0);
+  }
+  SpawnActions(const SpawnActions&) = delete;
+  SpawnActions& operator=(const SpawnActions&) = delete;
+  ~SpawnActions() { posix_spawn_file_actions_destroy(&actions_); }
+
+  const posix_spawn_file_actions_t* get() const { return &actions_; }
+
+ private:
+  posix_spawn_file_actions_t actions_;
+};
+
+// A process id to be waited for, or 0 when the shell could not be started.
+pid_t startShell(const std::string& line, int output) {
+  const SpawnActions actions(output);
+  const SpawnAttributes attributes;
+  std::string shell = "sh", option = "-c", command = line;
+  char* const arguments[] = {shell.data(), option.data(), command.data(), nullptr};
+  pid_t pid = 0;
+  return posix_spawn(&pid, "/bin/sh", actions.get(), attributes.get(), arguments, environ) == 0
+             ? pid
+             : 0;
+}
+
+int waitFor(pid_t pid) {
+  int status = 0;
+  while (waitpid(pid, &status, 0) < 0) {
+    if (errno != EINTR) return 0;  // the host has its children reaped for it
+  }
+  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+}  // namespace
+
+FileText LiveMachine::doReadFile(const std::string& path, std::size_t limit) {
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  if (!file.isOpen()) return {errno, {}};
+  return readAll(file.get(), limit);
+}
+
+int LiveMachine::doExists(const std::string& path) {
+  return access(path.c_str(), F_OK) == 0 ? 0 : errno;
+}
+
+std::optional<std::string> LiveMachine::doReadLink(const std::string& path) {
+  char target[PATH_MAX];
+  const ssize_t length = readlink(path.c_str(), target, sizeof target);
+  if (length < 0) return std::nullopt;
+  return std::string(target, static_cast<std::size_t>(length));
+}
+
+CommandOutput LiveMachine::doRunCommand(const std::string& line, std::size_t limit) {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) return {};
+  Descriptor readEnd(ends[0]), writeEnd(ends[1]);
+  const pid_t pid = startShell(line, writeEnd.get());
+  writeEnd.reset();
+  if (pid <= 0) return {};
+  CommandOutput result{true, 0, readAll(readEnd.get(), limit).text};
+  readEnd.reset();
+  // A command that has more to say than anybody asked for need not finish.
+  if (result.text.size() >= limit) kill(pid, SIGKILL);
+  result.status = waitFor(pid);
+  return result;
+}
+
+std::optional<KernelIdentity> LiveMachine::doKernelIdentity() {
+  utsname names;
+  if (uname(&names) != 0) return std::nullopt;
+  return KernelIdentity{names.sysname, names.nodename, names.release, names.version, names.machine};
+}
+
+std::optional<MemoryFigures> LiveMachine::doMemoryFigures() {
+  struct sysinfo figures;
+  if (sysinfo(&figures) != 0) return std::nullopt;
+  return MemoryFigures{figures.totalram, figures.freeram, figures.totalswap, figures.freeswap};
+}
+
+unsigned long LiveMachine::doPageSize() {
+  const long size = sysconf(_SC_PAGESIZE);
+  return size > 0 ? static_cast<unsigned long>(size) : 0;
+}
+
+std::optional<unsigned long> LiveMachine::doWordSize() {
+  const long bits = sysconf(_SC_LONG_BIT);
+  if (bits <= 0) return std::nullopt;
+  return static_cast<unsigned long>(bits);
+}
+
+long LiveMachine::doCurrentTime() {
+  return time(nullptr);
+}
+
+std::optional<RunLevelRecord> LiveMachine::doRunLevelRecord() {
+  utmp wanted{};
+  wanted.ut_type = RUN_LVL;
+  setutent();
+  std::optional<RunLevelRecord> result;
+  if (const utmp* found = getutid(&wanted)) {
+    const std::size_t length = strnlen(found->ut_line, sizeof found->ut_line);
+    // The low byte of the "process id" is the run level, the next one the level before.
+    result = {std::string(found->ut_line, length), found->ut_tv.tv_sec,
+              static_cast<char>(found->ut_pid & 0xFF)};
+  }
+  endutent();
+  return result;
+}
+
+LocaleName LiveMachine::doSetLocale(int category) {
+  if (const char* name = setlocale(category, "")) return {true, name};
+  const char* current = setlocale(category, nullptr);
+  return {false, current ? current : ""};
+}
+
+void LiveMachine::doSetTimeZone() {
+  tzset();
+}
+
+}  // namespace invscan

@@ -1,0 +1,165 @@
+#include "invscan/machine/Machine.h"
+
+#include <cerrno>
+#include <chrono>
+#include <clocale>
+#include <cstring>
+#include <vector>
+
+#include <invscan/base/OrvCfg.h>
+
+#include "invscan/machine/LiveMachine.h"
+
+namespace invscan {
+namespace {
+
+// Never destroyed, like the machines below: a thread may still be asking while the process ends.
+struct AccessNotes {
+  bool wanted = false;
+  std::vector<Access> accesses;
+};
+
+AccessNotes& notes() {
+  static auto* instance = new AccessNotes;
+  return *instance;
+}
+
+// Answers a question, and notes how that went and what it cost when somebody wants to know.
+template <class Ask, class Judge>
+auto noted(const std::string& source, Ask ask, Judge judge) {
+  if (!notes().wanted) return ask();
+  const auto begin = std::chrono::steady_clock::now();
+  auto answer = ask();
+  const std::chrono::duration<double, std::milli> cost = std::chrono::steady_clock::now() - begin;
+  notes().accesses.push_back({source, judge(answer), cost.count()});
+  return answer;
+}
+
+template <class Answer>
+std::string given(const std::optional<Answer>& answer) {
+  return answer ? "ok" : "not available";
+}
+
+std::string nonZero(unsigned long answer) {
+  return answer != 0 ? "ok" : "not available";
+}
+
+std::string judgeCommand(const CommandOutput& output) {
+  if (!output.started) return "could not be started";
+  if (output.status == 127) return "no such command";
+  if (output.status != 0) return "ended with status " + std::to_string(output.status);
+  return output.text.empty() ? "printed nothing" : "ok";
+}
+
+std::vector<std::unique_ptr<Machine>>& machines() {
+  static auto* instances = new std::vector<std::unique_ptr<Machine>>;
+  return *instances;
+}
+
+}  // namespace
+
+FileText Machine::readFile(const std::string& path, std::size_t limit) {
+  return noted(
+      path, [&] { return doReadFile(path, limit); },
+      [&](const FileText& file) {
+        if (file.error != 0) return explainError(path, file.error);
+        return std::string(file.text.empty() ? "empty" : "ok");
+      });
+}
+
+bool Machine::exists(const std::string& path) {
+  return noted(
+             path, [&] { return doExists(path); },
+             [&](int error) { return error == 0 ? "ok" : explainError(path, error); }) == 0;
+}
+
+std::optional<std::string> Machine::readLink(const std::string& path) {
+  return noted(
+      path, [&] { return doReadLink(path); },
+      [&](const auto& target) { return target ? "ok" : explainError(path, ENOENT); });
+}
+
+CommandOutput Machine::runCommand(const std::string& line, std::size_t limit) {
+  return noted(
+      line, [&] { return doRunCommand(line, limit); }, judgeCommand);
+}
+
+std::optional<KernelIdentity> Machine::kernelIdentity() {
+  return noted(
+      "uname", [&] { return doKernelIdentity(); }, given<KernelIdentity>);
+}
+
+std::optional<MemoryFigures> Machine::memoryFigures() {
+  return noted(
+      "sysinfo", [&] { return doMemoryFigures(); }, given<MemoryFigures>);
+}
+
+unsigned long Machine::pageSize() {
+  return noted(
+      "page size", [&] { return doPageSize(); }, nonZero);
+}
+
+std::optional<unsigned long> Machine::wordSize() {
+  return noted(
+      "word size", [&] { return doWordSize(); }, given<unsigned long>);
+}
+
+long Machine::currentTime() {
+  return noted(
+      "clock", [&] { return doCurrentTime(); }, [](long) { return std::string("ok"); });
+}
+
+std::optional<RunLevelRecord> Machine::runLevelRecord() {
+  return noted(
+      "run-level record", [&] { return doRunLevelRecord(); }, given<RunLevelRecord>);
+}
+
+LocaleName Machine::setLocale(int category) {
+  const std::string source = category == LC_MESSAGES ? "locale LC_MESSAGES" : "locale LC_CTYPE";
+  return noted(
+      source, [&] { return doSetLocale(category); },
+      [](const LocaleName& locale) {
+        return std::string(locale.known ? "ok" : "the environment names an unknown locale");
+      });
+}
+
+void Machine::setTimeZone() {
+  noted(
+      "time zone", [&] { return doSetTimeZone(), true; }, [](bool) { return std::string("ok"); });
+}
+
+std::string Machine::explainError(const std::string&, int error) const {
+  const char* text = strerrordesc_np(error);
+  std::string outcome = text ? text : "error " + std::to_string(error);
+  if (outcome.front() >= 'A' && outcome.front() <= 'Z') outcome.front() += 'a' - 'A';
+  return outcome;
+}
+
+Machine& machine() {
+  if (machines().empty()) machines().push_back(std::make_unique<LiveMachine>());
+  return *machines().back();
+}
+
+void setMachine(std::unique_ptr<Machine> next) {
+  machines().push_back(std::move(next));
+}
+
+bool useNativeSources() {
+  return OrvCfg::getKey("hwscanner.sources") == String("native");
+}
+
+void startAccessLog() {
+  notes().wanted = true;
+  notes().accesses.clear();
+}
+
+std::vector<Access> accessLog() {
+  return notes().accesses;
+}
+
+std::string hostName() {
+  const auto kernel = machine().kernelIdentity();
+  return kernel ? kernel->nodename : std::string();
+}
+
+}  // namespace invscan

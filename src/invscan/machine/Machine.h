@@ -1,0 +1,113 @@
+// The seam: every question to the machine under scan is a method of the current machine().
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <invscan/machine.h>
+
+namespace invscan {
+
+// More of a file or of a command's output than this is not read unless a caller says so.
+inline constexpr std::size_t kTextLimit = 1 << 20;
+
+struct FileText {
+  int error = 0;     // errno of the attempt; 0 when the file was read
+  std::string text;  // at most the limit asked for
+};
+
+struct CommandOutput {
+  bool started = false;
+  int status = 0;    // exit code, or 128 + signal
+  std::string text;  // standard output, at most the limit asked for
+};
+
+struct KernelIdentity {
+  std::string sysname, nodename, release, version, machine;
+};
+
+// The fields of sysinfo() as they stand; the memory unit is not applied.
+struct MemoryFigures {
+  unsigned long totalRam = 0, freeRam = 0, totalSwap = 0, freeSwap = 0;
+};
+
+// The run-level record of the login-records database. level is the run level's character, which a
+// hand-written capture may lack.
+struct RunLevelRecord {
+  std::string line;
+  long time = 0;
+  std::optional<char> level;
+};
+
+struct LocaleName {
+  bool known = false;  // the machine has the locale that its environment names
+  std::string name;    // of the locale now in force
+};
+
+// Derived classes answer (the do... functions); this class notes what was asked in the access log.
+// Answers are bytes from outside: nothing about their form is promised.
+class Machine {
+ public:
+  Machine() = default;
+  Machine(const Machine&) = delete;
+  Machine& operator=(const Machine&) = delete;
+  virtual ~Machine() = default;
+
+  // Regular files and kernel files, never blocking on a FIFO.
+  FileText readFile(const std::string& path, std::size_t limit = kTextLimit);
+  bool exists(const std::string& path);
+  // The text of a symbolic link; none when it is not there or not a link.
+  std::optional<std::string> readLink(const std::string& path);
+
+  // Runs a shell command line, with standard input and standard error at /dev/null unless the line
+  // redirects them, and returns when it has ended or has written more than the limit.
+  CommandOutput runCommand(const std::string& line, std::size_t limit = kTextLimit);
+
+  std::optional<KernelIdentity> kernelIdentity();
+  std::optional<MemoryFigures> memoryFigures();
+  // Bytes; 0 when the machine does not tell.
+  unsigned long pageSize();
+  // Bits of a long in the C library that programs get; none when the machine does not tell.
+  std::optional<unsigned long> wordSize();
+  // Seconds since the epoch.
+  long currentTime();
+  std::optional<RunLevelRecord> runLevelRecord();
+
+  // Sets a category of the process's locale from the environment: a process-wide effect that hosts
+  // expect.
+  LocaleName setLocale(int category);
+  // Sets the process's time zone (tzset and what follows from it) from environment and zone files.
+  void setTimeZone();
+
+ protected:
+  // In plain words why a file gave nothing.
+  virtual std::string explainError(const std::string& path, int error) const;
+
+ private:
+  virtual FileText doReadFile(const std::string& path, std::size_t limit) = 0;
+  virtual int doExists(const std::string& path) = 0;  // 0, or errno
+  virtual std::optional<std::string> doReadLink(const std::string& path) = 0;
+  virtual CommandOutput doRunCommand(const std::string& line, std::size_t limit) = 0;
+  virtual std::optional<KernelIdentity> doKernelIdentity() = 0;
+  virtual std::optional<MemoryFigures> doMemoryFigures() = 0;
+  virtual unsigned long doPageSize() = 0;
+  virtual std::optional<unsigned long> doWordSize() = 0;
+  virtual long doCurrentTime() = 0;
+  virtual std::optional<RunLevelRecord> doRunLevelRecord() = 0;
+  virtual LocaleName doSetLocale(int category) = 0;
+  virtual void doSetTimeZone() = 0;
+};
+
+// The machine that this process scans.
+Machine& machine();
+
+// Makes another machine current. The one before stays alive to the end of the process: a collection
+// thread that was abandoned may still be asking it.
+void setMachine(std::unique_ptr<Machine> next);
+
+// Whether facts are taken from the kernel first (hwscanner.sources = native).
+bool useNativeSources();
+
+}  // namespace invscan

@@ -1,0 +1,101 @@
+// The public functions that change the machine.
+#include <cstdlib>
+#include <ctime>
+#include <map>
+#include <string>
+
+#include <invscan/machine.h>
+
+#include "invscan/machine/Capture.h"
+#include "invscan/machine/LiveMachine.h"
+#include "invscan/machine/RecordingMachine.h"
+#include "invscan/machine/ReplayedMachine.h"
+
+namespace invscan {
+namespace {
+
+// The process's own environment while a replay has its own in place.
+class OwnEnvironment {
+ public:
+  void save() {
+    if (isSaved_) return;
+    isSaved_ = true;
+    variables_ = capturedEnvironment();
+    if (const char* zones = getenv("TZDIR")) variables_["TZDIR"] = zones;
+  }
+
+  void restore() {
+    if (!isSaved_) return;
+    isSaved_ = false;
+    unsetenv("TZDIR");
+    for (const auto& [name, value] : capturedEnvironment()) unsetenv(name.c_str());
+    for (const auto& [name, value] : variables_) setenv(name.c_str(), value.c_str(), 1);
+    tzset();
+  }
+
+ private:
+  bool isSaved_ = false;
+  std::map<std::string, std::string> variables_;
+};
+
+OwnEnvironment& ownEnvironment() {
+  static OwnEnvironment instance;
+  return instance;
+}
+
+RecordingMachine* currentRecording = nullptr;
+
+void beLive() {
+  currentRecording = nullptr;
+  setMachine(std::make_unique<LiveMachine>());
+  ownEnvironment().restore();
+}
+
+// Runs a change of machine; what goes wrong becomes one line about the directory.
+template <class Change>
+bool attempt(const std::string& directory, std::string& error, Change change) {
+  try {
+    change();
+    return true;
+  } catch (const std::exception& problem) {
+    error = directory + ": " + problem.what();
+    return false;
+  }
+}
+
+}  // namespace
+
+bool replayMachine(const std::string& directory, std::string& error) {
+  return attempt(directory, error, [&] {
+    auto replay = std::make_unique<ReplayedMachine>(directory);
+    ownEnvironment().save();
+    replay->takeEffect();
+    currentRecording = nullptr;
+    setMachine(std::move(replay));
+  });
+}
+
+bool recordMachine(const std::string& directory, std::string& error) {
+  return attempt(directory, error, [&] {
+    ownEnvironment().restore();
+    auto recording = std::make_unique<RecordingMachine>(directory, std::make_unique<LiveMachine>());
+    currentRecording = recording.get();
+    setMachine(std::move(recording));
+  });
+}
+
+bool finishRecording(std::string& error) {
+  if (!currentRecording) {
+    error = "no recording was begun";
+    return false;
+  }
+  RecordingMachine* recording = currentRecording;
+  beLive();
+  return attempt(recording->directory(), error, [&] { recording->finish(); });
+}
+
+void useLiveMachine() {
+  beLive();
+}
+
+}  // namespace invscan

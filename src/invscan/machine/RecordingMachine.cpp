@@ -1,0 +1,276 @@
+#include "invscan/machine/RecordingMachine.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+namespace invscan {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kNotes = "/.recording";
+
+// An empty directory that only its owner can read: a capture holds serial numbers and addresses.
+std::string makeDirectory(const std::string& directory) {
+  if (mkdir(directory.c_str(), 0700) != 0 && errno != EEXIST) {
+    throw CaptureError(std::string(strerrordesc_np(errno)));
+  }
+  std::error_code error;
+  if (!fs::is_empty(directory, error) || error) {
+    throw CaptureError(error ? error.message() : "not empty; name a new directory");
+  }
+  for (const char* part : {"/root", kNotes}) {
+    if (mkdir((directory + part).c_str(), 0700) != 0) throw CaptureError(strerrordesc_np(errno));
+  }
+  return directory;
+}
+
+std::string hexHash(const std::string& text) {
+  unsigned long hash = 0xcbf29ce484222325;
+  for (const char byte : text) {
+    hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
+  }
+  char digits[17];
+  snprintf(digits, sizeof digits, "%016lx", hash);
+  return digits;
+}
+
+// Whether a path can stand below the capture's root as it is.
+bool isPlainPath(const std::string& path) {
+  return !path.empty() && path.front() == '/' && fs::path(path).lexically_normal() == path;
+}
+
+std::string dump(const Json& json, int indent = -1) {
+  return json.dump(indent, ' ', false, Json::error_handler_t::replace);
+}
+
+template <class Answer>
+Json orNull(const std::optional<Answer>& answer) {
+  return answer ? toJson(*answer) : Json(nullptr);
+}
+
+const char* errorName(int error) {
+  switch (error) {
+    case EPERM:
+      return "EPERM";
+    case ENXIO:
+      return "ENXIO";
+    case EACCES:
+      return "EACCES";
+    case EBUSY:
+      return "EBUSY";
+    case ENODEV:
+      return "ENODEV";
+    case EISDIR:
+      return "EISDIR";
+    case EINVAL:
+      return "EINVAL";
+    default:
+      return "EIO";
+  }
+}
+
+}  // namespace
+
+RecordingMachine::RecordingMachine(const std::string& directory, std::unique_ptr<Machine> source)
+    : directory_(makeDirectory(directory)), source_(std::move(source)), files_(directory) {
+  void* shared =
+      mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  if (shared == MAP_FAILED) throw CaptureError(strerrordesc_np(errno));
+  failure_ = static_cast<int*>(shared);
+  const auto environment = capturedEnvironment();
+  remember("environment", "", 0, [&] { return Json(environment); });
+  const std::string zone = timeZoneFile(getenv("TZ"));
+  if (isPlainPath(zone)) doReadFile(zone, kTextLimit);
+}
+
+RecordingMachine::~RecordingMachine() {
+  munmap(failure_, sizeof(int));
+}
+
+FileText RecordingMachine::doReadFile(const std::string& path, std::size_t limit) {
+  if (!isPlainPath(path)) return source_->readFile(path, limit);
+  FileText recorded = files_.read(path, limit);
+  if (recorded.error == 0) return recorded;
+  const FileText file = source_->readFile(path, std::max(limit, kTextLimit));
+  if (file.error != 0) {
+    rememberError(path, file.error);
+    return file;
+  }
+  publish(directory_ + "/root" + path, file.text);
+  return files_.read(path, limit);
+}
+
+int RecordingMachine::doExists(const std::string& path) {
+  const FileText file = readFile(path);
+  return file.error == 0 || source_->exists(path) ? 0 : file.error;
+}
+
+std::optional<std::string> RecordingMachine::doReadLink(const std::string& path) {
+  if (!isPlainPath(path)) return source_->readLink(path);
+  if (auto recorded = files_.readLink(path)) return recorded;
+  auto target = source_->readLink(path);
+  if (!target) {
+    rememberError(path, ENOENT);
+    return target;
+  }
+  std::error_code error;
+  const std::string link = directory_ + "/root" + path;
+  fs::create_directories(fs::path(link).parent_path(), error);
+  if (symlink(target->c_str(), link.c_str()) != 0 && errno != EEXIST) noteFailure();
+  return target;
+}
+
+CommandOutput RecordingMachine::doRunCommand(const std::string& line, std::size_t limit) {
+  const Json noted = remember("commands", line, timesAsked_[line]++,
+                              [&] { return toJson(line, source_->runCommand(line, limit)); });
+  CapturedCommand command = readCommand(noted, "commands");
+  return {true, command.status, std::move(command.output)};
+}
+
+std::optional<KernelIdentity> RecordingMachine::doKernelIdentity() {
+  const Json noted = remember("uname", "", 0, [&] { return orNull(source_->kernelIdentity()); });
+  if (noted.is_null()) return std::nullopt;
+  return readKernelIdentity(noted, "uname");
+}
+
+std::optional<MemoryFigures> RecordingMachine::doMemoryFigures() {
+  const Json noted = remember("sysinfo", "", 0, [&] { return orNull(source_->memoryFigures()); });
+  if (noted.is_null()) return std::nullopt;
+  return readMemoryFigures(noted, "sysinfo");
+}
+
+unsigned long RecordingMachine::doPageSize() {
+  return remember("page_size", "", 0, [&] { return Json(source_->pageSize()); });
+}
+
+std::optional<unsigned long> RecordingMachine::doWordSize() {
+  const Json noted = remember("word_size", "", 0, [&] {
+    const auto bits = source_->wordSize();
+    return bits ? Json(*bits) : Json(nullptr);
+  });
+  if (noted.is_null()) return std::nullopt;
+  return noted.get<unsigned long>();
+}
+
+long RecordingMachine::doCurrentTime() {
+  return remember("time", "", 0, [&] { return Json(source_->currentTime()); });
+}
+
+std::optional<RunLevelRecord> RecordingMachine::doRunLevelRecord() {
+  const Json noted =
+      remember("run_level_record", "", 0, [&] { return orNull(source_->runLevelRecord()); });
+  if (noted.is_null()) return std::nullopt;
+  return readRunLevelRecord(noted, "run_level_record");
+}
+
+LocaleName RecordingMachine::doSetLocale(int category) {
+  const LocaleName locale = source_->setLocale(category);
+  const std::string name = category == LC_MESSAGES ? "LC_MESSAGES" : "LC_CTYPE";
+  remember("locales", name, 0, [&] { return toJson(locale); });
+  return locale;
+}
+
+void RecordingMachine::doSetTimeZone() {
+  source_->setTimeZone();
+}
+
+Json RecordingMachine::remember(const std::string& section, const std::string& name,
+                                std::size_t turn, const std::function<Json()>& ask) {
+  const std::string question = section + " " + std::to_string(turn) + " " + name;
+  const std::string path = directory_ + kNotes + "/" + hexHash(question);
+  const auto recall = [&path]() -> std::optional<Json> {
+    std::ifstream note(path);
+    if (!note) return std::nullopt;
+    return Json::parse(note)["answer"];
+  };
+  if (auto noted = recall()) return *noted;
+  const std::string note =
+      dump({{"section", section}, {"name", name}, {"turn", turn}, {"answer", ask()}});
+  publish(path, note);
+  if (auto noted = recall()) return *noted;
+  return Json::parse(note)["answer"];
+}
+
+void RecordingMachine::rememberError(const std::string& path, int error) {
+  const bool isAbsent = error == ENOENT || error == ENOTDIR;
+  remember(isAbsent ? "absent" : "unreadable", path, 0,
+           [&] { return isAbsent ? Json(path) : Json(errorName(error)); });
+}
+
+// Makes the file appear whole; false when it is there already or cannot be written.
+bool RecordingMachine::publish(const std::string& path, const std::string& contents) {
+  std::error_code error;
+  fs::create_directories(fs::path(path).parent_path(), error);
+  const std::string draft = directory_ + kNotes + "/draft." + std::to_string(getpid());
+  std::ofstream file(draft, std::ios::binary | std::ios::trunc);
+  file << contents;
+  file.close();
+  const bool isNew = file && link(draft.c_str(), path.c_str()) == 0;
+  if (!isNew && (!file || errno != EEXIST)) noteFailure();
+  unlink(draft.c_str());
+  return isNew;
+}
+
+void RecordingMachine::noteFailure() {
+  if (*failure_ == 0) *failure_ = errno != 0 ? errno : EIO;
+}
+
+Json RecordingMachine::mergeNotes() const {
+  Json merged = {{"capture", 1}};
+  for (const char* key : {"uname", "sysinfo", "page_size", "word_size", "time", "run_level_record",
+                          "environment", "locales", "commands", "unreadable"}) {
+    merged[key] = nullptr;  // keeps the order
+  }
+  merged["absent"] = Json::array();
+  std::map<std::string, std::map<std::size_t, Json>> commands;
+  for (const auto& entry : fs::directory_iterator(directory_ + kNotes)) {
+    std::ifstream file(entry.path());
+    const Json note = Json::parse(file);
+    const std::string section = note["section"], name = note["name"];
+    if (section == "commands") {
+      commands[name][note["turn"]] = note["answer"];
+    } else if (section == "absent") {
+      merged[section].push_back(note["answer"]);
+    } else if (name.empty()) {
+      merged[section] = note["answer"];
+    } else {
+      merged[section][name] = note["answer"];
+    }
+  }
+  for (const auto& [line, turns] : commands) {
+    for (const auto& [turn, command] : turns) merged["commands"].push_back(command);
+  }
+  std::sort(merged["absent"].begin(), merged["absent"].end());
+  Json facts;
+  for (const auto& [key, value] : merged.items()) {
+    if (!value.is_null()) facts[key] = value;
+  }
+  return facts;
+}
+
+void RecordingMachine::finish() {
+  try {
+    if (*failure_ != 0) throw CaptureError(strerrordesc_np(*failure_));
+    const std::string draft = directory_ + "/machine.json.new";
+    std::ofstream file(draft);
+    file << dump(mergeNotes(), 1) << '\n';
+    file.close();
+    if (!file) throw CaptureError("machine.json: " + std::string(strerrordesc_np(errno)));
+    fs::rename(draft, directory_ + "/machine.json");
+    fs::remove_all(directory_ + kNotes);
+  } catch (const fs::filesystem_error& error) {
+    throw CaptureError(error.code().message());
+  } catch (const Json::exception&) {
+    throw CaptureError("machine.json: a note of the recording is damaged");
+  }
+}
+
+}  // namespace invscan

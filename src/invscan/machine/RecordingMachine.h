@@ -1,0 +1,58 @@
+// Asks another machine and writes every question and its answer into a capture.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "invscan/machine/Capture.h"
+#include "invscan/machine/Machine.h"
+
+namespace invscan {
+
+// Answers other than files are noted, one file each, in DIR/.recording until finish() makes
+// machine.json of them: forked children note theirs without a lock, and whoever is first to answer
+// a question answers it for all.
+class RecordingMachine : public Machine {
+ public:
+  // Throws CaptureError when the directory cannot be made or is not empty.
+  RecordingMachine(const std::string& directory, std::unique_ptr<Machine> source);
+  ~RecordingMachine() override;
+
+  const std::string& directory() const { return directory_; }
+
+  // Completes the capture. Throws CaptureError when anything could not be written.
+  void finish();
+
+ private:
+  FileText doReadFile(const std::string& path, std::size_t limit) override;
+  int doExists(const std::string& path) override;
+  std::optional<std::string> doReadLink(const std::string& path) override;
+  CommandOutput doRunCommand(const std::string& line, std::size_t limit) override;
+  std::optional<KernelIdentity> doKernelIdentity() override;
+  std::optional<MemoryFigures> doMemoryFigures() override;
+  unsigned long doPageSize() override;
+  std::optional<unsigned long> doWordSize() override;
+  long doCurrentTime() override;
+  std::optional<RunLevelRecord> doRunLevelRecord() override;
+  LocaleName doSetLocale(int category) override;
+  void doSetTimeZone() override;
+
+  // The answer to a question: the one noted before, else the one that ask gives now. Null is "it
+  // does not tell". Section, name and turn say where in machine.json it goes.
+  Json remember(const std::string& section, const std::string& name, std::size_t turn,
+                const std::function<Json()>& ask);
+  void rememberError(const std::string& path, int error);
+  bool publish(const std::string& path, const std::string& contents);
+  void noteFailure();
+  Json mergeNotes() const;
+
+  std::string directory_;
+  std::unique_ptr<Machine> source_;
+  CaptureFiles files_;
+  std::map<std::string, std::size_t> timesAsked_;  // by command line
+  int* failure_;  // errno of the first failed write, shared with forked children
+};
+
+}  // namespace invscan

@@ -1,0 +1,158 @@
+#include "invscan/machine/ReplayedMachine.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <clocale>
+#include <cstdlib>
+#include <ctime>
+
+namespace invscan {
+namespace {
+
+constexpr std::size_t kFactsLimit = 64 << 20;
+constexpr std::size_t kTimeZoneLimit = 1 << 16;
+
+CaptureFacts loadFacts(const std::string& directory) {
+  const std::string path = directory + "/machine.json";
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  const FileText facts = file.isOpen() ? readAll(file.get(), kFactsLimit) : FileText{errno, {}};
+  if (facts.error != 0) {
+    throw CaptureError("machine.json: " + std::string(strerrordesc_np(facts.error)) +
+                       " (is this a finished capture?)");
+  }
+  if (facts.text.size() == kFactsLimit) throw CaptureError("machine.json: longer than 64 MiB");
+  return readFacts(facts.text);
+}
+
+const char* categoryName(int category) {
+  return category == LC_MESSAGES ? "LC_MESSAGES" : "LC_CTYPE";
+}
+
+// What setlocale() would be asked to find for a category.
+std::string localeFromEnvironment(const std::map<std::string, std::string>& environment,
+                                  const std::string& category) {
+  for (const std::string& variable : {std::string("LC_ALL"), category, std::string("LANG")}) {
+    const auto found = environment.find(variable);
+    if (found != environment.end() && !found->second.empty()) return found->second;
+  }
+  return "C";
+}
+
+bool isUtf8(std::string locale) {
+  std::transform(locale.begin(), locale.end(), locale.begin(),
+                 [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+  return locale.find("utf-8") != std::string::npos || locale.find("utf8") != std::string::npos;
+}
+
+// Makes the C library read a zone from bytes: they go into a file without a name, because it must
+// not follow the capture's links or wait on its FIFOs.
+bool setTimeZoneFromFile(const std::string& zone) {
+  const Descriptor file(memfd_create("time zone", MFD_CLOEXEC));
+  if (!file.isOpen() ||
+      write(file.get(), zone.data(), zone.size()) != static_cast<ssize_t>(zone.size())) {
+    return false;
+  }
+  setenv("TZ", (":/proc/self/fd/" + std::to_string(file.get())).c_str(), 1);
+  tzset();
+  return true;
+}
+
+}  // namespace
+
+ReplayedMachine::ReplayedMachine(const std::string& directory)
+    : facts_(loadFacts(directory)), files_(directory) {
+}
+
+void ReplayedMachine::takeEffect() {
+  for (const auto& [name, value] : capturedEnvironment()) unsetenv(name.c_str());
+  for (const auto& [name, value] : facts_.environment) setenv(name.c_str(), value.c_str(), 1);
+
+  const auto zone = facts_.environment.find("TZ");
+  const bool hasZone = zone != facts_.environment.end();
+  const std::string file = timeZoneFile(hasZone ? zone->second.c_str() : nullptr);
+  // Keeps the C library from looking for the zone among this machine's own, and from taking a zone
+  // of the same name for one that it has already.
+  setenv("TZDIR", "/dev/null", 1);
+  setenv("TZ", "UTC0", 1);
+  tzset();
+  const FileText bytes = file.empty() ? FileText{ENOENT, {}} : files_.read(file, kTimeZoneLimit);
+  if (bytes.text.rfind("TZif", 0) == 0 && setTimeZoneFromFile(bytes.text)) return;
+  if (hasZone && zone->second.find('/') == std::string::npos) {
+    setenv("TZ", zone->second.c_str(), 1);  // a rule rather than a name, or unknown and so UTC
+  }
+  tzset();
+}
+
+FileText ReplayedMachine::doReadFile(const std::string& path, std::size_t limit) {
+  const auto unreadable = facts_.unreadable.find(path);
+  if (unreadable != facts_.unreadable.end()) return {unreadable->second, {}};
+  return files_.read(path, limit);
+}
+
+int ReplayedMachine::doExists(const std::string& path) {
+  return facts_.unreadable.count(path) != 0 ? 0 : files_.exists(path);
+}
+
+std::optional<std::string> ReplayedMachine::doReadLink(const std::string& path) {
+  return files_.readLink(path);
+}
+
+CommandOutput ReplayedMachine::doRunCommand(const std::string& line, std::size_t limit) {
+  const auto found = facts_.commands.find(line);
+  if (found == facts_.commands.end()) return {true, 127, {}};
+  const std::size_t turn = std::min(timesAsked_[line]++, found->second.size() - 1);
+  const CapturedCommand& command = found->second[turn];
+  while (command.hangs) pause();
+  return {true, command.status, command.output.substr(0, limit)};
+}
+
+std::optional<KernelIdentity> ReplayedMachine::doKernelIdentity() {
+  return facts_.kernelIdentity;
+}
+
+std::optional<MemoryFigures> ReplayedMachine::doMemoryFigures() {
+  return facts_.memoryFigures;
+}
+
+unsigned long ReplayedMachine::doPageSize() {
+  return facts_.pageSize;
+}
+
+std::optional<unsigned long> ReplayedMachine::doWordSize() {
+  return facts_.wordSize;
+}
+
+long ReplayedMachine::doCurrentTime() {
+  return facts_.time;
+}
+
+std::optional<RunLevelRecord> ReplayedMachine::doRunLevelRecord() {
+  return facts_.runLevelRecord;
+}
+
+LocaleName ReplayedMachine::doSetLocale(int category) {
+  const std::string name = categoryName(category);
+  const auto recorded = facts_.locales.find(name);
+  const LocaleName locale = recorded != facts_.locales.end()
+                                ? recorded->second
+                                : LocaleName{true, localeFromEnvironment(facts_.environment, name)};
+  // This machine may not have that locale, and is not asked: one of the two that every process
+  // carries stands in for it.
+  setlocale(category, isUtf8(locale.name) ? "C.UTF-8" : "C");
+  return locale;
+}
+
+void ReplayedMachine::doSetTimeZone() {
+  // In force since the replay began.
+}
+
+std::string ReplayedMachine::explainError(const std::string& path, int error) const {
+  const bool wasAsked = !facts_.absent || facts_.absent->count(path) != 0 ||
+                        facts_.unreadable.count(path) != 0 || error != ENOENT;
+  return wasAsked ? Machine::explainError(path, error) : "never asked when it was recorded";
+}
+
+}  // namespace invscan

@@ -1,0 +1,42 @@
+// A machine that answers from a capture.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "invscan/machine/Capture.h"
+#include "invscan/machine/Machine.h"
+
+namespace invscan {
+
+class ReplayedMachine : public Machine {
+ public:
+  // Throws CaptureError when the directory is not a usable capture. Changes nothing of the process.
+  explicit ReplayedMachine(const std::string& directory);
+
+  // Puts the capture's environment and time zone in place of the process's.
+  void takeEffect();
+
+ protected:
+  std::string explainError(const std::string& path, int error) const override;
+
+ private:
+  FileText doReadFile(const std::string& path, std::size_t limit) override;
+  int doExists(const std::string& path) override;
+  std::optional<std::string> doReadLink(const std::string& path) override;
+  CommandOutput doRunCommand(const std::string& line, std::size_t limit) override;
+  std::optional<KernelIdentity> doKernelIdentity() override;
+  std::optional<MemoryFigures> doMemoryFigures() override;
+  unsigned long doPageSize() override;
+  std::optional<unsigned long> doWordSize() override;
+  long doCurrentTime() override;
+  std::optional<RunLevelRecord> doRunLevelRecord() override;
+  LocaleName doSetLocale(int category) override;
+  void doSetTimeZone() override;
+
+  CaptureFacts facts_;
+  CaptureFiles files_;
+  std::map<std::string, std::size_t> timesAsked_;  // by command line
+};
+
+}  // namespace invscan

@@ -1,0 +1,54 @@
+// Tables as text, for comparing whole answers.
+#pragma once
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include <invscan/invscan.h>
+
+namespace invscan {
+
+inline std::string printed(const kelAttribValue* record) {
+  char* text = nullptr;
+  std::size_t length = 0;
+  FILE* stream = open_memstream(&text, &length);
+  PrintKelAttribValueToFile(stream, record);
+  fclose(stream);
+  std::string result;
+  for (std::size_t i = 0; i < length; ++i) {
+    // A failed date is NUL bytes, which would make the expected output unreadable.
+    result += text[i] == '\0' ? std::string("<NUL>") : std::string(1, text[i]);
+  }
+  free(text);
+  return result;
+}
+
+// "2 Free Physical (KEL_ULONG) 18912" and so on, a line an attribute.
+inline std::string rendered(KelTable* table) {
+  if (!table) return "no table\n";
+  const kelGroupDef* group = table->getGroupDefinitionFromId();
+  std::string text;
+  table->reset();
+  for (unsigned long row = 1; row <= table->getRowCount(); ++row) {
+    KelTableRow* current = table->getNext();
+    text += "row " + std::to_string(row) + "\n";
+    for (unsigned long i = 0; i < current->getNumAttribs(); ++i) {
+      const KelTableAttrib* attrib = current->getNext();
+      text += "  " + std::to_string(attrib->getId()) + " " +
+              getAttribNameFromId(group, attrib->getId()) + " (" +
+              getKelAttribTypeAsString(attrib->getType()) + ") " + printed(attrib->getAttribPtr()) +
+              "\n";
+    }
+  }
+  return text;
+}
+
+// The answer of one collector, made by id.
+inline std::string collected(unsigned long groupId) {
+  const std::unique_ptr<KelGroup> group(GroupFactory::getInstance()->getKELGroup(groupId));
+  const std::unique_ptr<KelTable> table(group ? group->getTable() : nullptr);
+  return rendered(table.get());
+}
+
+}  // namespace invscan

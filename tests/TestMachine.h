@@ -1,0 +1,71 @@
+// A machine made of a few answers, for tests: what is not given is not there.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include <invscan/base/OrvCfg.h>
+
+#include "invscan/machine/Machine.h"
+
+namespace invscan {
+
+struct Answers {
+  std::map<std::string, FileText> files{};
+  std::map<std::string, CommandOutput> commands{};
+  std::optional<KernelIdentity> kernel{};
+  std::optional<MemoryFigures> memory{};
+  unsigned long pageSize = 4096;
+  std::optional<unsigned long> wordSize{};
+  long time = 0;
+  std::optional<RunLevelRecord> runLevelRecord{};
+  LocaleName locale{true, "C.UTF-8"};
+};
+
+class TestMachine : public Machine {
+ public:
+  explicit TestMachine(Answers answers) : answers_(std::move(answers)) {}
+
+ private:
+  FileText doReadFile(const std::string& path, std::size_t limit) override {
+    const auto file = answers_.files.find(path);
+    if (file == answers_.files.end()) return {ENOENT, {}};
+    return {file->second.error, file->second.text.substr(0, limit)};
+  }
+  int doExists(const std::string& path) override {
+    return answers_.files.count(path) != 0 ? 0 : ENOENT;
+  }
+  std::optional<std::string> doReadLink(const std::string&) override { return std::nullopt; }
+  CommandOutput doRunCommand(const std::string& line, std::size_t) override {
+    const auto command = answers_.commands.find(line);
+    return command != answers_.commands.end() ? command->second : CommandOutput{true, 127, {}};
+  }
+  std::optional<KernelIdentity> doKernelIdentity() override { return answers_.kernel; }
+  std::optional<MemoryFigures> doMemoryFigures() override { return answers_.memory; }
+  unsigned long doPageSize() override { return answers_.pageSize; }
+  std::optional<unsigned long> doWordSize() override { return answers_.wordSize; }
+  long doCurrentTime() override { return answers_.time; }
+  std::optional<RunLevelRecord> doRunLevelRecord() override { return answers_.runLevelRecord; }
+  LocaleName doSetLocale(int) override { return answers_.locale; }
+  void doSetTimeZone() override {}
+
+  Answers answers_;
+};
+
+// Scans that machine, in classic or native mode, until the end of the scope.
+class OnMachine {
+ public:
+  explicit OnMachine(Answers answers, const char* sources = "classic") {
+    setMachine(std::make_unique<TestMachine>(std::move(answers)));
+    OrvCfg::setKey("hwscanner.sources", sources);
+  }
+  OnMachine(const OnMachine&) = delete;
+  OnMachine& operator=(const OnMachine&) = delete;
+  ~OnMachine() {
+    OrvCfg::setKey("hwscanner.sources", "");
+    useLiveMachine();
+  }
+};
+
+}  // namespace invscan

@@ -1,0 +1,403 @@
+"""End-to-end tests of the agent: agent_test.py PATH/TO/invscan SOURCE_DIR"""
+
+import csv
+import hmac
+import io
+import json
+import os
+import pty
+import resource
+import stat
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+import jsonschema
+
+PROGRAM = os.path.abspath(sys.argv[1])
+SOURCE = Path(sys.argv[2])
+NOBODY = 65534
+
+# What a person could put into a file name or release file to trouble a terminal or a table.
+NODE = 'no"de,7'
+DISTRIBUTION = 'Hall, \x1b]0;owned\x07 \u009b31m \x7f Gr\u00fc\u00dfe\\'
+
+MACHINE = {
+    "capture": 1,
+    "uname": {"sysname": "Linux", "nodename": NODE, "release": "6.1.0-5",
+              "version": "#1 SMP", "machine": "x86_64"},
+    "page_size": 4096, "word_size": 64, "time": 1700000000,
+    "environment": {"LC_ALL": "C.UTF-8", "TZ": "UTC0"},
+    "locales": {"LC_MESSAGES": "C.UTF-8", "LC_CTYPE": "C.UTF-8"},
+    "unreadable": {"/proc/loadavg": "EACCES"},
+    "absent": ["/proc/stat"],
+}
+FILES = {
+    "proc/meminfo": "MemTotal: 8000000 kB\nMemFree: 4000000 kB\n"
+                    "SwapTotal: 1000000 kB\nSwapFree: 500000 kB\n",
+    "etc/os-release": f'NAME="x"\nPRETTY_NAME="{DISTRIBUTION}"\n',
+}
+
+
+class AgentTest(unittest.TestCase):
+    def setUp(self):
+        scratch = tempfile.TemporaryDirectory()
+        self.addCleanup(scratch.cleanup)
+        self.scratch = Path(scratch.name)
+        self.machine = self.make_machine("machine", MACHINE, FILES)
+
+    def make_machine(self, name, machine, files):
+        directory = self.scratch / name
+        for path, text in files.items():
+            file = directory / "root" / path
+            file.parent.mkdir(parents=True, exist_ok=True)
+            file.write_text(text, encoding="utf-8")
+        (directory / "machine.json").write_text(json.dumps(machine))
+        return directory
+
+    def store(self, name, text):
+        path = self.scratch / name
+        path.write_text(text)
+        return path
+
+    def run_agent(self, *arguments, live=False, **options):
+        machine = [] if live else ["--machine", self.machine]
+        options = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE,
+                   "stderr": subprocess.PIPE, "timeout": 60} | options
+        return subprocess.run([PROGRAM, *machine, *arguments], **options)
+
+    def answer(self, *arguments, **options):
+        """Standard output of a run that has nothing to complain about."""
+        run = self.run_agent(*arguments, **options)
+        self.assertEqual((run.returncode, run.stderr.decode()), (0, ""), arguments)
+        return run.stdout.decode("utf-8")
+
+    def assert_fails(self, run, status, *words):
+        complaint = run.stderr.decode()
+        self.assertEqual(run.returncode, status, complaint)
+        self.assertEqual(complaint.count("\n"), 1, complaint)
+        for word in ("invscan: ", *words):
+            self.assertIn(word, complaint)
+
+
+class Formats(AgentTest):
+    def test_json_is_complete_and_exact(self):
+        scan = json.loads(self.answer("--format", "json", "MEMORY", "operating system", "Memory",
+                                      "ComponentID"))
+        self.assertEqual(list(scan), ["invscan", "hostname", "time", "duration_ms", "groups"])
+        self.assertEqual((scan["invscan"], scan["hostname"], scan["time"]),
+                         ("2.8.0", NODE, "2023-11-14T22:13:20Z"))
+        self.assertEqual(list(scan["groups"]), ["ComponentID", "Memory", "Operating System"])
+        memory, system = (scan["groups"][name] for name in ("Memory", "Operating System"))
+        self.assertEqual((memory["id"], memory["version"], memory["status"]), (3, 1, "ok"))
+        self.assertEqual(memory["rows"][0]["Total Virtual"], 9000000)
+        row = system["rows"][0]
+        self.assertEqual(row["Name"], DISTRIBUTION)
+        self.assertEqual(list(row)[:3], ["Name", "Type", "Type text"])
+        self.assertEqual((row["Type"], row["Type text"]), (37, "LINUX"))
+
+    def test_all_formats_tell_the_same(self):
+        groups = json.loads(self.answer("--format", "json"))["groups"]
+        rows = [(name, number, row) for name, group in groups.items()
+                for number, row in enumerate(group["rows"], 1)]
+        lines = [json.loads(line) for line in self.answer("--format", "jsonl").splitlines()]
+        self.assertEqual([(x["group"], x["row"], x["attributes"]) for x in lines], rows)
+        self.assertEqual({x["host"] for x in lines}, {NODE})
+
+        text = self.answer("--format", "csv")
+        table = list(csv.DictReader(io.StringIO(text, newline="")))
+        self.assertEqual(list(table[0]), ["host", "group", "row", "attribute", "type", "value"])
+        cells = [(x["group"], int(x["row"]), x["attribute"], x["value"]) for x in table]
+        self.assertEqual(cells, [(name, number, attribute, str(value))
+                                 for name, number, row in rows for attribute, value in row.items()
+                                 if not attribute.endswith(" text")])
+        self.assertEqual({x["type"] for x in table if x["attribute"] == "Type"}, {"KEL_ULONG"})
+
+    def test_schema_holds_for_this_machine_and_a_replay(self):
+        schema = json.loads((SOURCE / "docs/invscan.schema.json").read_text())
+        jsonschema.Draft202012Validator.check_schema(schema)
+        validator = jsonschema.Draft202012Validator(schema)
+        redacting = ("--redact", "--config", self.store("key.conf", "[agent]\nredact_key = k\n"))
+        for live in (False, True):
+            for more in ((), redacting):
+                scan = json.loads(self.run_agent("--format", "json", *more, live=live).stdout)
+                validator.validate(scan)
+        scan["groups"]["Memory"]["rows"][0]["Free Physical"] = "1"
+        with self.assertRaises(jsonschema.ValidationError):
+            validator.validate(scan)
+
+    def test_text_is_for_reading(self):
+        text = self.answer()
+        self.assertIn("  Total Physical  8000000 KiB\n", text)
+        self.assertIn("(LINUX)", text)
+        self.assertRegex(text, r"\nAbsent on this machine: .*SMBIOS")
+        self.assertNotRegex(text, "[\x00-\x09\x0b-\x1f\x7f-\x9f]")
+        self.assertIn(r"Hall, \x1b]0;owned\x07 \x9b31m \x7f Gr" + "\u00fc\u00dfe", text)
+
+    def test_colour_is_for_terminals_that_want_it(self):
+        for environment, is_coloured in (({"TERM": "xterm"}, True), ({"TERM": "dumb"}, False),
+                                         ({"TERM": "xterm", "NO_COLOR": "1"}, False)):
+            ours, theirs = pty.openpty()
+            self.run_agent("Memory", stdout=theirs, env=environment)
+            os.close(theirs)
+            shown = os.read(ours, 1 << 16)
+            os.close(ours)
+            self.assertIn(b"Total Physical", shown)
+            self.assertEqual(b"\x1b[1m" in shown, is_coloured, environment)
+
+
+class Commands(AgentTest):
+    def test_get(self):
+        self.assertEqual(self.answer("get", "memory", "page size"), "4096\n")
+        self.assertEqual(self.answer("get", "Operating System", "Name"),
+                         'Hall,  ]0;owned   31m   Gr\u00fc\u00dfe\\\n')
+
+    def test_get_tells_why_nothing_is_there(self):
+        for group, attribute, reason in (
+                ("UnixCpuMeter", "LoadAvg1", "/proc/loadavg: permission denied; run as root"),
+                ("Memory", "Max Memory MB", "no value"),
+                ("Operating System", "Registered Owner", "never filled on Linux")):
+            run = self.run_agent("get", group, attribute)
+            self.assertEqual(run.stdout, b"")
+            self.assert_fails(run, 0, group, attribute, reason)
+
+    def test_explain(self):
+        text = self.answer("explain", "UnixCpuMeter", "Memory", "CpuMeter")
+        for line in (r"  /proc/meminfo +1 +[0-9.]+ +ok",
+                     r"    LoadAvg15 +/proc/loadavg: permission denied; run as root",
+                     r"    IdleTime +/proc/stat: no such file or directory",
+                     r"    SystemUpTime +/proc/uptime: never asked when it was recorded; "
+                     r"capture the machine again"):
+            self.assertRegex(text, f"(?mi)^{line}$")
+        self.assertNotRegex(text, "(?m)^    Total Physical")
+
+    def test_catalogue(self):
+        self.assertRegex(self.answer("list"), r"(?m)^4 +Operating System +22 +1 +yes$")
+        self.assertIn("  3   Total Virtual: KEL_ULONG, KiB, stable\n",
+                      self.answer("describe", "memory"))
+        groups = json.loads(self.answer("describe", "--format", "json"))
+        attributes = {a["name"]: a for g in groups if g["id"] == 4 for a in g["attributes"]}
+        self.assertIn({"value": 37, "text": "LINUX"}, attributes["Type"]["values"])
+
+    def test_generated_documents_are_current(self):
+        for form, file in (("markdown", "catalogue.md"), ("schema", "invscan.schema.json")):
+            made = self.answer("describe", "--format", form)
+            self.assertTrue(made == (SOURCE / "docs" / file).read_text(),
+                            f"docs/{file} is old: invscan describe --format {form} makes it")
+
+    def test_options_stand_anywhere(self):
+        expected = self.answer("get", "Memory", "Page Size", "--timeout=2.5")
+        self.assertEqual(self.answer("--timeout", "2.5", "get", "Memory", "Page Size"), expected)
+
+    def test_information(self):
+        self.assertEqual(self.answer("--version", live=True), "invscan 2.8.0\n")
+        self.assertIn("explain [GROUP...]", self.answer("--help", live=True))
+
+
+class Troubles(AgentTest):
+    def test_wrong_usage(self):
+        empty = self.scratch / "empty"
+        empty.mkdir()
+        broken = self.store("broken.conf", "[hwscanner]\nsources = both\n")
+        for arguments, words in (
+                (["memmory"],
+                 'no group "memmory"; did you mean "Memory"?  ("invscan list" shows all)'),
+                (["Operating"], 'did you mean "Operating System"?'),
+                (["qqqqqqqq"], 'no group "qqqqqqqq"  ('),
+                (["Memory", "a\nb\x1b[31m"], r'no group "a\x0ab\x1b[31m"'),
+                (["exlpain"], 'did you mean "explain"?'),
+                (["get", "Memory", "free fysical"], 'did you mean "Free Physical"?'),
+                (["get", "Memory"], "usage: invscan get GROUP ATTRIBUTE"),
+                (["list", "Memory"], "usage: invscan list"),
+                (["list", "--format", "json"], '--format has no meaning for "list"'),
+                (["explain", "--redact"], '--redact has no meaning for "explain"'),
+                (["describe", "--format", "csv"], "only text, json, markdown, schema"),
+                (["--format", "xml"], "only text, json, jsonl, csv"),
+                (["--fromat", "json"], 'no option "--fromat"; did you mean "--format"?'),
+                (["--timeout", "0"], "0.001 to 86400 seconds"),
+                (["--timeout", "nan"], "0.001 to 86400 seconds"),
+                (["--timeout", "soon"], "0.001 to 86400 seconds"),
+                (["--jobs", "1025"], "1 to 1024"),
+                (["--jobs", "-1"], "1 to 1024"),
+                (["--jobs", "1.5"], "1 to 1024"),
+                (["--output", ""], "--output"),
+                (["--output"], "--output"),
+                (["--trace", "all"], "min, mid, max"),
+                (["--trace-file", "t"], "--trace-file needs --trace"),
+                (["--trace", "min", "--trace-file", "/dev/null"], "/dev/null: not a regular file"),
+                (["--machine", empty], str(empty)),
+                (["--machine", "/does/not/exist", "list"], "/does/not/exist"),
+                (["--config", "/does/not/exist", "list"], "/does/not/exist"),
+                (["--config", broken], f"{broken}:2"),
+                (["capture", empty, "--machine", self.machine], "leave out --machine")):
+            with self.subTest(arguments):
+                run = self.run_agent(*arguments, live=True)
+                self.assertEqual(run.stdout, b"")
+                self.assert_fails(run, 2, words)
+
+    def test_a_group_that_hangs_is_left_out(self):
+        machine = self.make_machine(
+            "hanging", MACHINE | {"commands": [{"line": "/sbin/runlevel", "hang": True}]}, FILES)
+        for arguments in (["--format", "json"], ["get", "UNIX System Params", "Run Level"],
+                          ["explain"]):
+            run = self.run_agent(*arguments, "--classic", "--timeout", "0.2", "--machine", machine,
+                                 live=True)
+            self.assert_fails(run, 1, "UNIX System Params: ", "--timeout")
+            if "json" in arguments:
+                groups = json.loads(run.stdout)["groups"]
+                self.assertEqual(groups["UNIX System Params"]["status"], "timeout")
+                self.assertEqual(groups["Memory"]["status"], "ok")
+
+    def test_outputs_that_cannot_be_written(self):
+        full = open("/dev/full", "wb")
+        self.addCleanup(full.close)
+        reader, writer = os.pipe()
+        os.close(reader)
+        self.addCleanup(os.close, writer)
+        for options, words in (({"stdout": full}, "standard output: no space left"),
+                               ({"stdout": writer}, "standard output: broken pipe"),
+                               ({"preexec_fn": lambda: os.close(1)}, "standard output: ")):
+            self.assert_fails(self.run_agent("Memory", **options), 2, words)
+        for file, words in (("/dev/full", "/dev/full: no space"),
+                            ("/no/where/x", "/no/where/x: no such"),
+                            (self.scratch, f"{self.scratch}: is a directory")):
+            self.assert_fails(self.run_agent("Memory", "--output", file), 2, words)
+
+    def test_closed_streams_do_no_harm(self):
+        def close_all():
+            for descriptor in (0, 1, 2):
+                os.close(descriptor)
+        file = self.scratch / "scan"
+        run = self.run_agent("get", "Memory", "Page Size", "--output", file, preexec_fn=close_all)
+        self.assertEqual((run.returncode, file.read_text()), (0, "4096\n"))
+
+
+class OutputFiles(AgentTest):
+    def test_file_has_what_standard_output_would_have(self):
+        directory = self.scratch / "out"
+        directory.mkdir()
+        file = directory / "scan"
+        os.symlink("scan", directory / "link")
+        file.write_text("old")
+        expected = self.answer("Memory")
+        self.answer("Memory", "--output", directory / "link", umask=0o027)
+        self.assertEqual(file.read_text(), expected)
+        self.assertEqual(stat.S_IMODE(file.stat().st_mode), 0o640)
+        self.assertEqual(sorted(os.listdir(directory)), ["link", "scan"])
+        self.assertEqual(self.answer("Memory", "--output", "/dev/stdout"), expected)
+
+    def test_failure_leaves_the_old_file_alone(self):
+        directory = self.scratch / "out"
+        directory.mkdir()
+        file = directory / "scan"
+        file.write_text("old")
+        limit = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (100, 100))
+        run = self.run_agent("describe", "--output", file, preexec_fn=limit)
+        self.assert_fails(run, 2, str(file), "too large")
+        self.assertEqual((os.listdir(directory), file.read_text()), (["scan"], "old"))
+
+    def test_trace_goes_to_its_file(self):
+        file = self.scratch / "trace"
+        for _ in range(2):
+            self.answer("Operating System", "--trace", "max", "--trace-file", file)
+        self.assertEqual(stat.S_IMODE(file.stat().st_mode), 0o600)
+        lines = file.read_text().splitlines()
+        self.assertEqual(sum("<--" in line for line in lines), sum("-->" in line for line in lines))
+        self.assertGreater(len(lines), 2)
+        os.symlink(file, self.scratch / "link")
+        run = self.run_agent("--trace", "max", "--trace-file", self.scratch / "link")
+        self.assert_fails(run, 2, "link")
+
+
+class Redaction(AgentTest):
+    def scan(self, key, *more):
+        config = self.store("key.conf", f"[agent]\nredact_key = {key}\n")
+        return json.loads(self.answer("--format", "json", "--redact", "--config", config,
+                                      "UNIX System Params", "Memory", *more))
+
+    def test_tokens(self):
+        first, again, other = (self.scan(key) for key in ("one", "one", "two"))
+        token = "redacted-" + hmac.new(b"one", NODE.encode(), "sha256").hexdigest()[:16]
+        row = first["groups"]["UNIX System Params"]["rows"][0]
+        self.assertEqual({first["hostname"], row["Hostname"], row["Computer Alias"]}, {token})
+        self.assertEqual(again["groups"]["UNIX System Params"]["rows"], [row])
+        self.assertNotEqual(other["hostname"], token)
+        self.assertEqual(first["groups"]["Memory"]["rows"][0]["Page Size"], 4096)
+
+    def as_user(self, *arguments):
+        """A run whose key file is in a home of its own."""
+        home = self.scratch / "home"
+        home.mkdir(exist_ok=True)
+        options = {"env": {"HOME": str(home)}}
+        if os.geteuid() == 0:
+            os.chmod(self.scratch, 0o755)
+            os.chown(home, NOBODY, NOBODY)
+            options |= {"user": NOBODY, "group": NOBODY, "extra_groups": []}
+        return home / ".local/state/invscan/redact.key", self.run_agent(*arguments, **options)
+
+    def test_key_file_is_made_once(self):
+        ask = ("get", "UNIX System Params", "Hostname", "--redact")
+        key, first = self.as_user(*ask)
+        self.assertRegex(first.stdout.decode(), "^redacted-[0-9a-f]{16}\n$", first.stderr)
+        self.assertEqual((stat.S_IMODE(key.stat().st_mode), key.stat().st_size), (0o600, 32))
+        self.assertEqual(os.listdir(key.parent), ["redact.key"])
+        self.assertEqual(self.as_user(*ask)[1].stdout, first.stdout)
+        key.chmod(0o644)
+        self.assert_fails(self.as_user(*ask)[1], 2, str(key), "remove the file")
+        key.chmod(0o600)
+        os.truncate(key, 5)
+        self.assert_fails(self.as_user(*ask)[1], 2, str(key), "32 bytes")
+
+    def test_tokens_of_a_captured_machine(self):
+        """The replay of a redacted capture equals the redacted scan."""
+        config = self.store("key.conf", "[agent]\nredact_key = one\n")
+        capture = self.scratch / "capture"
+        run = self.run_agent("capture", capture, "--redact", "--config", config, "--format", "json",
+                             "Operating System", "UNIX System Params", live=True)
+        self.assert_fails(run, 0, "replaced")
+        scan = json.loads(run.stdout)
+        self.assertEqual(rows_of(json.loads(self.answer(
+            "--machine", capture, "--format", "json", "Operating System", "UNIX System Params",
+            live=True))), rows_of(scan))
+        self.assertEqual(json.loads((capture / "machine.json").read_text())["uname"]["nodename"],
+                         scan["hostname"])
+        self.assertRegex(scan["hostname"], "^redacted-")
+
+
+def rows_of(scan):
+    return scan["hostname"], scan["time"], {
+        name: group["rows"] for name, group in scan["groups"].items()}
+
+
+class Captures(AgentTest):
+    def test_replay_equals_the_captured_scan(self):
+        capture = self.scratch / "capture"
+        captured = json.loads(self.answer("capture", capture, "--format", "json", live=True))
+        replayed = json.loads(self.answer("--machine", capture, "--format", "json", live=True))
+        self.assertEqual(rows_of(replayed), rows_of(captured))
+        self.assertGreater(len(captured["groups"]["Memory"]["rows"]), 0)
+
+    def test_summary(self):
+        capture = self.scratch / "capture"
+        self.assertRegex(self.answer("capture", capture, "Memory", live=True),
+                         rf"^captured \d+ files? into {capture}; 1 of 1 group had a table\n$")
+
+    def test_failure_removes_what_was_made_and_no_more(self):
+        taken, fresh = self.scratch / "taken", self.scratch / "fresh"
+        taken.mkdir()
+        (taken / "mine").write_text("x")
+        self.assert_fails(self.run_agent("capture", taken, live=True), 2, str(taken))
+        self.assertEqual(os.listdir(taken), ["mine"])
+        empty = self.scratch / "empty"
+        empty.mkdir()
+        for directory in (fresh, empty):
+            run = self.run_agent("capture", directory, "Memory", "--output", "/dev/full", live=True)
+            self.assert_fails(run, 2, "/dev/full")
+        self.assertFalse(fresh.exists())
+        self.assertEqual(os.listdir(empty), [])
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])

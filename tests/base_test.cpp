@@ -1,0 +1,414 @@
+// The platform layer: text, events, threads, throttling, the configuration store and tracing.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include <invscan/base/CcLogWrapper.h>
+#include <invscan/base/CpuThreshold.h>
+#include <invscan/base/Event.h>
+#include <invscan/base/OrvCfg.h>
+#include <invscan/base/String.h>
+#include <invscan/base/Thread.h>
+
+#include "log/Trace.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+TEST(StringTest, NarrowTextSurvivesTheWayThereAndBack) {
+  const struct {
+    std::string narrow;
+    std::wstring wide;
+  } rows[] = {
+      {"", L""},
+      {std::string("a\0b", 3), std::wstring(L"a\0b", 3)},
+      {"\x7F \xC2\x80 \xDF\xBF", L"\x7F \x80 \x7FF"},
+      {"\xE0\xA0\x80 \xEF\xBF\xBF", L"\x800 \xFFFF"},
+      {"\xF0\x90\x80\x80 \xF4\x8F\xBF\xBF", L"\x10000 \x10FFFF"},
+      {"\x80 \xFF", L"\xDC80 \xDCFF"},                    // no lead byte
+      {"\xC3 \xE2\x82", L"\xDCC3 \xDCE2\xDC82"},          // cut short
+      {"\xC0\x80", L"\xDCC0\xDC80"},                      // longer than needed
+      {"\xE0\x9F\xBF", L"\xDCE0\xDC9F\xDCBF"},            // longer than needed
+      {"\xF0\x8F\xBF\xBF", L"\xDCF0\xDC8F\xDCBF\xDCBF"},  // longer than needed
+      {"\xED\xB2\x80", L"\xDCED\xDCB2\xDC80"},            // a surrogate spelled out
+      {"\xF4\x90\x80\x80", L"\xDCF4\xDC90\xDC80\xDC80"},  // beyond the last character
+      {"\xF8\x88\x80\x80", L"\xDCF8\xDC88\xDC80\xDC80"},
+  };
+  for (const auto& row : rows) {
+    const String text(row.narrow);
+    EXPECT_EQ(std::wstring(text.toWide(), text.length()), row.wide);
+    EXPECT_EQ(text.toNarrow(), row.narrow);
+  }
+}
+
+TEST(StringTest, WideTextThatUtf8CannotSpellIsReplaced) {
+  const std::wstring text = {0xD800, 0xDC7F, 0xDD00, 0xDFFF, 0x110000, static_cast<wchar_t>(-1)};
+  std::string expected;
+  for (size_t i = 0; i < text.size(); ++i) expected += "\xEF\xBF\xBD";
+  EXPECT_EQ(String(text).toNarrow(), expected);
+}
+
+TEST(StringTest, NullPointersAreEmptyAndTextsAreOrderedByCharacterCode) {
+  EXPECT_TRUE(String(static_cast<const char*>(nullptr)).isEmpty());
+  EXPECT_TRUE(String(static_cast<const wchar_t*>(nullptr)).isEmpty());
+  EXPECT_EQ(String("a") + "b" + L"c", "abc");
+  EXPECT_LT(String("ab"), String("b"));
+  EXPECT_LT(String("a"), String("ab"));
+  EXPECT_LT(String("z"), String("\xC3\xA4"));
+}
+
+TEST(EventTest, RemembersASignalThatCameFirst) {
+  Event event;
+  for (const int limit : {-1, 0, 1}) EXPECT_EQ(event.wait(limit), kEventTimedOut);
+  event.signal();
+  for (const int limit : {-1, 0, 1, 200000}) EXPECT_EQ(event.wait(limit), 0);
+}
+
+TEST(EventTest, CountsMilliseconds) {
+  Event event;
+  const auto start = Clock::now();
+  EXPECT_EQ(event.wait(50), kEventTimedOut);
+  EXPECT_GE(Clock::now() - start, 50ms);
+  EXPECT_LT(Clock::now() - start, 5s);
+}
+
+// The sanitizers watch the signalling thread's last steps.
+TEST(EventTest, MayBeDeletedAsSoonAsTheWaitReturns) {
+  for (int i = 0; i < 500; ++i) {
+    auto* event = new Event;
+    std::thread signaller([event] { event->signal(); });
+    EXPECT_EQ(event->wait(10000), 0);
+    delete event;
+    signaller.join();
+  }
+}
+
+class GatedThread : public Thread {
+ public:
+  void run() override {
+    gate.wait(10000);
+    ++runs;
+  }
+
+  Event gate;
+  std::atomic<int> runs = 0;
+};
+
+TEST(ThreadTest, StartsOnceAndJoinsOnce) {
+  GatedThread thread;
+  EXPECT_EQ(thread.join(), EINVAL);
+  EXPECT_EQ(thread.start(), 0);
+  EXPECT_NE(thread.start(), 0);
+  thread.gate.signal();
+  EXPECT_EQ(thread.join(), 0);
+  EXPECT_EQ(thread.runs, 1);
+  EXPECT_EQ(thread.join(), EINVAL);
+}
+
+// Runs work between two calls of iteration() and tells how long the second one took.
+template <typename Work>
+Clock::duration pauseAfter(const char* percent, const Work& work) {
+  CpuThreshold threshold;
+  threshold.initialize(percent);
+  work();
+  const auto start = Clock::now();
+  threshold.iteration();
+  return Clock::now() - start;
+}
+
+std::chrono::nanoseconds usedProcessorTime() {
+  timespec used{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+  return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
+}
+
+void useProcessor(std::chrono::nanoseconds time) {
+  for (const auto end = usedProcessorTime() + time; usedProcessorTime() < end;) {
+  }
+}
+
+TEST(CpuThresholdTest, StretchesTheTimeToTheShare) {
+  const auto start = Clock::now();
+  pauseAfter("20", [] { useProcessor(50ms); });
+  EXPECT_GE(Clock::now() - start, 250ms);
+  EXPECT_LT(Clock::now() - start, 1s);
+}
+
+TEST(CpuThresholdTest, BoundsOnePauseAndCarriesNoDebt) {
+  CpuThreshold threshold;
+  threshold.initialize("1");
+  useProcessor(50ms);  // would take 5 s
+  const auto start = Clock::now();
+  threshold.iteration();
+  threshold.iteration();
+  EXPECT_GE(Clock::now() - start, 2s);
+  EXPECT_LT(Clock::now() - start, 3s);
+}
+
+TEST(CpuThresholdTest, DoesNotPauseAProcessThatSleptOrHasNoLimit) {
+  const auto restAfterWork = [] {
+    useProcessor(20ms);
+    std::this_thread::sleep_for(80ms);
+  };
+  EXPECT_LT(pauseAfter("20", restAfterWork), 50ms);
+  for (const char* percent : {"", "0", "100", "-1", "abc", "20x", "99999999999999999999"}) {
+    EXPECT_LT(pauseAfter(percent, [] { useProcessor(20ms); }), 50ms) << percent;
+  }
+}
+
+TEST(CpuThresholdTest, AForkedChildStartsAfresh) {
+  CpuThreshold threshold;
+  threshold.initialize("1");
+  const auto parents = usedProcessorTime();
+  EXPECT_EXIT(
+      {
+        useProcessor(parents + 20ms);
+        const auto start = Clock::now();
+        threshold.iteration();
+        _exit(Clock::now() - start < 1s ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+class StoreTest : public testing::Test {
+ protected:
+  StoreTest() {
+    char directory[] = "/tmp/invscan-store-XXXXXX";
+    directory_ = mkdtemp(directory);
+    path_ = directory_ + "/invscan.conf";
+  }
+  ~StoreTest() override { std::filesystem::remove_all(directory_); }
+
+  int load(const std::string& text) {
+    std::ofstream(path_, std::ios::binary) << text;
+    return OrvCfg::load(path_);
+  }
+
+  std::string directory_;
+  std::string path_;
+};
+
+TEST_F(StoreTest, ReadsEntries) {
+  const std::string longPath = "/opt/" + std::string(5000, 'x') + "; no # comment";
+  const struct {
+    const char* what;
+    std::string text;
+    std::string key;
+    std::string value;
+  } rows[] = {
+      {"above the first section", "config_dir=/etc/a\n[s]\nb=1\n", "config_dir", "/etc/a"},
+      {"in a section", "a=1\n[hwscanner]\ntimeout=300\n", "hwscanner.timeout", "300"},
+      {"section left behind", "[a]\nx=1\n[b]\nx=2\n", "a.x", "1"},
+      {"blanks", " [ a ] \n\t name \t=\t v  w \t\n", "a.name", "v  w"},
+      {"comments", "; no entry\n# no entry\n\n  ;[\nx=4", "x", "4"},
+      {"long value, no inline comment", "p = " + longPath + "\n", "p", longPath},
+      {"equals sign and quotes", "x = \"a=b\"\n", "x", "\"a=b\""},
+      {"last one wins", "x=1\nx=2\n", "x", "2"},
+      {"empty value", "x=1\nx=\n", "x", ""},
+      {"line ends and byte order mark", "\xEF\xBB\xBFx=1\r\ny=2\r\n", "x", "1"},
+      {"no UTF-8", "x=a\xFF\n", "x", "a\xFF"},
+      {"known value", "[hwscanner]\nsources = native\n", "hwscanner.sources", "native"},
+      {"overridden wrong value", "[hwscanner]\nsources=x\nsources=classic", "hwscanner.sources",
+       "classic"},
+      {"empty file", "", "x", ""},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(load(row.text), 0) << row.what << ": " << OrvCfg::getErrorText();
+    EXPECT_EQ(OrvCfg::getKey(row.key).toNarrow(), row.value) << row.what;
+    EXPECT_EQ(OrvCfg::getErrorText(), "") << row.what;
+  }
+}
+
+TEST_F(StoreTest, RefusesAndNamesTheLine) {
+  const std::string expectation = "expected `name = value` or `[section]`";
+  const struct {
+    const char* what;
+    std::string text;
+    std::string message;
+  } rows[] = {
+      {"no equals sign", "x=1\n\nfoo\n", ":3: " + expectation},
+      {"no name", "x=1\r\n= 1\r\n", ":2: " + expectation},
+      {"section left open", "x=1\n[a\n", ":2: " + expectation},
+      {"text behind a section", "x=1\n[a] ; b\n", ":2: " + expectation},
+      {"section without name", "x=1\n[ ]\n", ":2: " + expectation},
+      {"lone bracket", "[", ":1: " + expectation},
+      {"NUL", "x=1\n;" + std::string(1, '\0'), ":2: unexpected NUL byte; expected text"},
+      {"long name", "x=1\n" + std::string(129, 'n') + "=1",
+       ":2: name too long; at most 128 bytes are allowed"},
+      {"wrong sources", "x=1\n[hwscanner]\n\nsources = both\n",
+       ":4: hwscanner.sources must be `classic` or `native`"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(load(row.text), EINVAL) << row.what;
+    EXPECT_EQ(OrvCfg::getErrorText(), path_ + row.message);
+    EXPECT_TRUE(OrvCfg::getKey("x").isEmpty()) << row.what;
+  }
+  EXPECT_EQ(load("x=1"), 0) << "an earlier error must not stay";
+}
+
+TEST_F(StoreTest, RefusesWhatIsNoReadableFile) {
+  EXPECT_EQ(load("x = " + std::string((1 << 20) - 4, 'y')), 0);
+  EXPECT_EQ(load("x = " + std::string((1 << 20) - 3, 'y')), EFBIG);
+  EXPECT_EQ(OrvCfg::load(directory_), EISDIR);
+  const std::string pipe = directory_ + "/pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_EQ(OrvCfg::load(pipe), EINVAL);
+  EXPECT_EQ(OrvCfg::load(directory_ + "/none"), ENOENT);
+  EXPECT_EQ(OrvCfg::getErrorText(),
+            directory_ +
+                "/none: No such file or directory; expected a readable text file of at "
+                "most 1 MiB");
+}
+
+// In processes of their own, whose store is still untouched.
+TEST(FirstQuestionTest, LoadsTheNamedFile) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        const int file = memfd_create("store", 0);
+        if (write(file, "x=1\ny=1\n", 8) != 8) _exit(2);
+        setenv("INVSCAN_CONFIG", ("/proc/self/fd/" + std::to_string(file)).c_str(), 1);
+        OrvCfg::setKey("y", "2");
+        _exit(OrvCfg::getKey("x") == "1" && OrvCfg::getKey("y") == "2" ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(
+      {
+        setenv("INVSCAN_CONFIG", "/nonexistent/invscan.conf", 1);
+        _exit(OrvCfg::getError() == ENOENT ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+  GTEST_FLAG_SET(death_test_style, "fast");
+}
+
+// A sink that tells what was written since it was last asked.
+class TraceTest : public testing::Test {
+ protected:
+  ~TraceTest() override {
+    CcLogWrapper::setSink(-1, CcLogWrapper::kOff);
+    close(descriptor_);
+  }
+
+  void enable(CcLogWrapper::Level level) { CcLogWrapper::setSink(descriptor_, level); }
+
+  std::string written() {
+    std::string text(1 << 16, '\0');
+    const ssize_t length = pread(descriptor_, text.data(), text.size(), 0);
+    text.resize(static_cast<size_t>(length));
+    EXPECT_EQ(ftruncate(descriptor_, 0), 0);
+    EXPECT_EQ(lseek(descriptor_, 0, SEEK_SET), 0);
+    return text;
+  }
+
+  int descriptor_ = memfd_create("trace", MFD_CLOEXEC);
+};
+
+TEST_F(TraceTest, LineHasTimeProcessLevelWriterAndPlace) {
+  enable(CcLogWrapper::kMin);
+  const time_t before = time(nullptr);
+  CcLogWrapper::traceMIN(getCcLogHw(), 42, "./src/a.cpp", "f()", "hardware %s %d", "x", 7);
+  const time_t after = time(nullptr);
+
+  const std::string line = written();
+  tm when{};
+  const char* rest = strptime(line.c_str(), "%Y-%m-%d %H:%M:%S", &when);
+  ASSERT_NE(rest, nullptr) << line;
+  EXPECT_LE(before, timegm(&when));
+  EXPECT_GE(after, timegm(&when));
+  const std::string pid = std::to_string(getpid());
+  EXPECT_EQ(std::string(rest).erase(1, strspn(rest + 1, "0123456789")),
+            ". [" + pid + "] MIN hw ./src/a.cpp (42) f(): hardware x 7\n");
+  EXPECT_EQ(std::string(rest).find(' '), 7u) << line;
+}
+
+TEST_F(TraceTest, FormatsNothingBeyondTheLevel) {
+  const char* volatile unreadable = reinterpret_cast<const char*>(1);
+  const auto traceMid = [&](const char* text) {
+    const invscan::Trace trace(getCcLogCom(), "f()");
+    trace.at().mid("%s", text);
+    CcLogWrapper::traceMID(getCcLogCom(), 1, "p", "f()", "%s", text);
+  };
+  for (const auto level : {CcLogWrapper::kOff, CcLogWrapper::kMin}) {
+    enable(level);
+    traceMid(unreadable);
+    EXPECT_EQ(written(), "");
+  }
+  CcLogWrapper::setSink(-1, CcLogWrapper::kMax);
+  traceMid(unreadable);
+}
+
+TEST_F(TraceTest, ScopeBracketsAFunctionAndDetailsNameTheirLine) {
+  enable(CcLogWrapper::kMax);
+  const int entryLine = __LINE__ + 2;
+  {
+    const invscan::Trace trace(getCcLogHw(), "getTable()");
+    trace.at().min("hardware a");
+    trace.at().mid("hardware b");
+    trace.at().max("hardware %d", 3);
+  }
+  const auto expected = [](const char* mark, int line, const char* text) {
+    return std::string(mark) + " hw " + __FILE__ + " (" + std::to_string(line) +
+           ") getTable(): " + text + "\n";
+  };
+  std::string withoutTime;
+  std::istringstream lines(written());
+  for (std::string line; std::getline(lines, line);) {
+    withoutTime += line.substr(line.find("] ") + 2) + "\n";
+  }
+  EXPECT_EQ(withoutTime, expected("-->", entryLine, "hardware") +
+                             expected("MIN", entryLine + 1, "hardware a") +
+                             expected("MID", entryLine + 2, "hardware b") +
+                             expected("MAX", entryLine + 3, "hardware 3") +
+                             expected("<--", entryLine, "hardware"));
+}
+
+TEST_F(TraceTest, LongLinesAreCutBetweenCharacters) {
+  enable(CcLogWrapper::kMin);
+  std::string text;
+  while (text.size() < 3000) text += "\xE2\x82\xAC";
+  for (int shift = 0; shift < 3; ++shift) {
+    CcLogWrapper::traceMIN(getCcLogHw(), 1, "p", "f()", "%s", text.c_str());
+    const std::string line = written();
+    EXPECT_LE(line.size(), 2048u);
+    EXPECT_GT(line.size(), 2040u);
+    EXPECT_TRUE(line.ends_with("\xE2\x82\xAC...\n")) << line;
+    text.insert(0, "x");
+  }
+  CcLogWrapper::traceMIN(getCcLogHw(), 1, text.c_str(), "f()", "%s", "");
+  EXPECT_TRUE(written().ends_with("...\n"));
+}
+
+TEST_F(TraceTest, TextIsOneLineAndNeverLost) {
+  enable(CcLogWrapper::kMin);
+  CcLogWrapper::traceMIN(getCcLogHw(), 1, "p", "f()", "a\nb\x1B[2J\tc\x7F %s", "\xC3\xA4");
+  EXPECT_TRUE(written().ends_with("f(): a b [2J c  \xC3\xA4\n"));
+  CcLogWrapper::traceMIN(getCcLogHw(), 1, "p", "f()", "name=%ls", L"\x20AC");  // C locale
+  EXPECT_TRUE(written().ends_with("f(): name=%ls\n"));
+}
+
+TEST_F(TraceTest, KeepsErrno) {
+  const int readOnly = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  CcLogWrapper::setSink(readOnly, CcLogWrapper::kMin);
+  errno = ENOTTY;
+  CcLogWrapper::traceMIN(getCcLogHw(), 1, "p", "f()", "x");
+  EXPECT_EQ(errno, ENOTTY);
+  close(readOnly);
+}
+
+}  // namespace

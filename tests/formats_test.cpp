@@ -1,0 +1,163 @@
+// The agent's forms of output, and its redaction, for values that no machine at hand has.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <string>
+
+#include <invscan/base/OrvCfg.h>
+
+#include "agent/Formats.h"
+#include "agent/Json.h"
+#include "agent/Redactor.h"
+#include "agent/Replacements.h"
+#include "agent/Value.h"
+
+namespace invscan::agent {
+namespace {
+
+using namespace std::string_literals;
+
+Record makeRecord(unsigned long attribId, unsigned long type, const std::string& value) {
+  const std::size_t size = sizeof(kelAttribValue) + value.size();
+  Record record(reinterpret_cast<kelAttribValue*>(new unsigned char[size]));
+  record->length = size;
+  record->attribId = attribId;
+  record->kelType = type;
+  std::memcpy(record->value, value.data(), value.size());
+  return record;
+}
+
+template <class Number>
+std::string bytesOf(Number number) {
+  return std::string(reinterpret_cast<const char*>(&number), sizeof number);
+}
+
+template <class Number>
+Record makeNumber(unsigned long type, Number number, unsigned long attribId = 1) {
+  return makeRecord(attribId, type, bytesOf(number));
+}
+
+Record makeText(unsigned long attribId, const std::wstring& text) {
+  std::string value = bytesOf(text.size() + 1);
+  value.append(reinterpret_cast<const char*>(text.c_str()), (text.size() + 1) * sizeof(wchar_t));
+  return makeRecord(attribId, KEL_STRING, value);
+}
+
+Scan makeScan(const char* group, std::vector<Record> records) {
+  Scan scan;
+  scan.hostName = "h";
+  GroupResult& result = scan.groups.emplace_back();
+  result.group = getGroupDefinitionFromId(getGroupIdFromName(group));
+  result.status = Status::Ok;
+  result.rows.push_back(std::move(records));
+  return scan;
+}
+
+TEST(Formats, JsonKeepsEveryValueWhole) {
+  const unsigned long largest = std::numeric_limits<unsigned long>::max();
+  const struct {
+    Record record;
+    std::string json;
+  } cases[] = {
+      {makeNumber<unsigned char>(KEL_UCHAR, 200), "200"},
+      {makeNumber<unsigned short>(KEL_USHORT, 65535), "65535"},
+      {makeNumber(KEL_ULONG, largest), "18446744073709551615"},
+      {makeNumber(KEL_LONGLONG, std::numeric_limits<long long>::min()), "-9223372036854775808"},
+      {makeRecord(1, KEL_UQUAD, bytesOf(5UL) + bytesOf(largest)), "[5, 18446744073709551615]"},
+      {makeNumber(KEL_FLOAT, 0.1F), "0.1"},
+      {makeNumber(KEL_DOUBLE, 0.1), "0.1"},
+      {makeNumber(KEL_DOUBLE, 1e300), "1e+300"},
+      {makeNumber(KEL_FLOAT, std::nanf("")), "null"},
+      {makeNumber(KEL_DOUBLE, -std::numeric_limits<double>::infinity()), "null"},
+      {makeText(1, L"a\"\\\n\x1B\xE9\x1F600"), "\"a\\\"\\\\\\u000a\\u001b\u00E9\U0001F600\""},
+      {makeText(1, L"\xDC80|\xD800"), "\"\uFFFD|\uFFFD\""},
+      {makeText(1, {L'a', wchar_t(0x110000)}), "\"a\uFFFD\""},
+      {makeRecord(1, KEL_STRING, bytesOf(0UL)), "\"\""},
+      {makeRecord(1, KEL_OCTETSTRING, bytesOf(3UL) + "\x00\xAB\x10"s), "\"00AB10\""},
+      {makeRecord(1, KEL_DATETIME, "2026-11-21-10.15.00.000000"), "\"2026-11-21-10.15.00.000000\""},
+      {makeRecord(1, KEL_DATETIME, std::string(26, '\0')), "\"\""},
+  };
+  for (const auto& [record, json] : cases) EXPECT_EQ(jsonValue(*record), json);
+}
+
+TEST(Formats, CsvQuotesWhatNeedsIt) {
+  std::vector<Record> records;
+  records.push_back(makeText(1, L"a,\"b\"\nc"));
+  records.push_back(makeRecord(2, KEL_UQUAD, bytesOf(5UL) + bytesOf(7UL)));
+  EXPECT_EQ(formatCsv(makeScan("Operating System", std::move(records)), false),
+            "host,group,row,attribute,type,value\r\n"
+            "h,Operating System,1,Name,KEL_STRING,\"a,\"\"b\"\"\nc\"\r\n"
+            "h,Operating System,1,Type,KEL_UQUAD,5 7\r\n");
+}
+
+// 1 Manufacturer is public, 4 Serial Number and 7 UUID are sensitive.
+Scan makeSecretScan() {
+  std::vector<Record> records;
+  records.push_back(makeText(1, L"ACME Ltd"));
+  records.push_back(makeText(4, L"SN 123/4"));
+  records.push_back(makeText(7, L""));
+  records.push_back(makeText(13, L"SN 123"));
+  records.push_back(makeText(14, L"192.0.2.7"));
+  records.push_back(makeText(15, L"X1"));
+  records.push_back(makeNumber(KEL_ULONG, 4711UL, 16));
+  Scan scan = makeScan("ComponentID", std::move(records));
+  scan.hostName = "node";
+  return scan;
+}
+
+class Redaction : public testing::Test {
+ protected:
+  Redaction() { OrvCfg::setKey("agent.redact_key", "secret"); }
+  ~Redaction() override { OrvCfg::setKey("agent.redact_key", ""); }
+};
+
+TEST_F(Redaction, ReplacesSensitiveValuesOnly) {
+  const Redactor redactor;
+  Scan scan = makeSecretScan();
+  redactor.redact(scan);
+  std::vector<std::string> values;
+  for (const Record& record : scan.groups[0].rows[0]) values.push_back(plainText(*record));
+  EXPECT_EQ(values, (std::vector<std::string>{"ACME Ltd", redactor.token("SN 123/4"), "",
+                                              redactor.token("SN 123"), redactor.token("192.0.2.7"),
+                                              redactor.token("X1"), redactor.token("4711")}));
+}
+
+TEST_F(Redaction, CaptureLosesWholeWordsOnly) {
+  const Redactor redactor;
+  Replacements replacements(makeSecretScan(), redactor);
+  const auto token = [&redactor](const char* value) { return redactor.token(value); };
+  const struct {
+    const char* description;
+    std::string text, expected;
+  } cases[] = {
+      {"word", "Serial: SN 123.\n", "Serial: " + token("SN 123") + ".\n"},
+      {"longer value first", "=SN 123/4=", "=" + token("SN 123/4") + "="},
+      {"part of a word", "SN 1234 nodes my_node xnode",
+       "SN 1234 nodes my_" + token("node") + " xnode"},
+      {"next to a letter of another script", "n\u00F6node", "n\u00F6node"},
+      {"twice", "node,node", token("node") + "," + token("node")},
+      {"short value as a line", "X1\nX1 \n X1", token("X1") + "\nX1 \n X1"},
+      {"address", "192.0.2.7/24 192.0.2.70", token("192.0.2.7") + "/24 192.0.2.70"},
+      {"nothing", "", ""},
+  };
+  for (const auto& [description, text, expected] : cases) {
+    EXPECT_EQ(replacements.inText(text), expected) << description;
+  }
+}
+
+TEST_F(Redaction, BinaryKeepsItsLayout) {
+  const Redactor redactor;
+  Replacements replacements(makeSecretScan(), redactor);
+  const std::string bytes = "\x01\x1B\0SN 123\0ACME Ltd\0\xC0\x00\x02\x07\0\0\0\0"s;
+  const std::string redacted = replacements.inBytes(bytes);
+  EXPECT_EQ(redacted.size(), bytes.size());
+  EXPECT_EQ(redacted.substr(3, 6), redactor.token("SN 123").substr(9, 6));
+  EXPECT_EQ(redacted.substr(9, 10), "\0ACME Ltd\0"s);
+  EXPECT_EQ(redacted.find("\xC0\x00\x02\x07"s), redacted.npos);
+  EXPECT_EQ(replacements.count(), 2U);
+}
+
+}  // namespace
+}  // namespace invscan::agent

@@ -1,0 +1,466 @@
+// Value records, tables and rows, the group base, timed collection, and the printers.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <clocale>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <cwchar>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <future>
+#include <iterator>
+#include <limits>
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include <invscan/base/OrvCfg.h>
+#include <invscan/group.h>
+#include <invscan/print.h>
+#include <invscan/table.h>
+
+#include "invscan/com/model/RowBuilder.h"
+
+namespace {
+
+using invscan::RowBuilder;
+
+// The type of an argument is the type of the value: a time is a long, and what has no overload must
+// not turn into something else.
+template <class Value>
+constexpr bool kMakesAttrib = std::is_constructible_v<KelTableAttrib, unsigned long, Value>;
+static_assert(!kMakesAttrib<int> && !kMakesAttrib<unsigned> && !kMakesAttrib<short>);
+static_assert(!kMakesAttrib<bool> && !kMakesAttrib<char> && !kMakesAttrib<signed char>);
+static_assert(!kMakesAttrib<const unsigned char*> && !kMakesAttrib<const wchar_t*>);
+static_assert(kMakesAttrib<char*> && kMakesAttrib<std::string&>);
+
+template <class Value>
+concept BuildsCount = requires(RowBuilder& row, Value value) {
+  row.count(1, value);
+};
+static_assert(BuildsCount<std::size_t> && !BuildsCount<long> && !BuildsCount<unsigned>);
+
+constexpr const char* kUtf8 = "C.UTF-8";
+
+// Gives locale and time zone back after each test.
+class ModelTest : public testing::Test {
+ protected:
+  static void useLocale(const char* name) { ASSERT_TRUE(std::setlocale(LC_ALL, name)) << name; }
+  static void useZone(const char* zone) {
+    setenv("TZ", zone, 1);
+    tzset();
+  }
+  void TearDown() override {
+    useLocale("C");
+    unsetenv("TZ");
+    tzset();
+  }
+};
+using RecordTest = ModelTest;
+using TableTest = ModelTest;
+using PrintTest = ModelTest;
+
+std::string hexadecimal(const unsigned char* bytes, std::size_t count) {
+  std::string text;
+  char digits[3];
+  for (std::size_t i = 0; i < count; ++i) {
+    std::snprintf(digits, sizeof digits, "%02x", bytes[i]);
+    text += digits;
+  }
+  return text;
+}
+
+// What a function writes to a stream, which must not become wide-oriented by it.
+std::string written(const std::function<void(FILE*)>& write) {
+  char* text = nullptr;
+  std::size_t size = 0;
+  FILE* stream = open_memstream(&text, &size);
+  write(stream);
+  EXPECT_LE(std::fwide(stream, 0), 0);
+  std::fclose(stream);
+  std::string copy(text, size);
+  std::free(text);
+  return copy;
+}
+
+std::string printed(const KelTableAttrib& attrib) {
+  return written([&](FILE* to) { PrintKelAttribValueToFile(to, attrib.getAttribPtr()); });
+}
+
+template <class... Argument>
+std::unique_ptr<KelTableAttrib> attrib(Argument... argument) {
+  return std::make_unique<KelTableAttrib>(0x0102UL, argument...);
+}
+
+const unsigned char kOctets[] = {0x00, 0xAB, 0x10};
+
+TEST_F(RecordTest, EveryTypeHasItsLayout) {
+  useLocale(kUtf8);
+  useZone("UTC");
+  const struct {
+    std::unique_ptr<KelTableAttrib> attrib;
+    unsigned long type;
+    std::string value;  // the value area in hexadecimal; zeros that follow it are left out
+    unsigned long length;
+  } rows[] = {
+      {attrib(static_cast<unsigned char>(0xFE)), KEL_UCHAR, "fe", 25},
+      {attrib(static_cast<unsigned short>(0xFEDC)), KEL_USHORT, "dcfe", 26},
+      {attrib(uint64_t{7}), KEL_ULONG, "0700000000000000", 32},
+      {attrib(_uquad{5, 7}), KEL_UQUAD, "05000000000000000700000000000000", 40},
+      {attrib(1.5F), KEL_FLOAT, "0000c03f", 28},
+      {attrib(1.5), KEL_DOUBLE, "000000000000f83f", 32},
+      {attrib(~0ULL - 1), KEL_ULONGLONG, "feffffffffffffff", 32},
+      {attrib(-2LL), KEL_LONGLONG, "feffffffffffffff", 32},
+      {attrib(kOctets, 3UL), KEL_OCTETSTRING, "030000000000000000ab10", 35},
+      {attrib(static_cast<const unsigned char*>(nullptr), 0UL), KEL_OCTETSTRING, "", 32},
+      {attrib(int64_t{0}), KEL_DATETIME, "313937302d30312d30312d30302e30302e30302e303030303030",
+       50},
+      {attrib(LONG_MAX), KEL_DATETIME, "", 50},
+      {attrib(static_cast<const char*>(nullptr)), KEL_STRING, "01", 36},
+      {attrib(""), KEL_STRING, "01", 36},
+      {attrib("abc"), KEL_STRING, "0400000000000000610000006200000063", 48},
+      {attrib(std::string("a\0b", 3)), KEL_STRING, "020000000000000061", 40},
+      {attrib("\xE2\x82\xAC"), KEL_STRING, "0200000000000000ac20", 48},
+  };
+  for (const auto& row : rows) {
+    const kelAttribValue* record = row.attrib->getAttribPtr();
+    SCOPED_TRACE(std::string(getKelAttribTypeAsString(row.type)) + " " + row.value);
+    EXPECT_EQ(row.attrib->getType(), row.type);
+    EXPECT_EQ(row.attrib->getId(), 0x0102);
+    ASSERT_EQ(record->length, row.length);
+    std::string expected = row.value;
+    expected.resize(2 * (row.length - sizeof(kelAttribValue)), '0');
+    EXPECT_EQ(hexadecimal(record->value, row.length - sizeof(kelAttribValue)), expected);
+  }
+}
+
+TEST_F(RecordTest, OneInvalidByteEmptiesTheWholeString) {
+  const std::pair<const char*, const char*> rows[] = {
+      {kUtf8, "caf\xE9 noir"}, {kUtf8, "cut \xE2\x82"}, {"C", "caf\xC3\xA9"}};
+  for (const auto& [locale, text] : rows) {
+    useLocale(locale);
+    const KelTableAttrib attrib(1, text);
+    const auto* string = reinterpret_cast<const KelString*>(attrib.getAttribPtr()->value);
+    EXPECT_EQ(string->count, 1) << text;
+    EXPECT_EQ(string->text[0], L'\0') << text;
+    EXPECT_EQ(attrib.getAttribPtr()->length, 36 + 4 * std::strlen(text));
+  }
+}
+
+TEST_F(RecordTest, ADestroyedAttributeHasNoType) {
+  alignas(KelTableAttrib) unsigned char storage[sizeof(KelTableAttrib)];
+  auto* attrib = new (storage) KelTableAttrib(5, 7UL);
+  attrib->~KelTableAttrib();
+  EXPECT_EQ(attrib->getType(), kNoType);
+  EXPECT_EQ(attrib->getId(), 0);
+}
+
+TEST_F(RecordTest, StringsArePackedOneBehindTheOther) {
+  alignas(KelString) unsigned char buffer[64];
+  std::fill(std::begin(buffer), std::end(buffer), 0x7F);
+  unsigned long offset = 8;
+  unsigned long previous = 0;
+  const auto pack = [&](const char* text, unsigned long limit) {
+    auto* string = reinterpret_cast<KelString*>(buffer + offset);
+    return StringToKelString(text, string, limit, &offset, &previous);
+  };
+  EXPECT_EQ(pack("abcdef", 3), 24);
+  EXPECT_EQ(pack(nullptr, 12), 12);
+  EXPECT_EQ(previous, 32);
+  EXPECT_EQ(offset, 44);
+  EXPECT_EQ(hexadecimal(buffer + 8, 40),
+            "0400000000000000"
+            "61000000620000006300000000000000"  // cut at the limit, terminated behind it
+            "0100000000000000"
+            "00000000"
+            "7f7f7f7f");
+}
+
+TEST_F(RecordTest, ADateTimeIsLocalTimeOfFourDigitYears) {
+  useZone("CET-1CEST,M3.5.0,M10.5.0/3");
+  const std::string unwritten = std::string(8, '\0') + std::string(18, '#');
+  const std::pair<long, std::string> rows[] = {
+      {1700000000, "2023-11-14-23.13.20.000000"},
+      {1720000000, "2024-07-03-11.46.40.000000"},  // daylight saving time
+      {-1, "1970-01-01-00.59.59.000000"},
+      {-62135596800, "0001-01-01-01.00.00.000000"},
+      {253402297199, "9999-12-31-23.59.59.000000"},
+      {253402300799, unwritten},  // a year of five digits
+      {LONG_MAX, unwritten},
+      {LONG_MIN, unwritten},
+  };
+  for (const auto& [time, text] : rows) {
+    std::string buffer(kDateTimeSize + 1, '#');
+    TimeToKelDateTime(time, buffer.data());
+    EXPECT_EQ(buffer, text + "#") << time;
+  }
+}
+
+TEST_F(TableTest, WalksStayAtTheEndUntilReset) {
+  KelTable table(4, 1);
+  EXPECT_EQ(table.getNext(), nullptr);
+  EXPECT_EQ(table.addRow(nullptr), 0);
+  auto* first = new KelTableRow;
+  auto* second = new KelTableRow;
+  EXPECT_EQ(table.addRow(first), 1);
+  EXPECT_EQ(table.getNext(), first);
+  EXPECT_EQ(table.getNext(), nullptr);
+  EXPECT_EQ(table.getNext(), nullptr);
+  EXPECT_EQ(table.addRow(second), 1);
+  EXPECT_EQ(table.getNext(), second);  // appended behind a walk that had ended
+  table.reset();
+  EXPECT_EQ(table.getNext(), first);
+  EXPECT_EQ(table.getRowCount(), 2);
+}
+
+TEST_F(TableTest, ANullAttributeIsCountedAndSurvived) {
+  KelTableRow row;
+  auto* attrib = new KelTableAttrib(2, 7UL);
+  EXPECT_EQ(row.addAttrib(nullptr), 1);
+  EXPECT_EQ(row.addAttrib(attrib), 1);
+  EXPECT_EQ(row.getNumAttribs(), 2);
+  EXPECT_EQ(row.getNext(), nullptr);
+  EXPECT_EQ(row.getNext(), attrib);
+}
+
+TEST_F(TableTest, NamesItselfFromItsOwnDefinitions) {
+  const kelGroupDef end = {kEndOfTable, nullptr, nullptr, nullptr, 0, 0, 0};
+  const kelGroupDef definitions[] = {{900, "Mine", nullptr, nullptr, 0, 1, 0}, end};
+  EXPECT_STREQ(KelTable(definitions, 900, 1).getGroupName(), "Mine");
+  EXPECT_STREQ(KelTable(definitions, 4, 1).getGroupName(), "Unknown");
+  EXPECT_STREQ(KelTable(definitions, kEndOfTable, 1).getGroupName(), "Unknown");
+  EXPECT_STREQ(KelTable(nullptr, 900, 1).getGroupName(), "Unknown");
+}
+
+TEST_F(TableTest, DumpsItsRecordsForDebugging) {
+  KelTable table(4, 3);
+  auto* row = new KelTableRow;
+  row->addAttrib(new KelTableAttrib(1, static_cast<unsigned char>(10)));
+  row->addAttrib(new KelTableAttrib(2, static_cast<unsigned short>(255)));
+  row->addAttrib(new KelTableAttrib(3, 0x123456789UL));
+  row->addAttrib(nullptr);
+  row->addAttrib(new KelTableAttrib(7, "a\"b"));
+  row->addAttrib(new KelTableAttrib(10, 0x123456789ULL));
+  row->addAttrib(new KelTableAttrib(0x1000000FF, -1LL));
+  table.addRow(row);
+  table.addRow(new KelTableRow);
+  const kelAttribValue unknown = {24, 1, 12};
+
+  testing::internal::CaptureStdout();
+  table.toString();
+  PrintKelAttribValue(&unknown);
+  PrintKelAttribValue(nullptr);
+  const std::string text = testing::internal::GetCapturedStdout();
+
+  const auto dump = [](const char* length, const char* id, const char* type, const char* value) {
+    return std::string("\n\t\t---len      : ") + length + "\n\t\t   attribId : x" + id +
+           "\n\t\t   kel_type : " + type + "\n\t\t   value    : " + value;
+  };
+  EXPECT_EQ(text,
+            "\n--------Table Operating System (00000004) ver=3\nRows=2\n\t Attribs=7" +
+                dump("25", "00000001", "1 (KEL_UCHAR)", "0x0A") +
+                dump("26", "00000002", "2 (KEL_USHORT)", "255 (0x00FF)") +
+                dump("32", "00000003", "3 (KEL_ULONG)", "4886718345 (0x23456789)") +
+                dump("48", "00000007", "7 (KEL_STRING)", "a\\\"b") +
+                dump("32", "0000000A", "10 (KEL_ULONGLONG)", "4886718345 (0x        23456789)") +
+                dump("32", "000000FF", "11 (KEL_LONGLONG)", "-1 (0x        FFFFFFFF)") +
+                "\n\t Attribs=0" +
+                dump("24", "00000001", "12 (Undefined Attrib Type)", "Unknown attrib value type"));
+}
+
+TEST_F(PrintTest, WritesTheValueAlone) {
+  useLocale(kUtf8);
+  useZone("UTC");
+  const std::pair<std::unique_ptr<KelTableAttrib>, std::string> rows[] = {
+      {attrib(static_cast<unsigned char>(10)), "0x0A"},
+      {attrib(static_cast<unsigned short>(65535)), "65535"},
+      {attrib(ULONG_MAX), "18446744073709551615"},
+      {attrib(_uquad{5, 7}), "5"},
+      {attrib(_uquad{ULONG_MAX, 7}), "-1"},
+      {attrib(0.1F), "0.100000"},
+      {attrib(-2.0000005), "-2.000001"},
+      {attrib(ULLONG_MAX), "18446744073709551615"},
+      {attrib(LLONG_MIN), "-9223372036854775808"},
+      {attrib(kOctets, 3UL), "\"00AB10\""},
+      {attrib(kOctets, 0UL), ""},
+      {attrib(LONG_MAX), std::string(26, '\0')},
+      {attrib(""), ""},
+      {attrib("a\"b\\c"), "a\\\"b\\\\c"},
+      {attrib("\t\x1F \x7F\xC2\x80"), "\\x09\\x1f \x7F\xC2\x80"},
+  };
+  for (const auto& [attrib, text] : rows) EXPECT_EQ(printed(*attrib), text);
+  EXPECT_EQ(written([](FILE* to) { PrintKelAttribValueToFile(to, nullptr); }), "");
+  wchar_t empty[] = L"";
+  EXPECT_EQ(dmtf_escape(empty), empty);
+}
+
+TEST_F(PrintTest, AStringThatTheLocaleCannotExpressIsNotWritten) {
+  useLocale(kUtf8);
+  const auto euro = attrib("10 \xE2\x82\xAC");
+  useLocale("C");
+  const std::string text = written([&](FILE* to) {
+    PrintKelAttribValueToFile(to, euro->getAttribPtr());
+    std::fputs("next", to);
+  });
+  EXPECT_EQ(text, "next");
+}
+
+TEST_F(PrintTest, FloatsReadAsPrintfWritesThem) {
+  using Limits = std::numeric_limits<double>;
+  for (const double value :
+       {0.0, -0.0, 0.5, 2.5e-7, 5e-7, 1e15 / 3, Limits::max(), -Limits::max(), Limits::denorm_min(),
+        Limits::infinity(), -Limits::infinity(), Limits::quiet_NaN(), -Limits::quiet_NaN()}) {
+    const std::string expected = written([&](FILE* to) { std::fprintf(to, "%f", value); });
+    EXPECT_EQ(written([&](FILE* to) { PrintKelFloat(to, value); }), expected);
+  }
+}
+
+TEST_F(PrintTest, FloatsKeepTheirPointWhereTheLocaleHasAComma) {
+  // Made here, since none may be installed.
+  const std::string directory = testing::TempDir() + "model_test_locale";
+  std::filesystem::create_directories(directory);
+  std::ofstream(directory + "/comma") << "LC_NUMERIC\ndecimal_point \",\"\nthousands_sep \".\"\n"
+                                         "grouping 3;3\nEND LC_NUMERIC\n";
+  const std::string command =
+      "cd '" + directory + "' && localedef -c -f ANSI_X3.4-1968 -i comma ./made >/dev/null 2>&1";
+  [[maybe_unused]] const int status = std::system(command.c_str());  // warns of missing categories
+  setenv("LOCPATH", directory.c_str(), 1);
+  const bool isMade = std::setlocale(LC_NUMERIC, "made") != nullptr;
+  unsetenv("LOCPATH");
+  if (!isMade) GTEST_SKIP() << "localedef made no locale";
+
+  EXPECT_EQ(printed(KelTableAttrib(1, 1234.5F)), "1234.500000");
+  EXPECT_EQ(written([](FILE* to) { std::fprintf(to, "%.1f", 1.5); }), "1,5");
+}
+
+TEST_F(PrintTest, EnumerationsPrintInTableOrderAsSignedNumbers) {
+  const kelEnumDef values[] = {{2, "two"}, {0xFFFFFFFE, "minus two"}, {kEndOfTable, nullptr}};
+  const kelAttribDef enumerated = {1, "a", KEL_ULONG, 0, values};
+  const kelAttribDef plain = {2, "b", KEL_ULONG, 0, nullptr};
+  const std::string text = written([&](FILE* to) {
+    for (const kelAttribDef* attrib : {&plain, &enumerated}) PrintKelEnumToFile(to, attrib);
+    PrintKelEnumToFile(to, nullptr);
+  });
+  EXPECT_EQ(text, "\n\t\t2 = \"two\"\n\t\t-2 = \"minus two\"");
+}
+
+struct PlainGroup : KelGroup {
+  PlainGroup() : KelGroup(4, 1) {}
+  KelTable* getTable() override { return KelGroup::getTable(); }
+};
+
+TEST(GroupTest, FindsTheFirstAttributeOfAName) {
+  PlainGroup group;
+  EXPECT_EQ(group.getGroupAttr(L"skipRemote"), nullptr);  // as when it was made by id
+  const AttributeList ofGroup = {{"other", "0"}, {"skipRemote", "1"}, {"skipRemote", "2"}};
+  const AttributeList global = {{"skipRemote", "3"}};
+  group.setGroupAttrs(&ofGroup);
+  group.setGlobalAttrs(&global);
+  EXPECT_STREQ(group.getGroupAttr(L"skipRemote"), L"1");
+  EXPECT_STREQ(group.getGlobalAttr(L"skipRemote"), L"3");
+  EXPECT_EQ(group.getGroupAttr(L"skipremote"), nullptr);
+}
+
+TEST(GroupTest, LendsExtraTablesByIndex) {
+  KelTable table(4, 1);
+  PlainGroup group;
+  group.addExtraTable(nullptr);
+  group.addExtraTable(&table);
+  EXPECT_EQ(group.getExtraTable(1), &table);
+  EXPECT_EQ(group.getExtraTable(group.getExtraTableCount()), nullptr);
+  EXPECT_EQ(group.getExtraTable(-1), nullptr);
+}
+
+// Starts every test with an empty configuration store.
+class TimeoutTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    const std::string path = testing::TempDir() + "model_test.conf";
+    std::ofstream(path).flush();
+    ASSERT_EQ(OrvCfg::load(path), 0);
+  }
+  void TearDown() override { SetUp(); }
+};
+
+TEST_F(TimeoutTest, OneKeyServesBothLimits) {
+  const auto limits = [] {
+    Event done;
+    return std::pair(GetTableThread(nullptr, &done).get_Time(), GetORVMaxTimeout());
+  };
+  const std::pair unset(200000, 5000000);
+  EXPECT_EQ(limits(), unset);
+  const std::pair<const char*, int> rows[] = {{"300", 300},
+                                              {"abc", 0},
+                                              {" 12 s", 12},
+                                              {"0x10", 0},
+                                              {"-5", -5},
+                                              {"2147483648", INT_MAX},
+                                              {"-99999999999999999999", INT_MIN}};
+  for (const auto& [text, limit] : rows) {
+    OrvCfg::setKey("hwscanner.timeout", text);
+    EXPECT_EQ(limits(), std::pair(limit, limit)) << text;
+  }
+  OrvCfg::setKey("hwscanner.timeout", "");
+  EXPECT_EQ(limits(), unset);
+  ASSERT_NE(OrvCfg::load(testing::TempDir() + "no such file"), 0);
+  OrvCfg::setKey("hwscanner.timeout", "300");
+  EXPECT_EQ(limits(), unset);
+}
+
+// Hands out a table once it is released.
+struct SlowGroup : PlainGroup {
+  KelTable* generateTable() override {
+    released.get_future().wait();
+    return new KelTable(getGroupId(), 1);
+  }
+  std::promise<void> released;
+};
+
+struct FailingGroup : PlainGroup {
+  KelTable* generateTable() override { throw std::runtime_error("no storage"); }
+};
+
+TEST(GetTableThreadTest, AReleaseAfterTheTimeOutDoesNoHarm) {
+  auto group = std::make_unique<SlowGroup>();
+  auto done = std::make_unique<Event>();
+  auto thread = std::make_unique<GetTableThread>(group.get(), done.get());
+  ASSERT_EQ(thread->start(), 0);
+  EXPECT_EQ(done->wait(20), -172);
+  group->released.set_value();
+  ASSERT_EQ(done->wait(10000), 0);
+  done.reset();  // as the waiter may, while the thread is still on its way out
+  const std::unique_ptr<KelTable> table(thread->get_table());
+  EXPECT_EQ(thread->join(), 0);
+  ASSERT_NE(table, nullptr);
+  EXPECT_EQ(table->getGroupId(), 4);
+}
+
+TEST(GetTableThreadTest, AGroupWithoutATableIsReportedAtOnce) {
+  PlainGroup plain;
+  FailingGroup failing;
+  for (KelGroup* group : {static_cast<KelGroup*>(&plain), static_cast<KelGroup*>(&failing)}) {
+    Event done;
+    GetTableThread thread(group, &done);
+    ASSERT_EQ(thread.start(), 0);
+    EXPECT_EQ(done.wait(10000), 0);
+    thread.join();
+    EXPECT_EQ(thread.get_table(), nullptr);
+  }
+}
+
+TEST(BuildInfoTest, StampIsADateTime) {
+  EXPECT_STREQ(getBuildDateRVLT(), "2016-09-15-04.18.07.000000");
+  EXPECT_STREQ(getBuildDateRVLT(), "2016-09-15-04.18.07.000000");
+  EXPECT_STREQ(itoa(LONG_MIN), "-9223372036854775808");
+}
+
+}  // namespace

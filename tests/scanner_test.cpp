@@ -1,0 +1,398 @@
+// The agent's scan engine: workers that misbehave, and answers that make no sense.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <invscan/catalogue.h>
+#include <invscan/table.h>
+
+#include "agent/Wire.h"
+#include "agent/WorkerPool.h"
+
+namespace invscan::agent {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+// A pipe that those hold open who must go. It reaches its end when all of them are gone, so no
+// process id has to be trusted.
+class Witness {
+ public:
+  Witness() { EXPECT_EQ(pipe(ends_), 0); }
+  ~Witness() {
+    close(ends_[0]);
+    closeOwnEnd();
+  }
+
+  // For those watched: says that one is up.
+  void isUp() const { EXPECT_EQ(write(ends_[1], "u", 1), 1); }
+
+  bool sawUp() const {
+    char mark;
+    return isReadable(10s) && read(ends_[0], &mark, 1) == 1;
+  }
+
+  void closeOwnEnd() {
+    if (ends_[1] >= 0) close(std::exchange(ends_[1], -1));
+  }
+
+  // Whether all are gone within a second.
+  bool areAllGone() {
+    closeOwnEnd();
+    char mark;
+    while (isReadable(1s)) {
+      if (read(ends_[0], &mark, 1) == 0) return true;
+    }
+    return false;
+  }
+
+ private:
+  bool isReadable(std::chrono::milliseconds limit) const {
+    pollfd event{ends_[0], POLLIN, 0};
+    return poll(&event, 1, static_cast<int>(limit.count())) == 1;
+  }
+
+  int ends_[2] = {-1, -1};
+};
+
+[[noreturn]] void hang() {
+  for (;;) pause();
+}
+
+// Leaves a command running behind; it inherits the witness's descriptor.
+void startCommand() {
+  EXPECT_EQ(std::system("sleep 1000 &"), 0);
+}
+
+std::unique_ptr<KelTable> makeTable(int rows, const std::string& text = "text") {
+  auto table = std::make_unique<KelTable>(4, 1);
+  for (int i = 0; i < rows; ++i) {
+    auto* const row = new KelTableRow;
+    row->addAttrib(new KelTableAttrib(1, text));
+    table->addRow(row);
+  }
+  return table;
+}
+
+void sendRows(int descriptor, int rows, const std::string& text = "text") {
+  sendAnswer(descriptor, makeTable(rows, text).get(), {});
+}
+
+void sendBytes(int descriptor, const std::string& bytes) {
+  EXPECT_EQ(write(descriptor, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+}
+
+std::string word(unsigned long number) {
+  return std::string(reinterpret_cast<const char*>(&number), sizeof(number));
+}
+
+ScannerOptions optionsOf(double timeout, int jobs) {
+  ScannerOptions options;
+  options.timeoutSeconds = timeout;
+  options.jobs = jobs;
+  return options;
+}
+
+std::vector<GroupResult> run(const std::vector<std::function<void(int)>>& works,
+                             const ScannerOptions& options) {
+  std::vector<Job> jobs;
+  for (const auto& work : works) jobs.push_back({&GROUPS_DEF[0], work});
+  return runJobs(jobs, options);
+}
+
+TEST(WorkerPoolTest, NoWorkerSpoilsAnother) {
+  const std::string noAnswer = " and without an answer";
+  const struct {
+    const char* name;
+    std::function<void(int)> work;
+    Status status;
+    std::size_t rows;
+    std::string trouble;
+  } cases[] = {
+      {"rows", [](int answer) { sendRows(answer, 2); }, Status::Ok, 2, ""},
+      {"no rows", [](int answer) { sendRows(answer, 0); }, Status::Ok, 0, ""},
+      {"no table", [](int answer) { sendAnswer(answer, nullptr, {}); }, Status::Absent, 0, ""},
+      {"hangs", [](int) { hang(); }, Status::Timeout, 0, "no answer within 0.5 s"},
+      {"answers, then hangs", [](int answer) { sendRows(answer, 1), hang(); }, Status::Ok, 1, ""},
+      {"closes its pipe, then hangs", [](int answer) { close(answer), hang(); }, Status::Timeout, 0,
+       "no answer within 0.5 s"},
+      {"crashes", [](int) { raise(SIGSEGV); }, Status::Crash, 0,
+       "killed by signal 11 (Segmentation fault)"},
+      {"throws", [](int) { throw std::runtime_error("thrown by a test"); }, Status::Crash, 0,
+       "killed by signal 6 (Aborted)"},
+      {"leaves", [](int) { _exit(3); }, Status::Crash, 0, "ended with status 3" + noAnswer},
+      {"says nothing", [](int) {}, Status::Crash, 0, "ended with status 0" + noAnswer},
+      {"stops within the length", [](int answer) { sendBytes(answer, "abc"); }, Status::Crash, 0,
+       "ended with status 0" + noAnswer},
+      {"stops within the payload", [](int answer) { sendBytes(answer, word(99) + word(1)); },
+       Status::Crash, 0, "ended with status 0" + noAnswer},
+      {"tells nonsense", [](int answer) { sendBytes(answer, word(8) + word(7)); }, Status::Crash, 0,
+       "answer makes no sense"},
+      {"goes on after the end",
+       [](int answer) { sendBytes(answer, word(16) + word(0) + word(0) + "more"); }, Status::Crash,
+       0, "answer makes no sense"},
+      {"promises too much", [](int answer) { sendBytes(answer, word(~0ul)), hang(); },
+       Status::Crash, 0, "answer too large"},
+      {"survives a command that does not read",
+       [](int answer) { raise(SIGPIPE), sendRows(answer, 1); }, Status::Ok, 1, ""},
+  };
+
+  std::vector<std::function<void(int)>> works;
+  for (const auto& testCase : cases) works.push_back(testCase.work);
+  // As it may have been inherited; the ends of workers must be seen all the same.
+  const auto before = std::signal(SIGCHLD, SIG_IGN);
+  const auto results = run(works, optionsOf(0.5, 4));
+  EXPECT_EQ(std::signal(SIGCHLD, before), SIG_IGN);
+
+  ASSERT_EQ(results.size(), std::size(cases));
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    SCOPED_TRACE(cases[i].name);
+    EXPECT_EQ(results[i].status, cases[i].status);
+    EXPECT_EQ(results[i].trouble, cases[i].trouble);
+    EXPECT_EQ(results[i].rows.size(), cases[i].rows);
+    const bool isTimeout = cases[i].status == Status::Timeout;
+    EXPECT_EQ(results[i].milliseconds >= 500, isTimeout) << results[i].milliseconds;
+  }
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was not reaped";
+}
+
+TEST(WorkerPoolTest, RunsAsManyWorkersAsAllowedAndReportsEach) {
+  struct Shared {
+    std::atomic<int> running;
+    std::atomic<int> most;
+  };
+  void* const memory =
+      mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(memory, MAP_FAILED);
+  auto* const shared = new (memory) Shared{};
+  constexpr int kJobs = 100;
+  constexpr int kAtATime = 8;
+
+  int reports = 0;
+  int lastDone = 0;
+  auto options = optionsOf(30, kAtATime);
+  options.progress = [&](const kelGroupDef*, int done, int total) {
+    EXPECT_TRUE(done == lastDone || done == lastDone + 1);
+    EXPECT_EQ(total, kJobs);
+    lastDone = done;
+    ++reports;
+  };
+  std::vector<std::function<void(int)>> works;
+  for (int i = 0; i < kJobs; ++i) {
+    works.push_back([shared, i](int answer) {
+      const int running = ++shared->running;
+      int most = shared->most;
+      while (running > most && !shared->most.compare_exchange_weak(most, running)) {
+      }
+      usleep(5000);
+      --shared->running;
+      sendRows(answer, i);
+    });
+  }
+  const auto results = run(works, options);
+
+  for (std::size_t i = 0; i < results.size(); ++i) EXPECT_EQ(results[i].rows.size(), i);
+  EXPECT_EQ(shared->most, kAtATime);
+  EXPECT_EQ(lastDone, kJobs);
+  EXPECT_EQ(reports, 2 * kJobs);
+  munmap(memory, sizeof(Shared));
+}
+
+TEST(WorkerPoolTest, NothingThatAWorkerStartedLivesOn) {
+  const std::function<void(int)> works[] = {
+      [](int answer) { sendRows(answer, 1); },
+      [](int) { raise(SIGSEGV); },
+      [](int) { _exit(0); },
+      [](int) { hang(); },
+      // A fork of the worker, unlike a command, holds the answer's pipe open too.
+      [](int) { fork() == 0 ? hang() : _exit(1); },
+  };
+  for (const auto& work : works) {
+    Witness witness;
+    run({[&](int answer) { startCommand(), work(answer); }}, optionsOf(0.3, 1));
+    EXPECT_TRUE(witness.areAllGone()) << "work " << &work - works;
+  }
+}
+
+TEST(WorkerPoolTest, NothingOutlivesTheAgent) {
+  for (const int signal : {SIGKILL, SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    SCOPED_TRACE(strsignal(signal));
+    Witness witness;
+    const pid_t agent = fork();
+    if (agent == 0) {
+      const rlimit noCore = {0, 0};
+      setrlimit(RLIMIT_CORE, &noCore);
+      const auto work = [&](int) { startCommand(), witness.isUp(), hang(); };
+      run({work, work, [](int answer) { sendRows(answer, 1); }}, optionsOf(100, 2));
+      _exit(0);
+    }
+    EXPECT_TRUE(witness.sawUp() && witness.sawUp());
+    kill(agent, signal);
+    int status = 0;
+    EXPECT_EQ(waitpid(agent, &status, 0), agent);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << status;
+    EXPECT_TRUE(witness.areAllGone());
+  }
+}
+
+TEST(WorkerPoolTest, IgnoredInterruptionsStayIgnored) {
+  const auto before = std::signal(SIGHUP, SIG_IGN);
+  const auto results =
+      run({[](int answer) { kill(getppid(), SIGHUP), sendRows(answer, 1); }}, optionsOf(30, 1));
+  std::signal(SIGHUP, before);
+  EXPECT_EQ(results[0].status, Status::Ok);
+}
+
+TEST(WorkerPoolTest, AWorkerThatCannotStartIsACrash) {
+  const pid_t agent = fork();
+  if (agent == 0) {
+    // Room for two descriptors and the pipe of one worker, of which one end stays open.
+    const int first = dup(0);
+    const rlimit few = {static_cast<rlim_t>(first) + 4, static_cast<rlim_t>(first) + 4};
+    close(first);
+    setrlimit(RLIMIT_NOFILE, &few);
+    const auto work = [](int answer) { usleep(100'000), sendRows(answer, 1); };
+    const auto results = run({work, work}, optionsOf(30, 2));
+    const bool isAsExpected = results[0].status == Status::Ok &&
+                              results[1].status == Status::Crash &&
+                              results[1].trouble == "cannot start a worker: Too many open files";
+    _exit(isAsExpected ? 0 : 1);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(agent, &status, 0), agent);
+  EXPECT_EQ(status, 0);
+}
+
+TEST(WireTest, RecordsArriveByteForByte) {
+  const unsigned char octets[] = {0, 255, 7};
+  KelTable table(4, 1);
+  auto* const row = new KelTableRow;
+  row->addAttrib(new KelTableAttrib(1, static_cast<unsigned char>(1)));
+  row->addAttrib(new KelTableAttrib(2, static_cast<unsigned short>(2)));
+  row->addAttrib(new KelTableAttrib(3, 3ul));
+  row->addAttrib(nullptr);
+  row->addAttrib(new KelTableAttrib(4, _uquad{4, 5}));
+  row->addAttrib(new KelTableAttrib(5, 5.0f));
+  row->addAttrib(new KelTableAttrib(6, 6.0));
+  row->addAttrib(new KelTableAttrib(7, std::string(5'000'000, 'x')));
+  row->addAttrib(new KelTableAttrib(8, ""));
+  row->addAttrib(new KelTableAttrib(9, octets, sizeof(octets)));
+  row->addAttrib(new KelTableAttrib(10, octets, 0ul));
+  row->addAttrib(new KelTableAttrib(11, 1'700'000'000l));
+  row->addAttrib(new KelTableAttrib(12, 12ull));
+  row->addAttrib(new KelTableAttrib(13, -13ll));
+  table.addRow(row);
+  table.addRow(new KelTableRow);
+  const std::vector<Access> accesses = {{"/proc/meminfo", "ok", 0.5}, {"uname", "", 0}};
+
+  const auto results =
+      run({[&](int answer) { sendAnswer(answer, &table, accesses); }}, optionsOf(30, 1));
+
+  ASSERT_EQ(results[0].status, Status::Ok) << results[0].trouble;
+  ASSERT_EQ(results[0].rows.size(), 2u);
+  const Row& arrived = results[0].rows[0];
+  ASSERT_EQ(arrived.size(), 13u);
+  row->reset();
+  std::size_t next = 0;
+  for (unsigned long i = 0; i < row->getNumAttribs(); ++i) {
+    const KelTableAttrib* const attrib = row->getNext();
+    if (!attrib) continue;
+    const kelAttribValue* const sent = attrib->getAttribPtr();
+    const kelAttribValue* const got = arrived[next++].get();
+    ASSERT_EQ(got->length, sent->length);
+    EXPECT_EQ(std::memcmp(got, sent, sent->length), 0) << "attribute " << sent->attribId;
+  }
+  EXPECT_TRUE(results[0].rows[1].empty());
+  ASSERT_EQ(results[0].accesses.size(), 2u);
+  EXPECT_EQ(results[0].accesses[0].source, "/proc/meminfo");
+  EXPECT_EQ(results[0].accesses[0].outcome, "ok");
+  EXPECT_EQ(results[0].accesses[0].milliseconds, 0.5);
+}
+
+std::string record(unsigned long kelType, const std::string& area, unsigned long claimed = 0) {
+  return word(claimed ? claimed : sizeof(kelAttribValue) + area.size()) + word(1) + word(kelType) +
+         area;
+}
+
+std::string oneRecord(const std::string& record) {
+  return word(1) + word(1) + word(1) + record + word(0);
+}
+
+std::string wide(const std::wstring& text) {
+  return std::string(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
+}
+
+TEST(WireTest, MalformedPayloadsAreRefused) {
+  const std::string end = wide(std::wstring(1, L'\0'));
+  const std::string number = record(KEL_ULONG, word(5));
+  constexpr unsigned long kHuge = ~0ul;
+  const struct {
+    const char* name;
+    std::string payload;
+    bool isGood;
+  } cases[] = {
+      {"number", oneRecord(number), true},
+      {"string", oneRecord(record(KEL_STRING, word(2) + wide(L"a") + end)), true},
+      {"string with room behind", oneRecord(record(KEL_STRING, word(1) + end + "slack")), true},
+      {"octets", oneRecord(record(KEL_OCTETSTRING, word(3) + "abc")), true},
+      {"access", word(0) + word(1) + word(1) + "s" + word(0) + word(0), true},
+      {"nothing", "", false},
+      {"unknown status", word(2) + word(0), false},
+      {"cut in the last word", oneRecord(number).substr(0, oneRecord(number).size() - 1), false},
+      {"one byte more", oneRecord(number) + "x", false},
+      {"more rows than there are", word(1) + word(kHuge) + word(0), false},
+      {"more records than there are", word(1) + word(1) + word(kHuge) + number + word(0), false},
+      {"more accesses than there are", word(0) + word(kHuge), false},
+      {"access with a source beyond the end", word(0) + word(1) + word(kHuge) + "s", false},
+      {"record of length 0", oneRecord(word(0) + word(1) + word(KEL_ULONG)), false},
+      {"record shorter than its head", oneRecord(record(KEL_ULONG, word(5), 23)), false},
+      {"record without value", oneRecord(record(KEL_ULONG, "")), false},
+      {"record beyond the end", oneRecord(record(KEL_ULONG, word(5), 1000)), false},
+      {"record of huge length", oneRecord(record(KEL_ULONG, word(5), kHuge)), false},
+      {"type 0", oneRecord(record(0, word(5))), false},
+      {"type 12", oneRecord(record(12, word(5))), false},
+      {"type that is small in 32 bits", oneRecord(record((1ul << 32) + 3, word(5))), false},
+      {"number too wide", oneRecord(record(KEL_ULONG, word(5) + "x")), false},
+      {"date-time too short", oneRecord(record(KEL_DATETIME, std::string(25, '0'))), false},
+      {"string without count", oneRecord(record(KEL_STRING, "abc")), false},
+      {"string of count 0", oneRecord(record(KEL_STRING, word(0) + end)), false},
+      {"string without end", oneRecord(record(KEL_STRING, word(2) + wide(L"ab"))), false},
+      {"string beyond its area", oneRecord(record(KEL_STRING, word(3) + wide(L"a") + end)), false},
+      {"string whose size overflows",
+       oneRecord(record(KEL_STRING, word(1ul << 62) + wide(L"a") + end)), false},
+      {"octets without count", oneRecord(record(KEL_OCTETSTRING, "abc")), false},
+      {"octets beyond their area", oneRecord(record(KEL_OCTETSTRING, word(4) + "abc")), false},
+      {"octets whose size overflows", oneRecord(record(KEL_OCTETSTRING, word(kHuge) + "abc")),
+       false},
+  };
+  for (const auto& testCase : cases) {
+    SCOPED_TRACE(testCase.name);
+    GroupResult result;
+    result.status = Status::Crash;
+    EXPECT_EQ(decodePayload(testCase.payload, result), testCase.isGood);
+    if (!testCase.isGood) {
+      EXPECT_TRUE(result.status == Status::Crash && result.rows.empty());
+    }
+  }
+}
+
+}  // namespace
+}  // namespace invscan::agent

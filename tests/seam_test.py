@@ -1,0 +1,166 @@
+#!/usr/bin/env python3
+"""Finds code that asks the machine behind the seam's back, and includes that go the wrong way.
+
+usage: seam_test.py SRC_DIR
+"""
+
+import pathlib
+import re
+import sys
+
+# Where the machine may be asked.
+SEAM = "invscan/machine/"
+
+# Functions with names of their own: not even mentioned.
+FORBIDDEN_NAMES = """
+    fopen freopen fdopen openat openat2 opendir fdopendir scandir ftw nftw glob wordexp
+    popen posix_spawn posix_spawnp vfork execl execlp execle execv execve execvp execvpe fexecve
+    uname gethostname getdomainname sysinfo sysconf pathconf getpagesize get_nprocs get_nprocs_conf
+    getloadavg hardware_concurrency getrusage
+    getenv secure_getenv setenv unsetenv putenv clearenv environ
+    setlocale tzset
+    gettimeofday clock_gettime timespec_get system_clock high_resolution_clock utc_clock
+    statvfs fstatvfs statvfs64 fstatvfs64 statfs fstatfs lstat fstat fstatat statx faccessat
+    readlink readlinkat realpath canonicalize_file_name
+    setutent getutent getutid getutline setutxent getutxent getutxid
+    getmntent getmntent_r setmntent getpwnam getpwuid getgrnam getgrgid getlogin
+    gethostbyname gethostbyname2 gethostbyaddr gethostbyaddr_r getaddrinfo getnameinfo gethostent
+    getifaddrs if_nameindex if_nametoindex if_indextoname res_init res_query
+    socket socketpair recvfrom recvmsg sendto sendmsg ioctl mmap mmap64 iopl ioperm
+    dlopen dlmopen dlsym syscall __get_cpuid __get_cpuid_count __cpuid __cpuid_count getauxval
+    ifstream ofstream fstream filebuf filesystem random_device
+""".split()
+
+# Words that have other uses too: not called, unless as a member of an object.
+FORBIDDEN_CALLS = """
+    open open64 creat read pread write pwrite fork clone system time clock stat access connect bind
+    send recv signal kill wait asm __asm__
+""".split()
+
+FORBIDDEN_HEADERS = """
+    fstream filesystem dirent.h fcntl.h unistd.h spawn.h utmp.h utmpx.h netdb.h ifaddrs.h resolv.h
+    mntent.h dlfcn.h cpuid.h ftw.h glob.h pwd.h grp.h sys/utsname.h sys/sysinfo.h sys/statvfs.h
+    sys/statfs.h sys/vfs.h sys/stat.h sys/ioctl.h sys/io.h sys/mman.h sys/socket.h sys/syscall.h
+    sys/wait.h sys/auxv.h sys/time.h
+""".split()
+
+REMEDY = "ask machine() instead (invscan/machine/Machine.h); what it lacks belongs there"
+
+# For the sources below a directory: the includes that they may not, or may only, have.
+DIRECTIONS = [
+    ("base/", r'"(?!base/)', "the platform layer's base stands on itself alone"),
+    ("log/", r'"(?!log/|base/)', "the log stands on the base alone"),
+    ("invscan/", r'"agent/|<CLI/', "the library knows nothing of the agent"),
+    (SEAM, r'"invscan/(com|linux|SMBIOS)/', "the seam knows nothing of those who ask it"),
+    ("agent/", r'"(?!agent/)', "the agent is a host: public headers only"),
+]
+
+TEXT_OR_COMMENT = re.compile(
+    r'//[^\n]*|/\*.*?\*/'
+    r'|R"(?P<delimiter>[^()\\\s]{0,16})\(.*?\)(?P=delimiter)"'
+    r'|"(?:\\.|[^"\\\n])*"'
+    r"|(?<![0-9a-fA-F])'(?:\\.|[^'\\\n])+'", re.DOTALL)
+ANY_NAME = re.compile(r"(?<!\w)(" + "|".join(FORBIDDEN_NAMES) + r")(?!\w)")
+CALL = re.compile(r"(?<!\w)(?P<scope>(?:\w+)?::)?(?<!\w)(?P<name>"
+                  + "|".join(FORBIDDEN_CALLS) + r")\s*\(")
+INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*([<"][^>"]*)', re.MULTILINE)
+MEMBER = re.compile(r"(\.|->)\s*$")
+# A type and a blank: what follows is declared here. The house format sees to the blanks.
+TYPE = re.compile(r"(\w|\S>)[*&]?\s+$")
+WORD_BEFORE_A_CALL = re.compile(
+    r"\b(return|else|do|throw|and|or|not|co_return|co_await|co_yield)\s+$")
+
+
+def blank(match):
+    """Nothing but the line ends of what is no code."""
+    return re.sub(r"[^\n]", " ", match.group())
+
+
+def is_call(match):
+    if match["scope"] not in (None, "::", "std::"):
+        return False  # a function of another class
+    before = match.string[max(match.start() - 80, 0):match.start()]
+    if MEMBER.search(before):
+        return False
+    return not TYPE.search(before) or bool(WORD_BEFORE_A_CALL.search(before))
+
+
+def direct_accesses(text):
+    """Offset and word of each direct access in a source text."""
+    includes = [(match.start(1), match[1][1:]) for match in INCLUDE.finditer(text)]
+    code = TEXT_OR_COMMENT.sub(blank, INCLUDE.sub(blank, text))
+    yield from ((place, f"<{name}>") for place, name in includes if name in FORBIDDEN_HEADERS)
+    yield from ((match.start(), match[1]) for match in ANY_NAME.finditer(code))
+    yield from ((match.start("name"), match["name"]) for match in CALL.finditer(code)
+                if is_call(match))
+
+
+def wrong_includes(text, pattern):
+    for match in INCLUDE.finditer(text):
+        if re.match(pattern, match[1]):
+            yield match.start(1), match[1][1:]
+
+
+def self_check():
+    """This test is worth nothing when it finds nothing."""
+    bad = [
+        'FILE* f = fopen("/proc/stat", "r");', "::open(path, O_RDONLY);", "std::ifstream in(path);",
+        "return open(path);", "auto* p = std::getenv(name);", "const long now = time(nullptr);",
+        "now = std::time(0);", "if (access(path, R_OK) == 0)", "x = 'a'; system(line);",
+        "auto ask = &popen;", "namespace fs = std::filesystem;", "#include <fstream>",
+        "#  include <sys/utsname.h>", "std::chrono::system_clock::now()", "!stat(path, &status)",
+        'R"(text)"; fork();', "long a = 1'000; uname(&names);", "else system(line);",
+        "for (char** e = environ; *e; ++e)", "syscall(SYS_openat2)", "(void)read(fd, buffer, n);",
+        "T* f() { return *open(x); }",
+        "if (isOk && access(path) == 0)", "x = a * time(0) + (1 > clock());",
+    ]
+    good = [
+        'machine().readFile("/proc/stat")', "file.open(path);", "file->read(buffer);",
+        "trace.at().max(line);", "return createTimeStap();", "KelTable* getTable();",
+        "machine().setLocale(LC_CTYPE)", "// fopen(path) is not called", "/* popen\n uname() */",
+        'trace.at().min("setlocale returned NULL; open(x)");', "FileText open(int limit);",
+        "struct stat;", "long time = 0;", "Files::open(path)", "const char* access(int x);",
+        "record->time;", "set_time(limit)", "row.dateTime(4, machine().currentTime())",
+        "#include <cstring>", "localtime_r(&time, &parts);", 'R"(fopen("x"))"',
+    ]
+    for line in bad:
+        assert list(direct_accesses(line)), f"not found: {line}"
+    for line in good:
+        assert not list(direct_accesses(line)), f"found, but harmless: {line}"
+    directions = [("base/", "log/Trace.h", True), ("base/", "base/IniText.h", False),
+                  ("agent/", "invscan/machine/Machine.h", True), ("agent/", "agent/Text.h", False),
+                  (SEAM, "invscan/com/model/Traits.h", True), (SEAM, "base/X.h", False)]
+    for directory, name, is_wrong in directions:
+        pattern = next(entry[1] for entry in DIRECTIONS if entry[0] == directory)
+        found = list(wrong_includes(f'#include "{name}"\n', pattern))
+        assert bool(found) == is_wrong, f"{directory} includes {name}"
+
+
+def findings(source, name):
+    text = source.read_text()
+    if name.startswith("invscan/") and not name.startswith(SEAM):
+        yield from ((place, f"{word}: {REMEDY}") for place, word in direct_accesses(text))
+    for directory, pattern, rule in DIRECTIONS:
+        if name.startswith(directory):
+            yield from ((place, f"includes {header}: {rule}")
+                        for place, header in wrong_includes(text, pattern))
+
+
+def main():
+    if len(sys.argv) != 2:
+        sys.exit(__doc__)
+    self_check()
+    root = pathlib.Path(sys.argv[1])
+    sources = sorted(path for path in root.rglob("*") if path.suffix in (".cpp", ".h"))
+    assert sources, f"no sources below {root}"
+    found = 0
+    for source in sources:
+        text = source.read_text()
+        for place, message in sorted(findings(source, source.relative_to(root).as_posix())):
+            found += 1
+            print(f"{source}:{text.count(chr(10), 0, place) + 1}: {message}")
+    return 1 if found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
