@@ -1,7 +1,6 @@
 #include "agent/Options.h"
 
 #include <algorithm>
-#include <cmath>
 #include <map>
 
 #include <CLI/CLI.hpp>
@@ -101,8 +100,7 @@ class CommandLine {
         ->group("")
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     addName("--format", options_.format,
-            "How to write: text, json, jsonl, csv (describe: text, "
-            "json, markdown, schema)",
+            "How to write: text, json, jsonl, csv (describe: text, json, markdown, schema)",
             "NAME");
     addName("--output", options_.output, "Write to a file, which appears whole or not at all",
             "FILE");
@@ -125,9 +123,8 @@ class CommandLine {
     addName("--trace-file", options_.traceFile, "Append the trace to a file", "FILE");
   }
 
-  CLI::Option* addName(const char* name, std::string& value, const char* description,
-                       const char* type) {
-    return app_.add_option(name, value, description)->type_name(type)->check(notEmpty());
+  void addName(const char* name, std::string& value, const char* description, const char* type) {
+    app_.add_option(name, value, description)->type_name(type)->check(notEmpty());
   }
 
   static std::string traceLevel(std::string& text) {

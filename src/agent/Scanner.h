@@ -15,14 +15,15 @@ struct ScannerOptions {
   // The locale of the workers is C.UTF-8 rather than the environment's: a replay asks the live
   // machine nothing, not even for a locale.
   bool fixedLocale = false;
-  // Called when a group begins and when one ends, with what is done so far; may be empty.
+  // Called when a group begins, when some end, and ten times a second in between, with the group
+  // that the scan waits for (null: none) and what is done so far; may be empty.
   std::function<void(const kelGroupDef* running, int done, int total)> progress;
 };
 
 // Scans the groups (borrowed catalogue rows, in catalogue order) on the current machine, whose
-// factory has been initialised. Whatever a worker started is gone when this returns, and also when
-// this process is interrupted or killed meanwhile: SIGINT, SIGTERM and SIGHUP end the workers first
-// and then this process.
+// factory has been initialised. Whatever a worker started is gone when this returns or throws, and
+// also when this process is killed meanwhile. Throws Interruption (SignalWatch.h) on SIGINT, SIGTERM
+// and SIGHUP.
 Scan scanGroups(const std::vector<const kelGroupDef*>& groups, const ScannerOptions& options);
 
 }  // namespace invscan::agent

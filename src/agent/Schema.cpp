@@ -11,8 +11,11 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-const Json kAnyText = {{"type", "string"}};
 constexpr unsigned long kLargestCount = ~0UL;
+
+Json anyText() {
+  return {{"type", "string"}};
+}
 
 Json countUpTo(unsigned long largest) {
   return {{"type", "integer"}, {"minimum", 0}, {"maximum", largest}};
@@ -40,13 +43,13 @@ Json valueSchema(unsigned long type) {
     case KEL_DATETIME:
       return {{"type", "string"}, {"maxLength", 26}};
     default:
-      return kAnyText;
+      return anyText();
   }
 }
 
 Json describedSchema(const Facts& facts, Json schema) {
   // With --redact any sensitive value is a token.
-  if (facts.isSensitive && schema != kAnyText) {
+  if (facts.isSensitive && schema != anyText()) {
     schema = {{"anyOf", {std::move(schema), {{"$ref", "#/$defs/token"}}}}};
   }
   if (!facts.description.empty()) schema["description"] = facts.description;

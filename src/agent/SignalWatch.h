@@ -7,6 +7,12 @@
 
 namespace invscan::agent {
 
+// Thrown when a signal asks the agent to end, so that what it began is taken back on the way out;
+// whoever catches it ends the process with dieBy().
+struct Interruption {
+  int signal;
+};
+
 // While it lives, SIGCHLD and those of SIGINT, SIGTERM and SIGHUP that are not ignored wait at a
 // descriptor instead of being delivered to this thread.
 class SignalWatch {

@@ -109,6 +109,7 @@ class Pool {
   void receive(Worker& worker);
   void accept(const Worker& worker);
   void settle(std::size_t job, Clock::time_point start, Status status, std::string trouble);
+  const kelGroupDef* longestRunning() const;
   void report(const kelGroupDef* running) const;
   void killGroup(const Worker& worker);
   void bury();
@@ -141,9 +142,10 @@ std::vector<GroupResult> Pool::run() {
     for (Worker& worker : workers_) attend(worker);
     workers_.remove_if([](const Worker& worker) { return worker.isDone; });
     bury();
+    report(longestRunning());
   }
   end();
-  if (interruption_) dieBy(interruption_);
+  if (interruption_) throw Interruption{interruption_};
   return std::move(results_);
 }
 
@@ -168,7 +170,7 @@ void Pool::startNext() {
 void Pool::await(Clock::time_point until) {
   using std::chrono::milliseconds;
   // Without its descriptor the ends of workers and interruptions are found by looking.
-  const milliseconds longest(signals_.descriptor() >= 0 ? 60'000 : 10);
+  const milliseconds longest(signals_.descriptor() < 0 ? 10 : options_.progress ? 100 : 60'000);
   const auto left = std::chrono::ceil<milliseconds>(until - Clock::now());
   const auto wait = std::clamp(left, milliseconds(0), longest);
 
@@ -230,8 +232,11 @@ void Pool::settle(std::size_t job, Clock::time_point start, Status status, std::
   result.trouble = std::move(trouble);
   result.milliseconds = Milliseconds(Clock::now() - start).count();
   ++done_;
-  const auto running = std::ranges::find(workers_, false, &Worker::isDone);
-  report(running == workers_.end() ? nullptr : jobs_[running->job].group);
+}
+
+// The group that the scan waits for; null when none is running.
+const kelGroupDef* Pool::longestRunning() const {
+  return workers_.empty() ? nullptr : jobs_[workers_.front().job].group;
 }
 
 void Pool::report(const kelGroupDef* running) const {

@@ -17,6 +17,7 @@ struct Job {
 };
 
 // What scanGroups (Scanner.h) promises, for any jobs: one result for each, in their order.
+// Throws Interruption (SignalWatch.h).
 std::vector<GroupResult> runJobs(const std::vector<Job>& jobs, const ScannerOptions& options);
 
 }  // namespace invscan::agent

@@ -4,6 +4,7 @@
 #include "agent/Commands.h"
 #include "agent/Failure.h"
 #include "agent/OutputFile.h"
+#include "agent/SignalWatch.h"
 #include "agent/StartUp.h"
 #include "agent/Text.h"
 
@@ -29,6 +30,8 @@ int main(int argc, char** argv) {
   try {
     openStandardStreams();
     return runCommandLine(argc, argv);
+  } catch (const Interruption& interruption) {
+    dieBy(interruption.signal);
   } catch (const Failure& failure) {
     reportLine(failure.what());
   } catch (const std::exception& error) {
