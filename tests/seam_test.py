@@ -46,13 +46,16 @@ FORBIDDEN_HEADERS = """
 
 REMEDY = "ask machine() instead (invscan/machine/Machine.h); what it lacks belongs there"
 
-# For the sources below a directory: the includes that they may not, or may only, have.
+# The includes that sources below a directory must not have. Angle brackets are for public headers,
+# but would find internal ones too.
+INTERNAL = "<invscan/(machine|com|linux|SMBIOS)/"
 DIRECTIONS = [
+    ("", INTERNAL, "internal headers stand in quotes"),
     ("base/", r'"(?!base/)', "the platform layer's base stands on itself alone"),
     ("log/", r'"(?!log/|base/)', "the log stands on the base alone"),
     ("invscan/", r'"agent/|<CLI/', "the library knows nothing of the agent"),
     (SEAM, r'"invscan/(com|linux|SMBIOS)/', "the seam knows nothing of those who ask it"),
-    ("agent/", r'"(?!agent/)', "the agent is a host: public headers only"),
+    ("agent/", r'"(?!agent/|base/Descriptor\.h)', "the agent is a host: public headers only"),
 ]
 
 TEXT_OR_COMMENT = re.compile(
@@ -130,6 +133,8 @@ def self_check():
     directions = [("base/", "log/Trace.h", True), ("base/", "base/IniText.h", False),
                   ("agent/", "invscan/machine/Machine.h", True), ("agent/", "agent/Text.h", False),
                   (SEAM, "invscan/com/model/Traits.h", True), (SEAM, "base/X.h", False)]
+    assert list(wrong_includes("#include <invscan/machine/Machine.h>\n", INTERNAL))
+    assert not list(wrong_includes("#include <invscan/machine.h>\n", INTERNAL))
     for directory, name, is_wrong in directions:
         pattern = next(entry[1] for entry in DIRECTIONS if entry[0] == directory)
         found = list(wrong_includes(f'#include "{name}"\n', pattern))

@@ -23,8 +23,8 @@ struct AttributeTraits {
   // What the library asks for this value, in the order in which it asks, separated by "; ": each as
   // the access log names it (machine.h), "*" standing for any text. Empty: never filled on Linux.
   const char* sources;
-  // What the value is when no source told it, as printed; null: the attribute is then left out,
-  // or its value is empty.
+  // What the value is when no source told it, as printed; null: the attribute is then left out, or
+  // its value is empty, 0 or the epoch.
   const char* defaultText;
 };
 

@@ -10,11 +10,11 @@
 
 #include <nlohmann/json.hpp>
 
-#include "agent/Descriptor.h"
 #include "agent/Failure.h"
 #include "agent/OutputFile.h"
 #include "agent/Replacements.h"
 #include "agent/Text.h"
+#include "base/Descriptor.h"
 
 namespace invscan::agent {
 namespace {

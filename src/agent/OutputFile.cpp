@@ -10,9 +10,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "agent/Descriptor.h"
 #include "agent/Failure.h"
 #include "agent/Text.h"
+#include "base/Descriptor.h"
 
 namespace invscan::agent {
 namespace {

@@ -1,10 +1,9 @@
 #include "agent/Progress.h"
+#include "agent/Text.h"
 
 #include <unistd.h>
 
 #include <string>
-
-#include "agent/Descriptor.h"
 
 namespace invscan::agent {
 namespace {

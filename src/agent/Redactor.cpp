@@ -14,10 +14,10 @@
 #include <invscan/base/OrvCfg.h>
 #include <invscan/traits.h>
 
-#include "agent/Descriptor.h"
 #include "agent/Failure.h"
 #include "agent/Text.h"
 #include "agent/Value.h"
+#include "base/Descriptor.h"
 
 namespace invscan::agent {
 namespace {

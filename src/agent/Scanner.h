@@ -22,8 +22,8 @@ struct ScannerOptions {
 
 // Scans the groups (borrowed catalogue rows, in catalogue order) on the current machine, whose
 // factory has been initialised. Whatever a worker started is gone when this returns or throws, and
-// also when this process is killed meanwhile. Throws Interruption (SignalWatch.h) on SIGINT, SIGTERM
-// and SIGHUP.
+// also when this process is killed meanwhile. Throws Interruption (SignalWatch.h) on SIGINT,
+// SIGTERM and SIGHUP.
 Scan scanGroups(const std::vector<const kelGroupDef*>& groups, const ScannerOptions& options);
 
 }  // namespace invscan::agent

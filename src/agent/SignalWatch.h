@@ -3,7 +3,7 @@
 
 #include <signal.h>
 
-#include "agent/Descriptor.h"
+#include "base/Descriptor.h"
 
 namespace invscan::agent {
 

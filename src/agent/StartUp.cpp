@@ -13,8 +13,9 @@
 #include <invscan/base/OrvCfg.h>
 #include <invscan/machine.h>
 
-#include "agent/Descriptor.h"
 #include "agent/Failure.h"
+#include "agent/Text.h"
+#include "base/Descriptor.h"
 
 namespace invscan::agent {
 namespace {

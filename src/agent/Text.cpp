@@ -1,7 +1,12 @@
 #include "agent/Text.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cctype>
+#include <cerrno>
 #include <charconv>
+#include <system_error>
 
 #include <invscan/base/String.h>
 
@@ -119,6 +124,22 @@ std::string Columns::text(const std::string& indent) const {
     text += line + "\n";
   }
   return text;
+}
+
+std::string errorText(int error) {
+  std::string text = std::generic_category().message(error);
+  text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
+  return text;
+}
+
+bool writeAll(int descriptor, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t count = write(descriptor, text.data(), text.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return true;
 }
 
 }  // namespace invscan::agent

@@ -46,4 +46,10 @@ class Columns {
   std::vector<std::vector<std::string>> lines_;
 };
 
+// The system's words for an errno, in lower case.
+std::string errorText(int error);
+
+// Whether all of it was written; errno tells why not.
+bool writeAll(int descriptor, std::string_view text);
+
 }  // namespace invscan::agent

@@ -143,6 +143,17 @@ const kelAttribValue* findRecord(const Row& row, unsigned long attribId) {
   return nullptr;
 }
 
+namespace {
+
+// What a time of 0 makes, in the time zone in force.
+std::string epochText() {
+  char text[kDateTimeSize] = {};
+  TimeToKelDateTime(0, text);
+  return std::string(text, sizeof text);
+}
+
+}  // namespace
+
 bool isDefault(unsigned long groupId, const kelAttribDef& attribute, const kelAttribValue* record) {
   if (!record) return true;
   const std::string text = plainText(*record);
@@ -150,6 +161,7 @@ bool isDefault(unsigned long groupId, const kelAttribDef& attribute, const kelAt
   if (traits && traits->defaultText) {
     return text == traits->defaultText || printedText(*record) == traits->defaultText;
   }
+  if (record->kelType == KEL_DATETIME) return text == epochText();
   return text.empty() || (!isText(*record) && text.find_first_not_of("0 ") == text.npos);
 }
 

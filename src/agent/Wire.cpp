@@ -1,10 +1,9 @@
 #include "agent/Wire.h"
+#include "agent/Text.h"
 
 #include <cstddef>
 #include <cstring>
 #include <utility>
-
-#include "agent/Descriptor.h"
 
 namespace invscan::agent {
 namespace {

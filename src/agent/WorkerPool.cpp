@@ -16,10 +16,10 @@
 #include <string>
 #include <system_error>
 
-#include "agent/Descriptor.h"
 #include "agent/Guard.h"
 #include "agent/SignalWatch.h"
 #include "agent/Wire.h"
+#include "base/Descriptor.h"
 
 namespace invscan::agent {
 namespace {

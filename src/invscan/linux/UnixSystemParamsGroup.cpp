@@ -22,7 +22,7 @@ using enum Behaviour;
 
 const AttributeTraits kUnixSystemParamsTraits[] = {
     {1, "", Volatile, kPublic, "When the system reached its run level or was started.",
-     "run-level record; /proc/stat", "1970-01-01-00.00.00.000000"},
+     "run-level record; /proc/stat", nullptr},
     {2, "", Stable, kPublic, "Run level, 0 when unknown.",
      "run-level record; /run/systemd/system; /proc/cmdline; "
      "*/systemd/system/default.target; /sbin/runlevel",

@@ -406,7 +406,7 @@ CaptureFiles::CaptureFiles(const std::string& directory)
 }
 
 Descriptor CaptureFiles::open(const std::string& path, unsigned long flags) const {
-  if (!root_.isOpen()) {
+  if (!root_) {
     errno = ENOENT;
     return Descriptor();
   }
@@ -419,22 +419,22 @@ Descriptor CaptureFiles::open(const std::string& path, unsigned long flags) cons
 
 FileText CaptureFiles::read(const std::string& path, std::size_t limit) const {
   const Descriptor file = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-  if (!file.isOpen()) return {errno, {}};
+  if (!file) return {errno, {}};
   struct stat status;
   if (fstat(file.get(), &status) != 0) return {errno, {}};
   if (S_ISDIR(status.st_mode)) return {EISDIR, {}};
   if (!S_ISREG(status.st_mode)) return {ENOENT, {}};
-  return readAll(file.get(), limit);
+  return readFileText(file, limit);
 }
 
 int CaptureFiles::exists(const std::string& path) const {
-  return open(path, O_PATH).isOpen() ? 0 : errno;
+  return open(path, O_PATH) ? 0 : errno;
 }
 
 std::optional<std::string> CaptureFiles::readLink(const std::string& path) const {
   const Descriptor link = open(path, O_PATH | O_NOFOLLOW);
   char target[PATH_MAX];
-  const ssize_t length = link.isOpen() ? readlinkat(link.get(), "", target, sizeof target) : -1;
+  const ssize_t length = link ? readlinkat(link.get(), "", target, sizeof target) : -1;
   if (length < 0) return std::nullopt;
   return std::string(target, static_cast<std::size_t>(length));
 }

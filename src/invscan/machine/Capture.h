@@ -11,7 +11,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "invscan/machine/Descriptor.h"
+#include "base/Descriptor.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan {

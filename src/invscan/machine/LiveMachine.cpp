@@ -14,7 +14,7 @@
 #include <cstring>
 #include <ctime>
 
-#include "invscan/machine/Descriptor.h"
+#include "base/Descriptor.h"
 
 namespace invscan {
 namespace {
@@ -87,8 +87,7 @@ int waitFor(pid_t pid) {
 
 FileText LiveMachine::doReadFile(const std::string& path, std::size_t limit) {
   const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  if (!file.isOpen()) return {errno, {}};
-  return readAll(file.get(), limit);
+  return readFileText(file, limit);
 }
 
 int LiveMachine::doExists(const std::string& path) {
@@ -107,10 +106,11 @@ CommandOutput LiveMachine::doRunCommand(const std::string& line, std::size_t lim
   if (pipe2(ends, O_CLOEXEC) != 0) return {};
   Descriptor readEnd(ends[0]), writeEnd(ends[1]);
   const pid_t pid = startShell(line, writeEnd.get());
-  writeEnd.reset();
+  writeEnd.close();
   if (pid <= 0) return {};
-  CommandOutput result{true, 0, readAll(readEnd.get(), limit).text};
-  readEnd.reset();
+  CommandOutput result{true, 0, {}};
+  readAll(readEnd.get(), result.text, limit);
+  readEnd.close();
   // A command that has more to say than anybody asked for need not finish.
   if (result.text.size() >= limit) kill(pid, SIGKILL);
   result.status = waitFor(pid);

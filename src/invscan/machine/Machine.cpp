@@ -58,6 +58,12 @@ std::vector<std::unique_ptr<Machine>>& machines() {
 
 }  // namespace
 
+FileText readFileText(const Descriptor& file, std::size_t limit) {
+  FileText result;
+  if (!file || !readAll(file.get(), result.text, limit)) result.error = errno;
+  return result;
+}
+
 FileText Machine::readFile(const std::string& path, std::size_t limit) {
   return noted(
       path, [&] { return doReadFile(path, limit); },

@@ -8,6 +8,8 @@
 
 #include <invscan/machine.h>
 
+#include "base/Descriptor.h"
+
 namespace invscan {
 
 // More of a file or of a command's output than this is not read unless a caller says so.
@@ -17,6 +19,9 @@ struct FileText {
   int error = 0;     // errno of the attempt; 0 when the file was read
   std::string text;  // at most the limit asked for
 };
+
+// The file behind a descriptor; without one, the current errno.
+FileText readFileText(const Descriptor& file, std::size_t limit);
 
 struct CommandOutput {
   bool started = false;

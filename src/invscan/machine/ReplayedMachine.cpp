@@ -18,7 +18,7 @@ constexpr std::size_t kTimeZoneLimit = 1 << 16;
 CaptureFacts loadFacts(const std::string& directory) {
   const std::string path = directory + "/machine.json";
   const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  const FileText facts = file.isOpen() ? readAll(file.get(), kFactsLimit) : FileText{errno, {}};
+  const FileText facts = readFileText(file, kFactsLimit);
   if (facts.error != 0) {
     throw CaptureError("machine.json: " + std::string(strerrordesc_np(facts.error)) +
                        " (is this a finished capture?)");
@@ -51,8 +51,7 @@ bool isUtf8(std::string locale) {
 // not follow the capture's links or wait on its FIFOs.
 bool setTimeZoneFromFile(const std::string& zone) {
   const Descriptor file(memfd_create("time zone", MFD_CLOEXEC));
-  if (!file.isOpen() ||
-      write(file.get(), zone.data(), zone.size()) != static_cast<ssize_t>(zone.size())) {
+  if (!file || write(file.get(), zone.data(), zone.size()) != static_cast<ssize_t>(zone.size())) {
     return false;
   }
   setenv("TZ", (":/proc/self/fd/" + std::to_string(file.get())).c_str(), 1);

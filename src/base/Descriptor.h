@@ -1,0 +1,47 @@
+// A file descriptor that closes itself, and reading all that it has. All of it is inline: the
+// library and the agent each compile it in.
+#pragma once
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <string>
+#include <utility>
+
+namespace invscan {
+
+class Descriptor {
+ public:
+  explicit Descriptor(int number = -1) : number_(number) {}
+  ~Descriptor() { close(); }
+  Descriptor(Descriptor&& other) noexcept : number_(other.release()) {}
+  Descriptor& operator=(Descriptor&&) = delete;
+
+  explicit operator bool() const { return number_ >= 0; }
+  int get() const { return number_; }
+  int release() { return std::exchange(number_, -1); }
+  // Whether closing found no error; true when there is nothing to close.
+  bool close() { return number_ < 0 || ::close(release()) == 0; }
+
+ private:
+  int number_;
+};
+
+// Reads up to the end, the limit or an error, for which false is returned; the text holds what
+// there was. One read more than there is text: the end shows only by asking.
+inline bool readAll(int descriptor, std::string& text, std::size_t limit) {
+  constexpr std::size_t kBlock = 1 << 14;
+  char block[kBlock];
+  text.clear();
+  while (text.size() < limit) {
+    const ssize_t count = read(descriptor, block, std::min(kBlock, limit - text.size()));
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return count == 0;
+    text.append(block, static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+}  // namespace invscan
