@@ -58,6 +58,8 @@ TEST_F(Captures, RefuseWhatIsMalformedByFileAndPlace) {
       {"{\"capture\": 1, \"uname\": {\"sysname\": \"\"}}", "missing key uname.nodename"},
       {"{\"capture\": 1, \"uname\": {\"nodename\": 1}}", "uname.nodename: expected a text"},
       {"{\"capture\": 1, \"page_size\": -1}", "page_size: expected a whole number of 0 or more"},
+      {"{\"capture\": 1, \"time\": 1e999}", "a number that is too large"},
+      {"{\"capture\": 1, \"a\\nb\": 1}", "unknown key a?b"},
       {"{\"capture\": 1, \"time\": 1e99}", "time: expected a whole number of seconds"},
       {"{\"capture\": 1, \"time\": 18446744073709551615}", "time: expected a number of seconds"},
       {"{\"capture\": 1, \"environment\": {\"LD_PRELOAD\": \"x\"}}",
@@ -204,6 +206,7 @@ TEST_F(Captures, HoldWhatWasAskedAlsoInForkedChildren) {
   const long time = machine().currentTime();
   const auto kernel = machine().kernelIdentity();
   EXPECT_EQ(machine().readLink(directory_ / "live/link"), "there");
+  write("capture/.recording/draft.1", "{\"half");  // of a child that was killed
   ASSERT_TRUE(finishRecording(error)) << error;
   EXPECT_FALSE(finishRecording(error));
   struct stat attributes;

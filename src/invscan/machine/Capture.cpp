@@ -114,8 +114,9 @@ const Json& readMembers(const Json& json, const std::string& where,
                         const Member (&members)[count]) {
   readObject(json, where);
   for (const auto& [key, value] : json.items()) {
-    const auto* known = std::find_if(std::begin(members), std::end(members),
-                                     [&](const Member& member) { return key == member.name; });
+    const auto* known =
+        std::find_if(std::begin(members), std::end(members),
+                     [&name = key](const Member& member) { return name == member.name; });
     if (known == std::end(members)) {
       throw CaptureError("machine.json: unknown key " + keyOf(where, key));
     }
@@ -272,10 +273,23 @@ Json parse(const std::string& text) {
     const auto end = text.begin() + static_cast<long>(std::min(error.byte, text.size()));
     const auto line = 1 + std::count(text.begin(), end, '\n');
     throw CaptureError("machine.json: line " + std::to_string(line) + ": not valid JSON");
+  } catch (const Json::out_of_range&) {
+    throw CaptureError("machine.json: a number that is too large");
   }
 }
 
+std::string oneLine(std::string text) {
+  constexpr std::size_t kLongest = 500;
+  for (char& c : text) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '?';
+  }
+  return text.size() <= kLongest ? text : text.substr(0, kLongest) + "...";
+}
+
 }  // namespace
+
+CaptureError::CaptureError(std::string text) : std::runtime_error(oneLine(std::move(text))) {
+}
 
 Json toJson(const KernelIdentity& kernel) {
   return {{"sysname", kernel.sysname},

@@ -16,12 +16,12 @@
 
 namespace invscan {
 
-using Json = nlohmann::ordered_json;
+using Json = nlohmann::json;
 
-// What is wrong with a capture, in one line that names file and place.
+// What is wrong with a capture, in one line that names file and place, whatever the capture holds.
 class CaptureError : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit CaptureError(std::string text);
 };
 
 struct CapturedCommand {

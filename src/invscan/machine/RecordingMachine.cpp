@@ -16,6 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kNotes = "/.recording";
+constexpr const char* kDraft = "draft.";
 
 // An empty directory that only its owner can read: a capture holds serial numbers and addresses.
 std::string makeDirectory(const std::string& directory) {
@@ -209,7 +210,7 @@ void RecordingMachine::rememberError(const std::string& path, int error) {
 bool RecordingMachine::publish(const std::string& path, const std::string& contents) {
   std::error_code error;
   fs::create_directories(fs::path(path).parent_path(), error);
-  const std::string draft = directory_ + kNotes + "/draft." + std::to_string(getpid());
+  const std::string draft = directory_ + kNotes + "/" + kDraft + std::to_string(getpid());
   std::ofstream file(draft, std::ios::binary | std::ios::trunc);
   file << contents;
   file.close();
@@ -224,17 +225,15 @@ void RecordingMachine::noteFailure() {
 }
 
 Json RecordingMachine::mergeNotes() const {
-  Json merged = {{"capture", 1}};
-  for (const char* key : {"uname", "sysinfo", "page_size", "word_size", "time", "run_level_record",
-                          "environment", "locales", "commands", "unreadable"}) {
-    merged[key] = nullptr;  // keeps the order
-  }
-  merged["absent"] = Json::array();
+  Json merged = {{"capture", 1}, {"absent", Json::array()}};
   std::map<std::string, std::map<std::size_t, Json>> commands;
   for (const auto& entry : fs::directory_iterator(directory_ + kNotes)) {
+    // Of a child that was killed while it was writing.
+    if (entry.path().filename().string().starts_with(kDraft)) continue;
     std::ifstream file(entry.path());
     const Json note = Json::parse(file);
     const std::string section = note["section"], name = note["name"];
+    if (note["answer"].is_null() && name.empty()) continue;  // the machine does not tell
     if (section == "commands") {
       commands[name][note["turn"]] = note["answer"];
     } else if (section == "absent") {
@@ -249,11 +248,7 @@ Json RecordingMachine::mergeNotes() const {
     for (const auto& [turn, command] : turns) merged["commands"].push_back(command);
   }
   std::sort(merged["absent"].begin(), merged["absent"].end());
-  Json facts;
-  for (const auto& [key, value] : merged.items()) {
-    if (!value.is_null()) facts[key] = value;
-  }
-  return facts;
+  return merged;
 }
 
 void RecordingMachine::finish() {
