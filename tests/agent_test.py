@@ -6,7 +6,9 @@ import io
 import json
 import os
 import pty
+import re
 import resource
+import shutil
 import stat
 import subprocess
 import sys
@@ -378,6 +380,34 @@ class Captures(AgentTest):
         replayed = json.loads(self.answer("--machine", capture, "--format", "json", live=True))
         self.assertEqual(rows_of(replayed), rows_of(captured))
         self.assertGreater(len(captured["groups"]["Memory"]["rows"]), 0)
+
+    def test_replay_asks_the_capture_only_and_of_any_user(self):
+        capture = self.scratch / "capture"
+        captured = json.loads(self.answer("capture", capture, "--format", "json", live=True))
+        # Everything where another user can reach it.
+        prefix = self.scratch / "prefix"
+        for part in ("bin", "lib"):
+            shutil.copytree(Path(PROGRAM).parent.parent / part, prefix / part, symlinks=True)
+        for path in (self.scratch, *self.scratch.rglob("*")):
+            path.chmod(path.stat().st_mode | 0o555, follow_symlinks=True)
+        self.scratch.chmod(0o777)
+        trace = self.scratch / "trace"
+        command = ["strace", "-f", "-o", trace, "-e",
+                   "trace=%file,%network,uname,sysinfo", prefix / "bin/invscan",
+                   "--machine", capture, "--format", "json"]
+        run = subprocess.run(command, stdout=subprocess.PIPE, check=True, timeout=60,
+                             user=NOBODY if os.geteuid() == 0 else None,
+                             env={"ASAN_OPTIONS": "detect_leaks=0", "PATH": os.environ["PATH"]})
+        self.assertEqual(rows_of(json.loads(run.stdout)), rows_of(captured))
+
+        # The program itself, what the C library reads for its own needs, and the capture.
+        expected = re.compile(
+            rf"""execve\(|"{re.escape(str(self.scratch))}/|openat2\(\d+,\s"|\(\d+,\s"",
+            |"(/usr)?/lib/|"/etc/ld\.so\.|"/usr/share/locale/|"/dev/null["/]|"/etc/invscan/
+            |"/proc/self/(exe|fd|maps|task|environ|cmdline)|socketpair\(AF_UNIX
+            |recv|send|resumed>|\+\+\+|---""", re.VERBOSE)
+        others = [line for line in trace.read_text().splitlines() if not expected.search(line)]
+        self.assertEqual(others, [])
 
     def test_summary(self):
         capture = self.scratch / "capture"

@@ -26,7 +26,6 @@ void useUtf8Locale(bool isFixed) {
 }
 
 void answerFor(const kelGroupDef& definition, const ScannerOptions& options, int descriptor) {
-  useUtf8Locale(options.fixedLocale);
   if (options.noteAccesses) startAccessLog();
   const std::unique_ptr<KelGroup> group(GroupFactory::getInstance()->getGroup(definition.name));
   const std::unique_ptr<KelTable> table(group ? group->getTable() : nullptr);
@@ -43,6 +42,7 @@ Scan scanGroups(const std::vector<const kelGroupDef*>& groups, const ScannerOpti
   }
 
   const auto start = std::chrono::steady_clock::now();
+  useUtf8Locale(options.fixedLocale);  // once, for all workers to inherit
   Scan scan;
   scan.hostName = hostName();
   scan.time = KelTable::createTimeStap();

@@ -12,7 +12,7 @@ struct ScannerOptions {
   double timeoutSeconds = 30;  // for each worker, from its own start
   int jobs = 1;                // workers at a time
   bool noteAccesses = false;   // fill GroupResult::accesses
-  // The locale of the workers is C.UTF-8 rather than the environment's: a replay asks the live
+  // Characters are read in the locale C.UTF-8, not the environment's: a replay asks the live
   // machine nothing, not even for a locale.
   bool fixedLocale = false;
   // Called when a group begins, when some end, and ten times a second in between, with the group
@@ -21,8 +21,9 @@ struct ScannerOptions {
 };
 
 // Scans the groups (borrowed catalogue rows, in catalogue order) on the current machine, whose
-// factory has been initialised. Whatever a worker started is gone when this returns or throws, and
-// also when this process is killed meanwhile. Throws Interruption (SignalWatch.h) on SIGINT,
+// factory has been initialised. Sets a UTF-8 locale of characters for this process and its workers,
+// the environment's if it is one. Whatever a worker started is gone when this returns or throws,
+// and also when this process is killed meanwhile. Throws Interruption (SignalWatch.h) on SIGINT,
 // SIGTERM and SIGHUP.
 Scan scanGroups(const std::vector<const kelGroupDef*>& groups, const ScannerOptions& options);
 

@@ -417,6 +417,11 @@ CaptureFacts readFacts(const std::string& text) {
 
 CaptureFiles::CaptureFiles(const std::string& directory)
     : root_(::open((directory + "/root").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+  if (root_ && !open("/", O_PATH)) {
+    throw CaptureError(
+        "cannot be kept apart from this machine's files: openat2 is refused here; "
+        "it takes Linux 5.6, outside of old sandboxes");
+  }
 }
 
 Descriptor CaptureFiles::open(const std::string& path, unsigned long flags) const {

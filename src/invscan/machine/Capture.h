@@ -65,6 +65,8 @@ CaptureFacts readFacts(const std::string& text);
 // read.
 class CaptureFiles {
  public:
+  // A capture without a root has no files. Throws CaptureError where the system cannot confine
+  // opening to a directory.
   explicit CaptureFiles(const std::string& directory);
 
   FileText read(const std::string& path, std::size_t limit) const;
