@@ -21,7 +21,8 @@ struct AttributeTraits {
   bool sensitive;           // serial numbers, UUIDs, addresses, host names
   const char* description;  // one plain sentence
   // What the library asks for this value, in the order in which it asks, separated by "; ": each as
-  // the access log names it (machine.h), "*" standing for any text. Empty: never filled on Linux.
+  // the access log names it (machine.h), "*" standing for any text. "constant": nothing is asked.
+  // Empty: never filled on Linux.
   const char* sources;
   // What the value is when no source told it, as printed; null: the attribute is then left out, or
   // its value is empty, 0 or the epoch.

@@ -158,6 +158,7 @@ bool isDefault(unsigned long groupId, const kelAttribDef& attribute, const kelAt
   if (!record) return true;
   const std::string text = plainText(*record);
   const AttributeTraits* traits = attributeTraits(groupId, attribute.id);
+  if (traits && std::string_view(traits->sources) == "constant") return false;
   if (traits && traits->defaultText) {
     return text == traits->defaultText || printedText(*record) == traits->defaultText;
   }

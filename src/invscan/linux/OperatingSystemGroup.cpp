@@ -131,7 +131,7 @@ constexpr char kWordSizeSources[] =
 const AttributeTraits kOperatingSystemTraits[] = {
     {1, "", Stable, kPublic, "Name of the distribution, from the first release file there is.",
      kReleaseFiles, "Linux"},
-    {2, "", Stable, kPublic, "Kind of operating system; always LINUX.", "", nullptr},
+    {2, "", Stable, kPublic, "Kind of operating system; always LINUX.", kConstant, nullptr},
     {3, "", Stable, kPublic, "First number of the kernel's release.", "uname", nullptr},
     {4, "", Stable, kPublic, "Second number of the kernel's release.", "uname", nullptr},
     {5, "", Stable, kPublic, "The kernel's release behind its second dot.", "uname", nullptr},

@@ -19,17 +19,14 @@ namespace invscan {
 
 using enum Behaviour;
 
-constexpr char kOwnConstant[] = "";
-
 const AttributeTraits kScanInfoTraits[] = {
-    {1, "", Stable, kPublic, "Maker of the scanner; a constant.", kOwnConstant, nullptr},
-    {2, "", Stable, kPublic, "Major version of the scanner; a constant.", kOwnConstant, nullptr},
-    {3, "", Stable, kPublic, "Minor version of the scanner; a constant.", kOwnConstant, nullptr},
-    {7, "", Stable, kPublic, "Maintenance version of the scanner; a constant.", kOwnConstant,
-     nullptr},
-    {9, "", Stable, kPublic, "Patch level of the scanner; a constant.", kOwnConstant, nullptr},
+    {1, "", Stable, kPublic, "Maker of the scanner; a constant.", kConstant, nullptr},
+    {2, "", Stable, kPublic, "Major version of the scanner; a constant.", kConstant, nullptr},
+    {3, "", Stable, kPublic, "Minor version of the scanner; a constant.", kConstant, nullptr},
+    {7, "", Stable, kPublic, "Maintenance version of the scanner; a constant.", kConstant, nullptr},
+    {9, "", Stable, kPublic, "Patch level of the scanner; a constant.", kConstant, nullptr},
     {4, "", Volatile, kPublic, "When the scan was made.", "clock", nullptr},
-    {5, "", Stable, kPublic, "When the scanner was built; a constant.", kOwnConstant, nullptr},
+    {5, "", Stable, kPublic, "When the scanner was built; a constant.", kConstant, nullptr},
     {6, "seconds", Volatile, kPublic, "Time since the system reached its run level or was started.",
      "run-level record; /proc/uptime", nullptr},
     {8, "", Stable, kPublic, "Flag for mobile machines.", kNotFilled, nullptr},
