@@ -73,7 +73,7 @@ int main() {
 END
 answer='Memory 1 shared'
 must 'configuring with find_package' \
-  cmake -S "$work/consumer" -B "$work/consumer/build" "-DCMAKE_PREFIX_PATH=$prefix"
+  cmake -G Ninja -S "$work/consumer" -B "$work/consumer/build" "-DCMAKE_PREFIX_PATH=$prefix"
 must 'building with find_package' cmake --build "$work/consumer/build"
 expect 'running what find_package built' "$answer" "$work/consumer/build/consumer"
 must 'building with pkg-config' \
