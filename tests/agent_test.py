@@ -409,6 +409,13 @@ class Captures(AgentTest):
         others = [line for line in trace.read_text().splitlines() if not expected.search(line)]
         self.assertEqual(others, [])
 
+    def test_native_scan_starts_no_other_program(self):
+        trace = self.scratch / "trace"
+        subprocess.run(["strace", "-f", "-o", trace, "-e", "trace=execve", PROGRAM],
+                       stdout=subprocess.DEVNULL, check=True, timeout=60,
+                       env=os.environ | {"ASAN_OPTIONS": "detect_leaks=0"})
+        self.assertEqual(trace.read_text().count("execve("), 1)
+
     def test_summary(self):
         capture = self.scratch / "capture"
         self.assertRegex(self.answer("capture", capture, "Memory", live=True),
