@@ -57,6 +57,9 @@ class QuestionKeeper : public Machine {
   std::optional<std::string> doReadLink(const std::string& path) override {
     return keep([=](Machine& asked) { return asked.readLink(path); });
   }
+  FileText doReadMemory(unsigned long address, unsigned long length) override {
+    return keep([=](Machine& asked) { return asked.tryMemory(address, length); });
+  }
   CommandOutput doRunCommand(const std::string& line, std::size_t limit) override {
     return keep([=](Machine& asked) { return asked.runCommand(line, limit); });
   }

@@ -92,6 +92,11 @@ class HostileMachine : public Machine {
     const std::string target = answer();
     return target.empty() ? std::nullopt : std::optional(target);
   }
+  FileText doReadMemory(unsigned long, unsigned long length) override {
+    std::string bytes = answer();
+    bytes.resize(length);
+    return {bytes.empty() ? ENOENT : 0, bytes};
+  }
   CommandOutput doRunCommand(const std::string&, std::size_t limit) override {
     const std::string text = answer();
     return {!text.empty(), 0, text.substr(0, limit)};

@@ -21,11 +21,14 @@ struct Answers {
   long time = 0;
   std::optional<RunLevelRecord> runLevelRecord{};
   LocaleName locale{true, "C.UTF-8"};
+  std::map<unsigned long, std::string> physicalMemory{};  // what lies at an address
 };
 
 class TestMachine : public Machine {
  public:
   explicit TestMachine(Answers answers) : answers_(std::move(answers)) {}
+
+  void answerWith(Answers answers) { answers_ = std::move(answers); }
 
  private:
   FileText doReadFile(const std::string& path, std::size_t limit) override {
@@ -37,6 +40,15 @@ class TestMachine : public Machine {
     return answers_.files.count(path) != 0 ? 0 : ENOENT;
   }
   std::optional<std::string> doReadLink(const std::string&) override { return std::nullopt; }
+  FileText doReadMemory(unsigned long address, unsigned long length) override {
+    for (const auto& [begin, bytes] : answers_.physicalMemory) {
+      if (address >= begin && address - begin <= bytes.size() &&
+          length <= bytes.size() - (address - begin)) {
+        return {0, bytes.substr(address - begin, length)};
+      }
+    }
+    return {answers_.physicalMemory.empty() ? ENOENT : kBeyondEnd, {}};
+  }
   CommandOutput doRunCommand(const std::string& line, std::size_t) override {
     const auto command = answers_.commands.find(line);
     return command != answers_.commands.end() ? command->second : CommandOutput{true, 127, {}};

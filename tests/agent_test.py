@@ -313,6 +313,158 @@ class OutputFiles(AgentTest):
         self.assert_fails(run, 2, "link")
 
 
+class FirmwareDumps(AgentTest):
+    TABLES = SOURCE / "tests/data/smbios"
+    SERVER = TABLES / "dell-poweredge-r630.bin"
+
+    def dump_of(self, table, *options):
+        file = self.scratch / "dump"
+        file.unlink(missing_ok=True)
+        self.assertEqual(self.answer("smbios", "--read", table, "--dump", file, *options,
+                                     live=True), "")
+        return file
+
+    def shown(self, table, *options):
+        return self.answer("smbios", "--read", table, *options, live=True)
+
+    def test_a_dump_tells_what_its_table_does(self):
+        for table in sorted(self.TABLES.glob("*.bin")):
+            dump = self.dump_of(table)
+            for options in ((), ("--classic",)):
+                with self.subTest(table.name, options=options):
+                    text = self.shown(table, *options)
+                    self.assertEqual(self.shown(dump, *options), text)
+                    self.assertNotRegex(text, "[\x00-\x09\x0b-\x1f\x7f-\x9f]")
+        self.assertEqual(stat.S_IMODE(dump.stat().st_mode), 0o600)
+
+    def test_records_agree_with_another_decoder(self):
+        """The texts of every memory device, and the sizes, as the decoder beside the table says."""
+        names = {"Locator": "Locator", "Bank Locator": "Bank", "Type": "Type",
+                 "Form Factor": "Form factor", "Part Number": "Part number", "Size": "Size"}
+        for table in sorted(self.TABLES.glob("*.bin")):
+            theirs, ours = table.with_suffix(".txt").read_text(), self.shown(table)
+            devices = re.findall(r"(?m)^Memory Device\n((?:\t.*\n)+)", theirs)
+            blocks = re.findall(r"(?m)^Memory Device(?: \d.*)?\n((?:  .*\n)+)", ours)
+            self.assertEqual(len(blocks), len(devices), table.name)
+            for device, block in zip(devices, blocks):
+                reported = dict(re.findall(r"\t([^:\t]+): (.*)", device))
+                shown = dict(re.findall(r"  (\w+(?: \w+)*)  +(.*)", block))
+                for name in names.keys() & reported.keys():
+                    self.assertEqual(shown.get(names[name], ""),
+                                     self.in_our_words(reported[name].strip()),
+                                     (table.name, name, device))
+
+    @staticmethod
+    def in_our_words(text):
+        if text in ("Not Specified", "<BAD INDEX>"):
+            return ""
+        if text == "No Module Installed":
+            return "empty"
+        if not (size := re.fullmatch(r"(\d+) (kB|MB|GB|TB)", text)):
+            return text
+        number, unit = int(size[1]), ["kB", "MB", "GB", "TB"].index(size[2])
+        while number % 1024 == 0:
+            number, unit = number // 1024, unit + 1
+        return f"{number} {['KiB', 'MiB', 'GiB', 'TiB'][unit]}"
+
+    def test_this_machine(self):
+        """What one machine's capture shows is dumped and printed as its table is."""
+        tables = self.machine / "root/sys/firmware/dmi/tables"
+        tables.mkdir(parents=True)
+        bytes = self.SERVER.read_bytes()
+        (tables / "smbios_entry_point").write_bytes(bytes[:31])
+        (tables / "DMI").write_bytes(bytes[32:])
+        self.assertEqual(self.answer("smbios"), self.shown(self.SERVER))
+        dump = self.scratch / "machine.dump"
+        self.answer("smbios", "--dump", dump)
+        self.assertEqual(dump.read_bytes(), self.dump_of(self.SERVER).read_bytes())
+
+    def test_no_table(self):
+        machine = self.make_machine("locked", MACHINE | {"unreadable": {
+            "/sys/firmware/dmi/tables/smbios_entry_point": "EACCES", "/dev/mem": "EACCES"}}, FILES)
+        run = self.run_agent("smbios", "--machine", machine, live=True)
+        self.assert_fails(run, 2, "smbios_entry_point: permission denied",
+                          "/dev/mem: permission denied; run as root")
+
+    def test_binary_dumps_may_keep_the_table_elsewhere(self):
+        whole = bytearray(self.SERVER.read_bytes())
+        for address, gap in ((0xE0020, 0), (100, 68)):
+            moved = whole[:32] + bytes(gap) + whole[32:]
+            moved[0x18:0x1C] = address.to_bytes(4, "little")
+            file = self.scratch / "moved"
+            file.write_bytes(moved)
+            self.assertEqual(self.shown(file), self.shown(self.SERVER))
+
+    def test_files_that_are_no_dumps(self):
+        whole = self.SERVER.read_bytes()
+        text = self.dump_of(self.SERVER).read_text()
+        length = f"{len(whole) - 32} bytes"
+        os.mkfifo(self.scratch / "fifo")
+        for name, content, words in (
+                ("format", text.replace("Format=0x0001", "Format=0x0002"), "format 2, and only 1"),
+                ("format number", text.replace("Format=0x0001", "Format="), "no number"),
+                ("cut", text[:len(text) // 2], f"of {length} are there"),
+                ("cut in a byte", text[:-4], "byte"),
+                ("more", text + "0x00", f"more behind the {length}"),
+                ("wide byte", text.replace("\n0x", "\n0x1", 1), "byte 0 is no number"),
+                ("word", text.replace("\n0x", "\nzz", 1), "byte 0 is no number"),
+                ("head", text.replace("SMBIOS NumTables=", "NumTables="), '"SMBIOS NumTables="'),
+                ("length", re.sub("Length=0x....", "Length=0x1000001", text), "no number up to"),
+                ("negative", re.sub("Length=0x....", "Length=-0x1", text), "no number up to"),
+                ("nothing", text.split("SMBIOS Length")[0] + "SMBIOS Length=0\nSMBIOS NumTables=0\n"
+                 "SMBIOS Revision=0x28\nSMBIOS Data=\n", "the table is empty"),
+                ("binary cut", whole[:-1], f"of {length} are there"),
+                ("entry point alone", whole[:32], f"0 of {length} are there"),
+                ("table alone", whole[32:], "neither a text dump nor an entry point"),
+                ("empty", b"", "neither a text dump nor an entry point"),
+                ("fifo", None, "not a regular file"),
+                (".", None, "not a regular file"),
+                ("missing", None, "no such file")):
+            file = self.scratch / name
+            if content is not None:
+                file.write_bytes(content if isinstance(content, bytes) else content.encode())
+            for options in ((), ("--classic",)):
+                with self.subTest(name, options=options):
+                    run = self.run_agent("smbios", "--read", file, *options, live=True)
+                    self.assertEqual(run.stdout, b"")
+                    self.assert_fails(run, 2, str(file), words)
+
+    def test_dumps_go_to_new_files_or_forced_to_old_ones(self):
+        directory = self.scratch / "out"
+        directory.mkdir()
+        old = directory / "old"
+        old.write_text("old")
+        os.symlink("old", directory / "link")
+        os.symlink("new", directory / "dangling")
+        os.mkfifo(directory / "fifo")
+        names = sorted(os.listdir(directory))
+        write = ("smbios", "--read", self.SERVER, "--dump")
+        for name, force, words in (
+                ("old", False, "--force replaces it"), ("link", False, "not a regular file"),
+                ("link", True, "not a regular file"), ("dangling", True, "not a regular file"),
+                ("fifo", True, "not a regular file"), ("", True, "not a regular file"),
+                ("no/where", False, "no such file")):
+            with self.subTest(name, force=force):
+                run = self.run_agent(*write, directory / name, *["--force"] * force, live=True)
+                self.assert_fails(run, 2, str(directory / name), words)
+        limit = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000))
+        run = self.run_agent(*write, old, "--force", live=True, preexec_fn=limit)
+        self.assert_fails(run, 2, str(old))
+        self.assertEqual((sorted(os.listdir(directory)), old.read_text()), (names, "old"))
+        self.answer(*write, old, "--force", live=True)
+        self.assertEqual(old.read_bytes(), self.dump_of(self.SERVER).read_bytes())
+        self.assertEqual(sorted(os.listdir(directory)), names)
+
+    def test_wrong_usage(self):
+        for arguments, words in (
+                (["Memory", "--dump", "x"], '--dump has no meaning for "scan"'),
+                (["list", "--force"], '--force has no meaning for "list"'),
+                (["smbios", "--force"], "--force needs --dump"),
+                (["smbios", "--read", "x", "--machine", self.machine], "leave out --machine"),
+                (["smbios", "--dump", "x", "--output", "y"], "leave out --output")):
+            self.assert_fails(self.run_agent(*arguments, live=True), 2, words)
+
+
 class Redaction(AgentTest):
     def scan(self, key, *more):
         config = self.store("key.conf", f"[agent]\nredact_key = {key}\n")

@@ -33,7 +33,9 @@ class INVSCAN_EXPORT GroupFactory {
   GroupFactory(const GroupFactory&) = delete;
   GroupFactory& operator=(const GroupFactory&) = delete;
 
-  // Finds the hardware configuration file (setHWConfigFile). Always returns 1.
+  // Finds the hardware configuration file (setHWConfigFile) and makes the firmware table that
+  // collectors share (smbios.h), which reads it from the machine under scan on the first call, and
+  // on the first one after another machine became current. Always returns 1.
   int initialise();
 
   // Sets m_HWConfigFile to the key "config_dir", the path separator and the key

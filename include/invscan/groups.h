@@ -16,7 +16,9 @@ class INVSCAN_EXPORT OperatingSystemGroup : public KelGroup {
   KelTable* getTable() override;
 };
 
-// Physical and virtual memory in KiB: one row, always. Sources: /proc/meminfo, else sysinfo.
+// Physical and virtual memory in KiB, and what the board takes: one row, always; attributes 8 and 9
+// are in it when the firmware tells. Sources: /proc/meminfo, else sysinfo; the shared firmware
+// table (smbios.h).
 class INVSCAN_EXPORT MemoryGroup : public KelGroup {
  public:
   MemoryGroup() : KelGroup(3, 1) {}
@@ -67,6 +69,30 @@ class INVSCAN_EXPORT UnixCpuMeterGroup : public KelGroup {
 
  private:
   std::string className_ = "UnixCpuMeterGroup";
+};
+
+// What the firmware says of itself, the machine, its board and its enclosure: one row, or no table
+// when there is no firmware table. A text that says nothing is left out. The ID (attribute 19) is
+// the digest of make, model and firmware version: machines of one kind share it. Source: the shared
+// firmware table (smbios.h).
+class INVSCAN_EXPORT SMBIOSGroup : public KelGroup {
+ public:
+  SMBIOSGroup() : KelGroup(24, 1) {}
+  KelTable* getTable() override;
+
+ private:
+  KelTable* getTableLeg();
+};
+
+// The memory sockets: a row for each that the firmware lists, empty ones too, or no table when it
+// lists none. Source: the shared firmware table (smbios.h).
+class INVSCAN_EXPORT MemoryModulesGroup : public KelGroup {
+ public:
+  MemoryModulesGroup() : KelGroup(31, 1) {}
+  KelTable* getTable() override;
+
+ private:
+  KelTable* getTableLeg();
 };
 
 // Samples the kernel's processor and load figures. Every figure is -1 (not available) until a

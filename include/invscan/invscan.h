@@ -6,6 +6,10 @@
 #include <invscan/group.h>
 #include <invscan/groups.h>
 #include <invscan/machine.h>
+#include <invscan/md5.h>
+#include <invscan/physmem.h>
 #include <invscan/print.h>
+#include <invscan/smbios.h>
+#include <invscan/smbiosinfo.h>
 #include <invscan/table.h>
 #include <invscan/traits.h>

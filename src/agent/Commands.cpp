@@ -43,6 +43,16 @@ const std::vector<Command>& commands() {
        true,
        false,
        runExplain},
+      {"smbios",
+       "",
+       "print the firmware's SMBIOS table, or dump it to a file",
+       0,
+       0,
+       {},
+       false,
+       false,
+       runSmbios,
+       true},
   };
   return table;
 }

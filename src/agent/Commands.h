@@ -22,6 +22,7 @@ struct Command {
   bool scans;                        // has --timeout and --jobs
   bool redacts;                      // has --redact
   int (*run)(const Options& options);
+  bool readsDumps = false;  // has --dump, --read and --force
 };
 
 // The first is the one that runs when none is named.
@@ -37,5 +38,6 @@ int runList(const Options& options);
 int runDescribe(const Options& options);
 int runCapture(const Options& options);
 int runExplain(const Options& options);
+int runSmbios(const Options& options);
 
 }  // namespace invscan::agent

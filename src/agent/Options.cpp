@@ -116,6 +116,10 @@ class CommandLine {
                   "Read the classic sources rather than the kernel's own");
     app_.add_flag("--redact", options_.redact,
                   "Replace serial numbers, addresses and names by tokens");
+    addName("--dump", options_.dump, "smbios: write the table to a new file in place of printing",
+            "FILE");
+    addName("--read", options_.read, "smbios: take the table from a text or binary dump", "FILE");
+    app_.add_flag("--force", options_.force, "smbios: let --dump replace a file");
     addName("--config", options_.config, "Configuration file (/etc/invscan/invscan.conf)", "FILE");
     app_.add_option("--trace", options_.trace, "Trace to standard error: min, mid, max")
         ->type_name("LEVEL")
@@ -191,7 +195,10 @@ void checkApplicability(const Options& options, const CommandLine& line) {
   } limits[] = {{"--format", !command.formats.empty()},
                 {"--timeout", command.scans},
                 {"--jobs", command.scans},
-                {"--redact", command.redacts}};
+                {"--redact", command.redacts},
+                {"--dump", command.readsDumps},
+                {"--read", command.readsDumps},
+                {"--force", command.readsDumps}};
   for (const auto& [option, applies] : limits) {
     if (line.has(option) && !applies) {
       failUsage(std::string(option) + " has no meaning for \"" + command.name + "\"");

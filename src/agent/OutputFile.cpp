@@ -40,6 +40,11 @@ class UnfinishedFile {
     if (!isWritten) failWriting(path_, errno);
   }
 
+  // Where there is nothing yet. The name that it was written under goes with this object.
+  void putInFreePlace() {
+    if (link(name_.c_str(), path_.c_str()) != 0) failWriting(path_, errno);
+  }
+
   void putInPlace() {
     isInPlace_ = rename(name_.c_str(), path_.c_str()) == 0;
     if (!isInPlace_) failWriting(path_, errno);
@@ -74,9 +79,7 @@ std::string resolved(const std::string& path) {
 }  // namespace
 
 void writeOutput(const std::string& file, std::string_view text) {
-  // Not before: commands that a scan runs inherit what is ignored.
-  signal(SIGPIPE, SIG_IGN);
-  signal(SIGXFSZ, SIG_IGN);
+  returnFromFailedWrites();
   if (file.empty()) {
     if (!writeAll(STDOUT_FILENO, text)) failWriting("standard output", errno);
     return;
@@ -94,6 +97,17 @@ void replaceFile(const std::string& path, std::string_view text, mode_t mode) {
   UnfinishedFile file(path);
   file.write(text, mode);
   file.putInPlace();
+}
+
+void makeFile(const std::string& path, std::string_view text, mode_t mode) {
+  UnfinishedFile file(path);
+  file.write(text, mode);
+  file.putInFreePlace();
+}
+
+void returnFromFailedWrites() {
+  signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);
 }
 
 bool isColourful(const std::string& file) {

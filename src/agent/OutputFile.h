@@ -16,6 +16,13 @@ void writeOutput(const std::string& file, std::string_view text);
 // Makes or replaces a regular file, whole or not at all. Throws Failure.
 void replaceFile(const std::string& path, std::string_view text, mode_t mode);
 
+// Makes a regular file where there is nothing yet, whole or not at all. Throws Failure.
+void makeFile(const std::string& path, std::string_view text, mode_t mode);
+
+// From now on a write that fails tells so rather than ends the process; writeOutput() sees to it
+// itself. Not before a scan: commands that it runs inherit what is ignored.
+void returnFromFailedWrites();
+
 // Whether that output is a terminal that shows colours, and whose owner wants them.
 bool isColourful(const std::string& file);
 

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <memory>
 #include <string_view>
-#include <vector>
 
 #include <invscan/factory.h>
 #include <invscan/traits.h>
 
+#include "agent/Names.h"
 #include "agent/Text.h"
 
 namespace invscan::agent {
@@ -50,6 +50,24 @@ void addOnce(std::vector<std::string>& texts, const std::string& text) {
   if (std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
 }
 
+}  // namespace
+
+bool isSourceOf(const kelGroupDef& group, const std::string& source) {
+  for (const kelAttribDef* attribute : attributesOf(group)) {
+    const AttributeTraits* traits = attributeTraits(group.id, attribute->id);
+    if (!traits) continue;
+    for (const std::string& pattern : split(traits->sources, "; ")) {
+      if (fits(pattern, source)) return true;
+    }
+  }
+  return false;
+}
+
+bool hasCollector(const kelGroupDef& group) {
+  const std::unique_ptr<KelGroup> collector(GroupFactory::getInstance()->getKELGroup(group.id));
+  return collector != nullptr;
+}
+
 std::string helpAgainst(const std::vector<std::string>& outcomes) {
   for (const auto& [words, help] : kHelp) {
     for (const std::string& outcome : outcomes) {
@@ -57,13 +75,6 @@ std::string helpAgainst(const std::vector<std::string>& outcomes) {
     }
   }
   return "";
-}
-
-}  // namespace
-
-bool hasCollector(const kelGroupDef& group) {
-  const std::unique_ptr<KelGroup> collector(GroupFactory::getInstance()->getKELGroup(group.id));
-  return collector != nullptr;
 }
 
 std::string reasonForDefault(const GroupResult& result, const kelAttribDef& attribute) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <invscan/catalogue.h>
 
@@ -9,8 +10,14 @@
 
 namespace invscan::agent {
 
+// Whether an attribute of the group can come from what the access log calls by that name.
+bool isSourceOf(const kelGroupDef& group, const std::string& source);
+
 // Whether this version collects the group at all.
 bool hasCollector(const kelGroupDef& group);
+
+// "; " and what helps against one of these outcomes; empty when nothing is known to.
+std::string helpAgainst(const std::vector<std::string>& outcomes);
 
 // Why the sources of an attribute gave nothing, and what would help; from the accesses that the
 // scan noted.

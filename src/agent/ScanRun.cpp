@@ -3,6 +3,7 @@
 #include <sched.h>
 
 #include <algorithm>
+#include <iterator>
 
 #include <invscan/factory.h>
 
@@ -10,6 +11,7 @@
 #include "agent/Formats.h"
 #include "agent/OutputFile.h"
 #include "agent/Progress.h"
+#include "agent/Reasons.h"
 #include "agent/Scanner.h"
 #include "agent/Text.h"
 
@@ -24,11 +26,23 @@ int processorCount() {
              : 1;
 }
 
+// Firmware tables are read once for all groups, before any is scanned: what that took belongs to each
+// group that lives on them.
+void addStartUp(GroupResult& result, const std::vector<Access>& startUp) {
+  std::vector<Access> own;
+  std::copy_if(startUp.begin(), startUp.end(), std::back_inserter(own), [&](const Access& access) {
+    return isSourceOf(*result.group, access.source);
+  });
+  result.accesses.insert(result.accesses.begin(), own.begin(), own.end());
+}
+
 }  // namespace
 
 Scan scanMachine(const Options& options, const std::vector<const kelGroupDef*>& groups,
                  bool noteAccesses) {
+  if (noteAccesses) startAccessLog();
   GroupFactory::getInstance()->initialise();
+  const std::vector<Access> startUp = noteAccesses ? accessLog() : std::vector<Access>();
   Progress progress;
   ScannerOptions scanner;
   scanner.timeoutSeconds = options.timeoutSeconds;
@@ -40,6 +54,7 @@ Scan scanMachine(const Options& options, const std::vector<const kelGroupDef*>& 
   };
   Scan scan = scanGroups(groups, scanner);
   scan.hostName = validUtf8(scan.hostName);
+  for (GroupResult& result : scan.groups) addStartUp(result, startUp);
   return scan;
 }
 

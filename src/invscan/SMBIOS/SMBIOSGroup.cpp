@@ -1,6 +1,15 @@
-#include <invscan/catalogue.h>
+#include <cstdlib>
+#include <memory>
 
+#include <invscan/catalogue.h>
+#include <invscan/groups.h>
+#include <invscan/md5.h>
+#include <invscan/smbios.h>
+
+#include "invscan/SMBIOS/FirmwareText.h"
+#include "invscan/com/model/RowBuilder.h"
 #include "invscan/com/model/Traits.h"
+#include "log/Trace.h"
 
 // By the type byte of SMBIOS type 3, without its lock bit.
 const kelEnumDef KEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF[] = {
@@ -100,4 +109,144 @@ const AttributeTraits kSmbiosTraits[] = {
     kEndOfTraits,
 };
 
+namespace {
+
+constexpr unsigned long kEnclosureTypes = 25;
+constexpr unsigned kTypeBits = 0x7F;  // the other one tells of a lock
+constexpr unsigned short kUnsupported = 2;
+constexpr unsigned short kPasswordStates = 4;
+
+using MallocedText = std::unique_ptr<char, decltype(&std::free)>;
+
+// Builds the row, and on the way the text whose digest is the machine's ID: values one behind the
+// other, without separator. Serial numbers stay out of it, so that machines of one kind share it.
+class IdentityRow {
+ public:
+  // A text that the ID does not go by.
+  void text(unsigned long id, char* value) { add(id, cleanText(value)); }
+
+  // A text that the ID goes by, with a bar in its place when it says nothing.
+  void hashedText(unsigned long id, char* value) {
+    const std::string text = cleanText(value);
+    add(id, text);
+    input_ += text.empty() ? "|" : text;
+  }
+
+  void hashedSize(unsigned long id, unsigned int sizeKB) {
+    const std::string text = std::to_string(static_cast<int>(sizeKB)) + "K";
+    add(id, text);
+    input_ += text;
+  }
+
+  void hashedCount(unsigned long id, unsigned long value) {
+    row_.count(id, value);
+    hasFacts_ = true;
+    input_ += std::to_string(value);
+  }
+
+  // Bars and the firmware's own version alone make no ID.
+  void id(unsigned long id, const Trace& trace) {
+    if (!hasFacts_) return;
+    trace.at().mid("hardware %s %d", "MD5 PK input len:", static_cast<int>(input_.size()));
+    const MallocedText digest(md5_checksum(input_.c_str()), &std::free);
+    row_.text(id, digest.get());
+  }
+
+  RowBuilder& builder() { return row_; }
+
+ private:
+  void add(unsigned long id, const std::string& text) {
+    const Trace trace(getCcLogHw(), "addText()");
+    if (text.empty()) {
+      trace.at().max("hardware -none-");
+      return;
+    }
+    row_.text(id, text);
+    hasFacts_ = hasFacts_ || id >= kFirstFact;
+  }
+
+  static constexpr unsigned long kFirstFact = 4;
+
+  RowBuilder row_;
+  std::string input_;
+  bool hasFacts_ = false;
+};
+
+void addBios(IdentityRow& row, const SMBIOSTable0Data& bios) {
+  row.hashedText(1, bios.getVendor());
+  row.hashedText(2, bios.getVersion());
+  row.text(3, MallocedText(bios.getReleaseDateAsYYYYMMDD(), &std::free).get());
+  row.hashedSize(4, bios.getROMSizeKB());
+}
+
+void addSystem(IdentityRow& row, const SMBIOSTable1Data& system) {
+  row.hashedText(5, system.getManufacturer());
+  row.hashedText(6, system.getProduct());
+  row.hashedText(7, system.getVersion());
+  row.text(8, system.getSerialNumber());
+  row.text(9, system.getUUIDAsString());
+}
+
+void addBoard(IdentityRow& row, const SMBIOSTable2Data& board) {
+  row.hashedText(10, board.getManufacturer());
+  row.hashedText(11, board.getProduct());
+  row.hashedText(12, board.getVersion());
+  row.text(13, board.getSerialNumber());
+}
+
+void addEnclosure(IdentityRow& row, const SMBIOSTable3Data& enclosure, const Trace& trace) {
+  row.hashedText(14, enclosure.getManufacturer());
+  const unsigned long type = enclosure.getType() & kTypeBits;
+  trace.at().mid("hardware %s %d", "Chassis type:", static_cast<int>(type));
+  if (type >= 1 && type <= kEnclosureTypes) row.hashedCount(15, type);
+  row.hashedText(16, enclosure.getVersion());
+  row.text(17, enclosure.getSerialNumber());
+  row.text(18, enclosure.getAssetTag());
+}
+
+unsigned long powerOnPassword(const Trace& trace) {
+  unsigned short powerOn = 0, keyboard = 0;
+  SM_HWSecurity(&powerOn, &keyboard);
+  trace.at().mid("hardware %s %d", "PowerOn PW:", static_cast<int>(powerOn));
+  return powerOn < kPasswordStates ? powerOn : kUnsupported;
+}
+
+}  // namespace
 }  // namespace invscan
+
+using namespace invscan;
+
+KelTable* SMBIOSGroup::getTable() {
+  const Trace trace(getCcLogHw(), "getTable()");
+  return getTableLeg();
+}
+
+KelTable* SMBIOSGroup::getTableLeg() {
+  const Trace trace(getCcLogHw(), "getTableLeg()");
+  trace.at().mid("hardware SMBIOS Group");
+  const SMBIOSTable* firmware = globalSMBIOSTable;
+  if (!firmware || !firmware->isAvailable()) return nullptr;
+
+  IdentityRow row;
+  if (const auto* bios = firmware->getTable0()) {
+    trace.at().mid("hardware SMBIOS TABLE 0 IS AVAILABLE");
+    addBios(row, *bios);
+  }
+  if (const auto* system = firmware->getTable1()) {
+    trace.at().mid("hardware SMBIOS TABLE 1 IS AVAILABLE");
+    addSystem(row, *system);
+  }
+  if (const auto* board = firmware->getTable2()) {
+    trace.at().mid("hardware SMBIOS TABLE 2 IS AVAILABLE");
+    addBoard(row, *board);
+  }
+  if (const auto* enclosure = firmware->getTable3()) {
+    trace.at().mid("hardware SMBIOS TABLE 3 IS AVAILABLE");
+    addEnclosure(row, *enclosure, trace);
+  }
+  row.id(19, trace);
+
+  auto* table = new KelTable(getGroupId(), getGroupVersion());
+  row.builder().count(20, powerOnPassword(trace)).addTo(*table);
+  return table;
+}

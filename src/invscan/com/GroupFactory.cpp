@@ -4,6 +4,7 @@
 #include <invscan/base/OrvCfg.h>
 #include <invscan/catalogue.h>
 #include <invscan/groups.h>
+#include <invscan/smbios.h>
 
 #include "log/Trace.h"
 
@@ -21,9 +22,10 @@ constexpr struct {
   unsigned long id;
   KelGroup* (*make)();
 } kCollectors[] = {
-    {3, make<MemoryGroup>},        {4, make<OperatingSystemGroup>},
-    {15, make<RegionalGroup>},     {19, make<UnixSystemParamsGroup>},
-    {20, make<ScanInfoGroup>},     {46, make<CpuMeterGroup>},
+    {3, make<MemoryGroup>},         {4, make<OperatingSystemGroup>},
+    {15, make<RegionalGroup>},      {19, make<UnixSystemParamsGroup>},
+    {20, make<ScanInfoGroup>},      {24, make<SMBIOSGroup>},
+    {31, make<MemoryModulesGroup>}, {46, make<CpuMeterGroup>},
     {47, make<UnixCpuMeterGroup>},
 };
 
@@ -40,6 +42,7 @@ GroupFactory::~GroupFactory() = default;
 
 int GroupFactory::initialise() {
   setHWConfigFile();
+  SMBIOSTable::initializeGlobalTable(1);
   return 1;
 }
 

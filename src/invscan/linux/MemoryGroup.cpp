@@ -1,5 +1,6 @@
 #include <invscan/catalogue.h>
 #include <invscan/groups.h>
+#include <invscan/smbios.h>
 
 #include "invscan/com/model/RowBuilder.h"
 #include "invscan/com/model/Traits.h"
@@ -127,15 +128,25 @@ KelTable* MemoryGroup::getTable() {
   // KiB divided by bytes is no count of pages, but the figure that hosts expect; kept.
   const auto pages = [pageSize](unsigned long kib) { return pageSize == 0 ? 0 : kib / pageSize; };
 
-  auto* table = new KelTable(getGroupId(), getGroupVersion());
-  RowBuilder()
-      .count(1, totals.totalPhysical)
+  unsigned int maxModuleSizeMB = 0, slots = 0;
+  getMemorySpecs(&maxModuleSizeMB, &slots);
+  const unsigned int maxMemoryMB = maxModuleSizeMB * slots;
+
+  RowBuilder row;
+  row.count(1, totals.totalPhysical)
       .count(2, totals.freePhysical)
       .count(3, totals.totalVirtual)
       .count(4, totals.freeVirtual)
       .count(5, pages(totals.totalPhysical))
       .count(6, pages(totals.freePhysical))
-      .count(7, pageSize)
-      .addTo(*table);
+      .count(7, pageSize);
+  // GiB against MB, so that only nonsense is left out: hosts expect the figure; kept.
+  if (maxMemoryMB != 0 && maxMemoryMB >= totals.totalPhysical >> 20) {
+    row.count(8, static_cast<unsigned long>(maxMemoryMB));
+  }
+  if (slots != 0) row.count(9, static_cast<unsigned long>(slots));
+
+  auto* table = new KelTable(getGroupId(), getGroupVersion());
+  row.addTo(*table);
   return table;
 }

@@ -436,14 +436,23 @@ Descriptor CaptureFiles::open(const std::string& path, unsigned long flags) cons
       static_cast<int>(syscall(SYS_openat2, root_.get(), path.c_str(), &how, sizeof how)));
 }
 
-FileText CaptureFiles::read(const std::string& path, std::size_t limit) const {
-  const Descriptor file = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-  if (!file) return {errno, {}};
+Descriptor CaptureFiles::openFile(const std::string& path) const {
+  Descriptor file = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
   struct stat status;
-  if (fstat(file.get(), &status) != 0) return {errno, {}};
-  if (S_ISDIR(status.st_mode)) return {EISDIR, {}};
-  if (!S_ISREG(status.st_mode)) return {ENOENT, {}};
-  return readFileText(file, limit);
+  if (!file || fstat(file.get(), &status) != 0) return Descriptor();
+  if (S_ISREG(status.st_mode)) return file;
+  file.close();
+  errno = S_ISDIR(status.st_mode) ? EISDIR : ENOENT;
+  return Descriptor();
+}
+
+FileText CaptureFiles::read(const std::string& path, std::size_t limit) const {
+  return readFileText(openFile(path), limit);
+}
+
+FileText CaptureFiles::readRange(const std::string& path, unsigned long offset,
+                                 unsigned long length) const {
+  return invscan::readRange(openFile(path), offset, length);
 }
 
 int CaptureFiles::exists(const std::string& path) const {
@@ -456,6 +465,12 @@ std::optional<std::string> CaptureFiles::readLink(const std::string& path) const
   const ssize_t length = link ? readlinkat(link.get(), "", target, sizeof target) : -1;
   if (length < 0) return std::nullopt;
   return std::string(target, static_cast<std::size_t>(length));
+}
+
+std::string memoryRangeName(unsigned long address, unsigned long length) {
+  char name[64];
+  snprintf(name, sizeof name, "%s 0x%lx+0x%lx", kMemoryDevice, address, length);
+  return name;
 }
 
 bool isCapturedVariable(const std::string& name) {

@@ -70,14 +70,21 @@ class CaptureFiles {
   explicit CaptureFiles(const std::string& directory);
 
   FileText read(const std::string& path, std::size_t limit) const;
+  // As readRange(), from a file of any size.
+  FileText readRange(const std::string& path, unsigned long offset, unsigned long length) const;
   int exists(const std::string& path) const;  // 0 or errno
   std::optional<std::string> readLink(const std::string& path) const;
 
  private:
   Descriptor open(const std::string& path, unsigned long flags) const;
+  // A regular file to be read; none, and errno, for anything else.
+  Descriptor openFile(const std::string& path) const;
 
   Descriptor root_;
 };
+
+// The key in "unreadable" of a range of physical memory.
+std::string memoryRangeName(unsigned long address, unsigned long length);
 
 // The environment variables that a capture keeps: LC_*, LANG and TZ.
 bool isCapturedVariable(const std::string& name);

@@ -1,7 +1,9 @@
 #include "invscan/machine/Machine.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <clocale>
 #include <cstring>
 #include <vector>
@@ -56,11 +58,29 @@ std::vector<std::unique_ptr<Machine>>& machines() {
   return *instances;
 }
 
+std::vector<void (*)()>& forgetters() {
+  static auto* instance = new std::vector<void (*)()>;
+  return *instance;
+}
+
 }  // namespace
 
 FileText readFileText(const Descriptor& file, std::size_t limit) {
   FileText result;
   if (!file || !readAll(file.get(), result.text, limit)) result.error = errno;
+  return result;
+}
+
+FileText readRange(const Descriptor& file, unsigned long offset, unsigned long length) {
+  if (!file) return {errno, {}};
+  FileText result{0, std::string(length, '\0')};
+  for (unsigned long done = 0; done < length;) {
+    const ssize_t count = pread(file.get(), result.text.data() + done, length - done,
+                                static_cast<off_t>(offset + done));
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return {count < 0 ? errno : kBeyondEnd, {}};
+    done += static_cast<unsigned long>(count);
+  }
   return result;
 }
 
@@ -83,6 +103,26 @@ std::optional<std::string> Machine::readLink(const std::string& path) {
   return noted(
       path, [&] { return doReadLink(path); },
       [&](const auto& target) { return target ? "ok" : explainError(path, ENOENT); });
+}
+
+std::optional<std::string> Machine::readMemory(unsigned long address, unsigned long length) {
+  FileText memory = tryMemory(address, length);
+  if (memory.error != 0) return std::nullopt;
+  return std::move(memory.text);
+}
+
+FileText Machine::tryMemory(unsigned long address, unsigned long length) {
+  return noted(
+      kMemoryDevice,
+      [&]() -> FileText {
+        if (length > kMemoryLimit) return {EFBIG, {}};
+        if (address > LONG_MAX - length) return {kBeyondEnd, {}};
+        return doReadMemory(address, length);
+      },
+      [&](const FileText& answer) {
+        if (answer.error == kBeyondEnd) return std::string("beyond the end");
+        return answer.error == 0 ? "ok" : explainError(kMemoryDevice, answer.error);
+      });
 }
 
 CommandOutput Machine::runCommand(const std::string& line, std::size_t limit) {
@@ -148,6 +188,12 @@ Machine& machine() {
 
 void setMachine(std::unique_ptr<Machine> next) {
   machines().push_back(std::move(next));
+  for (const auto forget : forgetters()) forget();
+}
+
+void onMachineChange(void (*forget)()) {
+  auto& all = forgetters();
+  if (std::find(all.begin(), all.end(), forget) == all.end()) all.push_back(forget);
 }
 
 bool useNativeSources() {

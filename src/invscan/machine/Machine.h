@@ -1,6 +1,7 @@
 // The seam: every question to the machine under scan is a method of the current machine().
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -22,6 +23,16 @@ struct FileText {
 
 // The file behind a descriptor; without one, the current errno.
 FileText readFileText(const Descriptor& file, std::size_t limit);
+
+// Physical memory is asked for in ranges that are there whole or not at all: one that passes the
+// end of memory, or of a capture's image, gives kBeyondEnd.
+inline constexpr const char* kMemoryDevice = "/dev/mem";
+inline constexpr int kBeyondEnd = EFAULT;
+inline constexpr unsigned long kMemoryLimit = 256 << 20;
+
+// That range of the file behind a descriptor, or kBeyondEnd where it ends before; without a
+// descriptor, the current errno.
+FileText readRange(const Descriptor& file, unsigned long offset, unsigned long length);
 
 struct CommandOutput {
   bool started = false;
@@ -66,6 +77,12 @@ class Machine {
   // The text of a symbolic link; none when it is not there or not a link.
   std::optional<std::string> readLink(const std::string& path);
 
+  // Physical memory, through /dev/mem; none when that cannot be opened, not all of the range is
+  // there, the range is longer than kMemoryLimit, or it passes the last address.
+  std::optional<std::string> readMemory(unsigned long address, unsigned long length);
+  // The same, with what went wrong.
+  FileText tryMemory(unsigned long address, unsigned long length);
+
   // Runs a shell command line, with standard input and standard error at /dev/null unless the line
   // redirects them, and returns when it has ended or has written more than the limit.
   CommandOutput runCommand(const std::string& line, std::size_t limit = kTextLimit);
@@ -94,6 +111,8 @@ class Machine {
   virtual FileText doReadFile(const std::string& path, std::size_t limit) = 0;
   virtual int doExists(const std::string& path) = 0;  // 0, or errno
   virtual std::optional<std::string> doReadLink(const std::string& path) = 0;
+  // Length is at most kMemoryLimit, and the end of the range is an offset in a file.
+  virtual FileText doReadMemory(unsigned long address, unsigned long length) = 0;
   virtual CommandOutput doRunCommand(const std::string& line, std::size_t limit) = 0;
   virtual std::optional<KernelIdentity> doKernelIdentity() = 0;
   virtual std::optional<MemoryFigures> doMemoryFigures() = 0;
@@ -111,6 +130,10 @@ Machine& machine();
 // Makes another machine current. The one before stays alive to the end of the process: a collection
 // thread that was abandoned may still be asking it.
 void setMachine(std::unique_ptr<Machine> next);
+
+// Has a function called at every change of machine, to forget what it learnt of the one before.
+// Naming it again changes nothing.
+void onMachineChange(void (*forget)());
 
 // Whether facts are taken from the kernel first (hwscanner.sources = native).
 bool useNativeSources();

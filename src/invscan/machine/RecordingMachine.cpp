@@ -73,6 +73,8 @@ const char* errorName(int error) {
       return "EISDIR";
     case EINVAL:
       return "EINVAL";
+    case EFAULT:
+      return "EFAULT";
     default:
       return "EIO";
   }
@@ -127,6 +129,20 @@ std::optional<std::string> RecordingMachine::doReadLink(const std::string& path)
   fs::create_directories(fs::path(link).parent_path(), error);
   if (symlink(target->c_str(), link.c_str()) != 0 && errno != EEXIST) noteFailure();
   return target;
+}
+
+// Always asks: an image does not tell what was recorded from its holes, and what firmware leaves in
+// memory does not change during a scan.
+FileText RecordingMachine::doReadMemory(unsigned long address, unsigned long length) {
+  FileText memory = source_->tryMemory(address, length);
+  if (memory.error == 0) {
+    keepMemory(address, memory.text);
+  } else if (memory.error == ENOENT) {
+    rememberError(kMemoryDevice, memory.error);
+  } else {
+    rememberError(memoryRangeName(address, length), memory.error);
+  }
+  return memory;
 }
 
 CommandOutput RecordingMachine::doRunCommand(const std::string& line, std::size_t limit) {
@@ -204,6 +220,22 @@ void RecordingMachine::rememberError(const std::string& path, int error) {
   const bool isAbsent = error == ENOENT || error == ENOTDIR;
   remember(isAbsent ? "absent" : "unreadable", path, 0,
            [&] { return isAbsent ? Json(path) : Json(errorName(error)); });
+}
+
+void RecordingMachine::keepMemory(unsigned long address, const std::string& bytes) {
+  const std::string path = directory_ + "/root" + kMemoryDevice;
+  std::error_code error;
+  fs::create_directories(fs::path(path).parent_path(), error);
+  const Descriptor image(
+      open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  if (!image) return noteFailure();
+  for (std::size_t done = 0; done < bytes.size();) {
+    const ssize_t count = pwrite(image.get(), bytes.data() + done, bytes.size() - done,
+                                 static_cast<off_t>(address + done));
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return noteFailure();
+    done += static_cast<std::size_t>(count);
+  }
 }
 
 // Makes the file appear whole; false when it is there already or cannot be written.

@@ -29,6 +29,7 @@ class RecordingMachine : public Machine {
   FileText doReadFile(const std::string& path, std::size_t limit) override;
   int doExists(const std::string& path) override;
   std::optional<std::string> doReadLink(const std::string& path) override;
+  FileText doReadMemory(unsigned long address, unsigned long length) override;
   CommandOutput doRunCommand(const std::string& line, std::size_t limit) override;
   std::optional<KernelIdentity> doKernelIdentity() override;
   std::optional<MemoryFigures> doMemoryFigures() override;
@@ -44,6 +45,9 @@ class RecordingMachine : public Machine {
   Json remember(const std::string& section, const std::string& name, std::size_t turn,
                 const std::function<Json()>& ask);
   void rememberError(const std::string& path, int error);
+  // Puts what was read into the image of physical memory. A worker that reads the same range writes
+  // the same bytes, so that none has to wait for another.
+  void keepMemory(unsigned long address, const std::string& bytes);
   bool publish(const std::string& path, const std::string& contents);
   void noteFailure();
   Json mergeNotes() const;

@@ -99,6 +99,14 @@ std::optional<std::string> ReplayedMachine::doReadLink(const std::string& path) 
   return files_.readLink(path);
 }
 
+FileText ReplayedMachine::doReadMemory(unsigned long address, unsigned long length) {
+  for (const std::string& name : {memoryRangeName(address, length), std::string(kMemoryDevice)}) {
+    const auto unreadable = facts_.unreadable.find(name);
+    if (unreadable != facts_.unreadable.end()) return {unreadable->second, {}};
+  }
+  return files_.readRange(kMemoryDevice, address, length);
+}
+
 CommandOutput ReplayedMachine::doRunCommand(const std::string& line, std::size_t limit) {
   const auto found = facts_.commands.find(line);
   if (found == facts_.commands.end()) return {true, 127, {}};

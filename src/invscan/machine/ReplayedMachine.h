@@ -24,6 +24,7 @@ class ReplayedMachine : public Machine {
   FileText doReadFile(const std::string& path, std::size_t limit) override;
   int doExists(const std::string& path) override;
   std::optional<std::string> doReadLink(const std::string& path) override;
+  FileText doReadMemory(unsigned long address, unsigned long length) override;
   CommandOutput doRunCommand(const std::string& line, std::size_t limit) override;
   std::optional<KernelIdentity> doKernelIdentity() override;
   std::optional<MemoryFigures> doMemoryFigures() override;

@@ -1,0 +1,154 @@
+// What several collectors ask of the shared table.
+#include <algorithm>
+
+#include <invscan/smbios.h>
+
+#include "invscan/machine/Machine.h"
+#include "log/Trace.h"
+
+using namespace invscan;
+
+namespace {
+
+constexpr unsigned kLikelyClock = 2000;  // MHz, of an external clock
+constexpr unsigned kLikelyUpgrade = 17;
+constexpr unsigned kNotKnown = 0xFFFFFFFF;
+constexpr unsigned short kUnknownSetting = 3;
+
+struct MemoryArrays {
+  unsigned long long capacityKb = 0;
+  unsigned slots = 0;
+
+  void add(const SMBIOSTable16Data& array) {
+    capacityKb += array.getWholeCapacity();
+    slots += array.getNumMemDevices();
+  }
+};
+
+const SMBIOSTable* availableTable() {
+  return globalSMBIOSTable && globalSMBIOSTable->isAvailable() ? globalSMBIOSTable : nullptr;
+}
+
+const SMBIOSTable4Data* firstProcessor() {
+  const SMBIOSTable* table = availableTable();
+  return table ? table->getTable4(0) : nullptr;
+}
+
+unsigned powerOf2(unsigned power) {
+  return power < 32 ? 1U << power : 0;
+}
+
+MemoryArrays memoryArrays(const SMBIOSTable& table) {
+  MemoryArrays sum;
+  for (const SMBIOSTable16Data* array : table.getSystemMemoryArrays()) sum.add(*array);
+  if (table.getSystemMemoryArrays().empty()) sum.add(*table.getTable16());
+  return sum;
+}
+
+// What arrays of that capacity tell of their largest module. They state it for all slots together,
+// some of them for one slot: a capacity that is a power of two, shared by slots that are none or by
+// a module larger than its share, is taken for one slot's.
+unsigned largestModule(unsigned capacityMb, unsigned slots) {
+  const Trace trace(getCcLogHw(), "getMemorySpecs()");
+  const unsigned perSlot = capacityMb / slots;
+  trace.at().max("hardware raw maxModuleSizeMB =%u", perSlot);
+  if (!isPowerOf2(capacityMb)) return perSlot;
+  if (!isPowerOf2(perSlot)) return capacityMb;
+  const unsigned biggest = SM_getBiggestMemoryModule_17() >> 10;
+  trace.at().max("hardware biggestModule found (SMB):%u", biggest);
+  return perSlot >= biggest ? perSlot : capacityMb;
+}
+
+}  // namespace
+
+int SM_Processor(unsigned short* currentSpeed, unsigned short* externalClock,
+                 unsigned short* upgrade, unsigned int* edx) {
+  *currentSpeed = *externalClock = *upgrade = 0;
+  if (edx) *edx = 0;
+  const SMBIOSTable4Data* processor = firstProcessor();
+  if (!processor) return 0;
+  *currentSpeed = processor->getCurrentSpeed();
+  if (processor->getExternalClock() <= kLikelyClock) *externalClock = processor->getExternalClock();
+  if (processor->getUpgrade() <= kLikelyUpgrade) *upgrade = processor->getUpgrade();
+  if (edx) *edx = processor->getEDX();
+  return 1;
+}
+
+unsigned char SM_ProcessorFamily() {
+  const SMBIOSTable4Data* processor = firstProcessor();
+  return processor ? processor->getFamily() : 0;
+}
+
+int SM_ProcessorCount() {
+  const SMBIOSTable* table = availableTable();
+  return table ? table->getTable4Total() : 0;
+}
+
+int SM_PopulatedProcessorCount() {
+  const SMBIOSTable* table = availableTable();
+  return table ? table->getTable4PopulatedTotal() : 0;
+}
+
+bool isPowerOf2(unsigned int n) {
+  return n != 0 && (n & (n - 1)) == 0;
+}
+
+unsigned int SM_getBiggestMemoryModule_17() {
+  const SMBIOSTable* table = availableTable();
+  unsigned biggest = 0;
+  for (int i = 0; table && i < table->getTable17Total(); ++i) {
+    const unsigned size = table->getTable17(i)->getSizeKB();
+    if (size != kNotKnown) biggest = std::max(biggest, size);
+  }
+  return biggest;
+}
+
+unsigned int SM_getBiggestMemoryModule_6() {
+  const SMBIOSTable* table = availableTable();
+  unsigned biggest = 0;
+  for (int i = 0; table && i < table->getTable6Total(); ++i) {
+    const unsigned size = table->getTable6(i)->getInstalledSizeMB();
+    if (size != kNotKnown) biggest = std::max(biggest, size);
+  }
+  return biggest;
+}
+
+bool getMemorySpecs(unsigned int* maxModuleSizeMB, unsigned int* slots) {
+  const Trace trace(getCcLogHw(), "getMemorySpecs()");
+  *maxModuleSizeMB = *slots = 0;
+  const SMBIOSTable* table = availableTable();
+  if (!table) return false;
+  if (const SMBIOSTable5Data* controller = table->getTable5()) {
+    trace.at().max("hardware SMBIOS Table 5 is available");
+    *slots = controller->getNumAssocMemorySlots();
+    const unsigned power = controller->getMaximumMemoryModuleSize();
+    *maxModuleSizeMB = std::max(power != 0 ? powerOf2(power) : 0, SM_getBiggestMemoryModule_6());
+    trace.at().max("hardware Table 5: Max Module Size:%u", *maxModuleSizeMB);
+  }
+  if (table->getTable16()) {
+    trace.at().max("hardware SMBIOS Table 16 is available");
+    const MemoryArrays arrays = memoryArrays(*table);
+    if (*slots == 0) *slots = arrays.slots;
+    const auto capacityMb = static_cast<unsigned>(arrays.capacityKb >> 10);
+    if (*slots != 0)
+      *maxModuleSizeMB = std::max(*maxModuleSizeMB, largestModule(capacityMb, *slots));
+    trace.at().max("hardware Table 16: Max Module Size:%u Slots:%u", *maxModuleSizeMB, *slots);
+  }
+  return *slots + *maxModuleSizeMB != 0;
+}
+
+int SM_HWSecurity(unsigned short* powerOnPassword, unsigned short* keyboardPassword) {
+  *powerOnPassword = *keyboardPassword = kUnknownSetting;
+  const SMBIOSTable* table = availableTable();
+  const SMBIOSTable24Data* security = table ? table->getTable24() : nullptr;
+  if (!security) return 1;
+  const auto settings =
+      static_cast<unsigned short>(static_cast<signed char>(security->getHWSecStatus()));
+  *powerOnPassword = static_cast<unsigned short>(settings >> 6);
+  *keyboardPassword = static_cast<unsigned short>(settings >> 2);
+  return 0;
+}
+
+unsigned long totalPhysMemKB() {
+  return machine().memoryFigures().value_or(MemoryFigures()).totalRam >> 10;
+}

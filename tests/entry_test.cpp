@@ -1,0 +1,510 @@
+// Physical memory, and the searches for the machine's identity in it.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+
+#include <invscan/physmem.h>
+#include <invscan/smbios.h>
+#include <invscan/smbiosinfo.h>
+
+#include "FirmwareBuilder.h"
+#include "TestMachine.h"
+#include "invscan/machine/RecordingMachine.h"
+
+namespace invscan {
+namespace {
+
+namespace fs = std::filesystem;
+
+void* const kMapFailed = reinterpret_cast<void*>(-1L);
+
+// Finds descriptors that were left open in its scope.
+class NoneLeftOpen {
+ public:
+  ~NoneLeftOpen() { EXPECT_EQ(count(), before_); }
+
+ private:
+  static std::ptrdiff_t count() {
+    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+  }
+
+  std::ptrdiff_t before_ = count();
+};
+
+class PhysicalMemory : public testing::Test {
+ protected:
+  PhysicalMemory() {
+    char name[] = "/tmp/invscan-test-XXXXXX";
+    directory_ = mkdtemp(name);
+  }
+  ~PhysicalMemory() override { fs::remove_all(directory_); }
+
+  std::string write(const std::string& name, const std::string& text) const {
+    fs::create_directories((directory_ / name).parent_path());
+    std::ofstream(directory_ / name, std::ios::binary) << text;
+    return directory_ / name;
+  }
+
+  fs::path directory_;
+};
+
+// A range as getPhysMem() gives it; "" with no more than the failure 37.
+std::string physical(unsigned long address, int length) {
+  std::string bytes(static_cast<std::size_t>(std::max(length, 16)), '?');
+  const std::string before = bytes;
+  auto* buffer = reinterpret_cast<unsigned char*>(bytes.data());
+  const int result = BIOSROM().getPhysMem(buffer, 0, reinterpret_cast<void*>(address), length);
+  if (result == 0) return bytes.substr(0, static_cast<std::size_t>(length));
+  EXPECT_EQ(result, 37);
+  EXPECT_EQ(bytes, before);
+  return "";
+}
+
+TEST_F(PhysicalMemory, MapsRangesOfFilesThatAreThereWhole) {
+  const NoneLeftOpen descriptors;
+  const auto page = static_cast<unsigned long>(slm_get_page_size());
+  const std::string file = write("file", std::string(page, 'a') + "0123456789");
+  struct {
+    unsigned long offset, length;
+    int alignment;
+    const char* found;
+  } const cases[] = {
+      {page, 10, 0, "0123456789"}, {page + 3, 7, 1, "3456789"},  {page + 3, 7, 0, nullptr},
+      {page, 11, 0, nullptr},      {page + 3, 8, 1, nullptr},    {page, 0, 0, nullptr},
+      {2 * page, 1, 1, nullptr},   {page + 3, -1UL, 1, nullptr}, {-1UL, 2, 1, nullptr},
+      {-page, page, 1, nullptr},
+  };
+  for (const auto& test : cases) {
+    void* handle = &handle;
+    void* address =
+        slm_file_mmap(file.c_str(), test.offset, test.length, test.alignment, 0, &handle);
+    ASSERT_EQ(address != kMapFailed, test.found != nullptr) << test.offset << " " << test.length;
+    EXPECT_EQ(handle != nullptr, test.found != nullptr);
+    if (!test.found) continue;
+    const auto off = slm_page_off(reinterpret_cast<void*>(test.offset));
+    EXPECT_EQ(std::string(static_cast<char*>(address) + off, test.length), test.found);
+    EXPECT_EQ(slm_file_munmap(&handle), 0);
+    EXPECT_EQ(handle, nullptr);
+    EXPECT_EQ(slm_file_munmap(&handle), -1);
+  }
+}
+
+TEST_F(PhysicalMemory, WritesToFilesAndCreatesThem) {
+  const NoneLeftOpen descriptors;
+  const std::string file = write("file", "abc"), created = directory_ / "new";
+  void* handle = nullptr;
+  void* address = slm_file_mmap(file.c_str(), 0, 3, 1, 1, &handle);
+  ASSERT_NE(address, kMapFailed);
+  static_cast<char*>(address)[1] = 'X';
+  EXPECT_EQ(slm_file_munmap(&handle), 0);
+  std::string text;
+  std::ifstream(file) >> text;
+  EXPECT_EQ(text, "aXc");
+
+  EXPECT_EQ(slm_file_mmap(created.c_str(), 0, 1, 1, 0, &handle), kMapFailed);
+  struct stat status;
+  ASSERT_EQ(stat(created.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777 & ~0640U, 0U);
+  EXPECT_EQ(slm_file_mmap(nullptr, 0, 1, 1, 0, &handle), kMapFailed);
+  EXPECT_EQ(slm_file_mmap(directory_.c_str(), 0, 1, 1, 0, &handle), kMapFailed);
+  EXPECT_EQ(slm_file_mmap(file.c_str(), 0, 1, 1, 0, nullptr), kMapFailed);
+}
+
+TEST_F(PhysicalMemory, IsThatOfTheMachineUnderScan) {
+  const OnMachine here({.physicalMemory = {{0x2FF0, "0123456789ABCDEF" + std::string(16, 'x')}}});
+  EXPECT_EQ(physical(0x2FF3, 5), "34567");
+  EXPECT_EQ(physical(0x3000, 16), std::string(16, 'x'));
+  for (const auto& [address, length] : {std::pair(0x2FEFUL, 2),
+                                        {0x3000UL, 17},
+                                        {0x2FF0UL, -1},
+                                        {-1UL, 1},
+                                        {-1UL, 2},
+                                        {1UL << 63, 1}}) {
+    EXPECT_EQ(physical(address, length), "") << address;
+  }
+
+  const OnMachine paged({.physicalMemory = {{0x2000, std::string(0x1005, 'y') + "z"}}});
+  void* handle = nullptr;
+  const void* address = slm_phys_mmap(0x3003, 0x3006, 1, &handle);
+  ASSERT_NE(address, kMapFailed);
+  EXPECT_EQ(std::string(static_cast<const char*>(address) + 3, 3), "yyz");
+  EXPECT_EQ(slm_phys_munmap(&handle), 0);
+  EXPECT_EQ(slm_phys_munmap(&handle), -1);
+  const std::string link = directory_ / "link";
+  fs::create_symlink("/dev/mem", link);
+  for (const char* name : {"/dev/mem", "//dev/../dev/mem", link.c_str()}) {
+    address = slm_file_mmap(name, 0x2000, 1, 0, 0, &handle);
+    if (name == link && !fs::exists("/dev/mem")) {
+      EXPECT_EQ(address, kMapFailed);
+      EXPECT_FALSE(fs::exists("/dev/mem"));
+      continue;
+    }
+    ASSERT_NE(address, kMapFailed) << name;
+    EXPECT_EQ(*static_cast<const char*>(address), 'y');
+    EXPECT_EQ(slm_file_munmap(&handle), 0);
+  }
+  for (const auto& [start, end, alignment] : {std::tuple(0x3003UL, 0x3006UL, 0),
+                                              {0x3003UL, 0x3007UL, 1},
+                                              {0x3003UL, 0x3002UL, 1},
+                                              {0x2000UL, 0x2000UL, 1},
+                                              {0UL, -1UL, 1},
+                                              {0x2000UL, 0x2000UL + (1UL << 40), 1}}) {
+    EXPECT_EQ(slm_phys_mmap(start, end, alignment, &handle), kMapFailed) << start << " " << end;
+    EXPECT_EQ(handle, nullptr);
+  }
+  EXPECT_EQ(slm_file_mmap("/dev/mem", 0x2000, 1, 0, 1, &handle), kMapFailed);
+}
+
+TEST_F(PhysicalMemory, OfACaptureIsASparseImage) {
+  const std::string image = write("root/dev/mem", "");
+  write("machine.json", R"({"capture": 1, "unreadable": {"/dev/mem 0x10+0x4": "EPERM"}})");
+  const off_t end = 1L << 40;
+  ASSERT_EQ(truncate(image.c_str(), end), 0);
+  std::fstream(image, std::ios::in | std::ios::out | std::ios::binary).seekp(end - 4) << "tail";
+  std::string error;
+  ASSERT_TRUE(replayMachine(directory_, error)) << error;
+  const NoneLeftOpen descriptors;
+  startAccessLog();
+  EXPECT_EQ(machine().readMemory(end - 6, 6), std::string("\0\0tail", 6));
+  EXPECT_EQ(machine().readMemory(end - 6, 7), std::nullopt);
+  EXPECT_EQ(machine().readMemory(0x10, 4), std::nullopt);
+  EXPECT_EQ(machine().readMemory(0, 1UL << 39), std::nullopt);
+  fs::remove(image);
+  EXPECT_EQ(machine().readMemory(0, 1), std::nullopt);
+  const char* const outcomes[] = {"ok", "beyond the end", "operation not permitted",
+                                  "file too large", "no such file or directory"};
+  const std::vector<Access> accesses = accessLog();
+  ASSERT_EQ(accesses.size(), std::size(outcomes));
+  for (std::size_t i = 0; i < accesses.size(); ++i) {
+    EXPECT_EQ(accesses[i].source, "/dev/mem");
+    EXPECT_EQ(accesses[i].outcome, outcomes[i]);
+  }
+  useLiveMachine();
+}
+
+TEST_F(PhysicalMemory, IsRecordedByAllWorkersTogether) {
+  const std::string target = directory_ / "capture";
+  Answers answers{.physicalMemory = {{0x1000, "first"}, {0x90000, "second"}}};
+  auto recording =
+      std::make_unique<RecordingMachine>(target, std::make_unique<TestMachine>(answers));
+  EXPECT_EQ(recording->readMemory(0x1000, 5), "first");
+  EXPECT_EQ(recording->readMemory(0x500000, 5), std::nullopt);
+  const pid_t child = fork();
+  if (child == 0) _exit(recording->readMemory(0x90001, 5) == "econd" ? 0 : 1);
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  recording->finish();
+  recording.reset();
+  struct stat attributes;
+  ASSERT_EQ(stat((target + "/root/dev/mem").c_str(), &attributes), 0);
+  EXPECT_EQ(attributes.st_mode & 0777, 0600U);
+
+  std::string error;
+  ASSERT_TRUE(replayMachine(target, error)) << error;
+  EXPECT_EQ(machine().readMemory(0x1001, 4), "irst");
+  EXPECT_EQ(machine().readMemory(0x90001, 5), "econd");
+  EXPECT_EQ(machine().tryMemory(0x500000, 5).error, kBeyondEnd);
+  useLiveMachine();
+}
+
+constexpr unsigned long kSegment = 0xF0000;
+constexpr unsigned kTable = 0xE1234;  // not at the start of a page
+
+// Makes those bytes add up to 0 by means of one of them.
+void balance(std::string& bytes, std::size_t begin, std::size_t count, std::size_t check) {
+  unsigned sum = 0;
+  bytes[check] = 0;
+  for (std::size_t i = begin; i < begin + count; ++i) sum += static_cast<unsigned char>(bytes[i]);
+  bytes[check] = static_cast<char>(0x100 - sum % 0x100);
+}
+
+std::string validEntryPoint(std::size_t tableLength, unsigned structures, unsigned table = kTable) {
+  std::string bytes = "_SM_" + zeros(1) + "\x1F" +
+                      anchor(static_cast<unsigned>(tableLength), table, structures, 0x204, 0x24) +
+                      zeros(1);
+  balance(bytes, 0x10, 15, 0x15);
+  balance(bytes, 0, 0x1F, 4);
+  return bytes;
+}
+
+std::string systemInformation(const std::string& numbers, const std::vector<std::string>& strings) {
+  return structure(1, numbers + zeros(19), strings);
+}
+
+const std::string kBios = structure(0, std::string(14, '\1'), {"maker"});
+const std::string kFirst = systemInformation("\1\2\3\4", {"Maker", "Product", "V1", "S1"});
+const std::string kLast = systemInformation("\1\2\3\4", {"Other", "Thing", "V2", "S2"});
+const std::string kEnd = structure(127, "");
+
+// A machine whose BIOS segment holds these bytes at an offset.
+Answers machineWith(const std::string& bytes, std::size_t at, const std::string& table) {
+  std::string segment = zeros(0x10000);
+  segment.replace(at, bytes.size(), bytes);
+  segment.resize(0x10000);
+  return {.physicalMemory = {{kSegment, segment}, {kTable, table}}};
+}
+
+std::string describe(const smbiosinfo& info) {
+  return (info.manufacturer + "|" + info.product + "|" + info.type + "|" + info.serialNumber + "|" +
+          info.version)
+      .toNarrow();
+}
+
+// The five outputs, or "-1" when they are untouched.
+std::string describeSystem() {
+  char untouched[] = "untouched";
+  char* outputs[] = {untouched, untouched, untouched, untouched, untouched};
+  const int result =
+      SMBIOS_GetSystemInfo(&outputs[0], &outputs[1], &outputs[2], &outputs[3], &outputs[4]);
+  std::string text;
+  for (char* output : outputs) {
+    EXPECT_EQ(output == untouched, result != 0);
+    if (result != 0) return std::to_string(result);
+    text += std::string("|") + output;
+    free(output);
+  }
+  return text.substr(1);
+}
+
+// What both searches find of the same memory, each with its own tolerance.
+TEST(EntryPoints, AreFoundByEachSearchInItsOwnWay) {
+  const std::string table = kBios + kFirst + kLast + kEnd;
+  const std::string good = validEntryPoint(table.size(), 4);
+  const std::string first = "Maker|Product|V1|S1|", last = "Other|Thing|V2|V2|S2", none = "||||";
+  std::string falseAnchors;
+  while (falseAnchors.size() < 0xF000) falseAnchors += "_DMI_with no sum";
+  falseAnchors.resize(0xF000);
+  const auto with = [&](std::function<void(std::string&)> change) {
+    std::string bytes = good;
+    change(bytes);
+    return bytes;
+  };
+  const auto setAt = [&](std::size_t at, int byte) {
+    return with([=](std::string& bytes) {
+      bytes[at] = static_cast<char>(byte);
+      if (at < 0x10) balance(bytes, 0, 0x1F, 4);
+      if (at >= 0x16) balance(bytes, 0x10, 15, 0x15);
+    });
+  };
+  const struct {
+    const char* what;
+    std::string bytes;
+    std::size_t at;
+    std::string info, system;
+  } cases[] = {
+      {"at the start", good, 0, first, last},
+      {"at the last place", good, 0xFFE0, first, last},
+      {"too near to the end", good.substr(0, 16), 0xFFF0, none, "-1"},
+      {"beside the step", good, 0x108, none, "-1"},
+      {"first sum wrong", with([](auto& b) { ++b[4]; }), 0x100, none, last},
+      {"second sum wrong", with([](auto& b) { ++b[0x15], --b[4]; }), 0x100, none, "-1"},
+      {"length 0: no first sum", with([](auto& b) { b[4] = 99, b[5] = 0; }), 0x100, first, last},
+      {"length beyond the segment", with([](auto& b) { b[5] = '\xFF'; }), 0xFFE0, none, last},
+      {"version 1", setAt(6, 1), 0x100, none, last},
+      {"a broken one before", "_SM_" + std::string(12, '\1') + good, 0x100, none, last},
+      {"no _SM_", good.substr(16), 0x110, none, last},
+      {"no table", validEntryPoint(0, 4), 0x100, none, "-1"},
+      {"no structures", setAt(0x1C, 0), 0x100, "Linux|Linux|||", "||||"},
+      {"only the first is announced", setAt(0x1C, 1), 0x100, "Linux|Linux|||", "||||"},
+      {"more announced than there are", setAt(0x1D, '\xFF'), 0x100, first, last},
+      {"table elsewhere", setAt(0x1B, 0x7F), 0x100, none, "-1"},
+      {"false anchors", falseAnchors + good, 0, first, last},
+  };
+  for (const auto& test : cases) {
+    const OnMachine here(machineWith(test.bytes, test.at, table));
+    EXPECT_EQ(describe(smbiosinfo()), test.info) << test.what;
+    EXPECT_EQ(describeSystem(), test.system) << test.what;
+  }
+  const OnMachine here({});
+  EXPECT_EQ(describe(smbiosinfo()), none);
+  EXPECT_EQ(describeSystem(), "-1");
+}
+
+// The strings of the first type 1, after those bounds have been put on them.
+TEST(EntryPoints, LeadToTheSystemInformation) {
+  const std::string raw = "\xE9t\xE9 \xC3\xBC";
+  const auto fill = [](std::size_t count) { return std::string(count, 'x'); };
+  const auto five = [](const std::string& text) {
+    return text + "|" + text + "|" + text + "|" + text + "|" + text;
+  };
+  const struct {
+    const char* what;
+    std::string table, info, system;
+  } cases[] = {
+      {"no numbers", systemInformation(std::string(4, '\0'), {}), "Linux|Linux|||", "||||"},
+      {"product only", systemInformation({"\0\1\0\0", 4}, {"P"}), "Linux|P|||", "|P|||"},
+      {"numbers beyond the set", systemInformation("\1\x09\2\xFF", {"M", "V"}), "M||V||",
+       "M||V|V|"},
+      {"blanks around", systemInformation("\1\2\3\4", {"  M ", " P", "V ", "  "}), "M|P|V||",
+       "  M | P|V |V |  "},
+      {"long texts", systemInformation("\1\1\1\1", {fill(300)}),
+       fill(254) + "|" + fill(254) + "|" + fill(31) + "|" + fill(31) + "|", five(fill(300))},
+      {"raw bytes", systemInformation("\1\1\1\1", {raw}),
+       raw + "|" + raw + "|" + raw + "|" + raw + "|", five(raw)},
+      {"a short structure", structure(1, "\1\2", {"M", "P"}), "M|P|||", "M|P|||"},
+      {"length 0", std::string("\1\0\0\1\1\1\1\1M\0\0", 11), "Linux|Linux|||", "||||"},
+      {"no end", kFirst.substr(0, kFirst.size() - 3), "Maker|Product|V1|S|", "||||"},
+      {"one byte", "\1", "Linux|Linux|||", "||||"},
+      {"a type", systemInformation("\1\2\3\4", {"Korva", "X -[7979AC1]-", "V", "S"}),
+       "Korva|X -[7979AC1]-|7979|S|", "Korva|X -[7979AC1]-|7979|V|S"},
+      {"no type", systemInformation("\1\2\3\4", {"Korva", "Server", "V", "S"}), "Korva|Server||S|",
+       "Korva|Server||V|S"},
+  };
+  for (const auto& test : cases) {
+    const OnMachine here(machineWith(validEntryPoint(test.table.size(), 9), 0, test.table));
+    EXPECT_EQ(describe(smbiosinfo()), test.info) << test.what;
+    EXPECT_EQ(describeSystem(), test.system) << test.what;
+  }
+}
+
+TEST(EntryPoints, ComeFromEfiWhenItNamesThem) {
+  constexpr unsigned long kEfi = 0x7BF01230;
+  const std::string table = kBios + kFirst + kEnd, legacy = "Other|Thing|V2|S2|";
+  const std::string efi = "Maker|Product|V1|S1|", none = "||||";
+  const std::string good = validEntryPoint(table.size(), 3);
+  std::string withoutAnchor = good, sum64 = "_SM3_" + good.substr(5);
+  withoutAnchor.replace(0, 4, "xxxx");
+  balance(withoutAnchor, 0, 0x1F, 4);
+  const struct {
+    const char* systab;
+    std::string memory, info;
+  } cases[] = {
+      {"ACPI=0x10\nSMBIOS=0x7bf01230\n", good, efi},
+      {"SMBIOS=0x0\nSMBIOS3=0x7bf01230\nSMBIOS=0x1\n", good, efi},
+      {"SMBIOS=2079330864\n", good, efi},
+      {"SMBIOS=0x7bf01230", withoutAnchor, efi},
+      {"SMBIOS3=0x7bf01230\n", sum64, none},
+      {"SMBIOS=0x7bf01230\n", good.substr(0, 31), none},
+      {"SMBIOS=0x1000\n", good, none},
+      {"SMBIOS=-1\n", good, none},
+      {"SMBIOS=99999999999999999999\n", good, none},
+      {"no equals sign\nSMBIOS4=0x7bf01230\n SMBIOS=0x7bf01230\nSMBIOS=\n", good, legacy},
+      {"", good, legacy},
+  };
+  for (const bool isOldPath : {false, true}) {
+    for (const auto& test : cases) {
+      Answers answers = machineWith(validEntryPoint(kLast.size(), 1, 0x200000), 0x100, table);
+      answers.physicalMemory[0x200000] = kLast;
+      answers.physicalMemory[kEfi] = test.memory;
+      answers.files[isOldPath ? "/proc/efi/systab" : "/sys/firmware/efi/systab"] = {0, test.systab};
+      const OnMachine here(answers);
+      EXPECT_EQ(describe(smbiosinfo()), test.info) << test.systab;
+    }
+  }
+}
+
+TEST(EntryPoints, GiveWayToTheSharedTable) {
+  const std::string table =
+      systemInformation("\1\2\3\4", {" Good Maker", "System Model", "Version ", "This is OEM"});
+  Answers answers = machineWith(validEntryPoint(table.size(), 1), 0, table);
+  const OnMachine here(answers);
+  SMBIOSTable::initializeGlobalTable(1);
+  EXPECT_EQ(describe(smbiosinfo()), "Good Maker|System Model|Version|This is OEM|Version");
+  SMBIOSTable::terminateGlobalTable();
+  EXPECT_EQ(describe(smbiosinfo()), "Good Maker|System Model|Version|This is OEM|");
+}
+
+// The table at the end of a buffer that has no byte more, cut at every place.
+TEST(EntryPoints, NeverLeadOutOfTheTable) {
+  const std::string whole = kBios + kFirst + kEnd;
+  for (const std::string& hostile : {whole, std::string(70, '\1'), std::string(70, '\0'),
+                                     std::string(70, '\xFF'), kBios + "\1\xFF" + kFirst}) {
+    for (std::size_t length = 0; length <= hostile.size(); ++length) {
+      std::vector<unsigned char> bytes(hostile.begin(),
+                                       hostile.begin() + static_cast<long>(length));
+      bytes.shrink_to_fit();
+      smbios_table_entry_point point{};
+      point.tableLength = static_cast<unsigned short>(length);
+      point.numberOfStructures = 0xFFFF;
+      smbios_sysinfo_table_entry entry{};
+      const int count = find_entry(bytes.data(), &point, &entry);
+      EXPECT_EQ(static_cast<std::size_t>(count), entry.strings.size());
+
+      smbios_scan_state state{};
+      state.table = bytes.data();
+      state.tableLength = point.tableLength;
+      state.numberOfStructures = 0xFFFF;
+      std::size_t texts = 0;
+      const auto count15 = [](const unsigned char*, const char* set, void* context) {
+        for (int n = 0; n < 16; ++n)
+          *static_cast<std::size_t*>(context) += strlen(getString_SMBIOS(set, n));
+        return 0;
+      };
+      EXPECT_EQ(scan_SMBIOS(&state, count15, &texts), length == 0 && !state.table ? -1 : 0);
+      EXPECT_LE(texts, length * 16);
+    }
+  }
+}
+
+TEST(SystemInfo, ScansUntilTheCallbackHasEnough) {
+  std::string table = kBios + kFirst + kLast;
+  smbios_scan_state state{};
+  state.table = reinterpret_cast<unsigned char*>(table.data());
+  state.tableLength = static_cast<unsigned short>(table.size());
+  state.numberOfStructures = 3;
+  std::string seen;
+  const auto untilMaker = [](const unsigned char*, const char* set, void* context) {
+    static_cast<std::string*>(context)->append(getString_SMBIOS(set, 1));
+    return strcmp(getString_SMBIOS(set, 1), "Maker") == 0 ? 7 : 0;
+  };
+  EXPECT_EQ(scan_SMBIOS(&state, untilMaker, &seen), 0);
+  EXPECT_EQ(seen, "makerMaker");
+  state.table = nullptr;
+  EXPECT_EQ(scan_SMBIOS(&state, untilMaker, &seen), -1);
+
+  const char set[] = "one\0two\0three\0";
+  for (const auto& [n, text] : {std::pair(-1, ""), {0, ""}, {1, "one"}, {3, "three"}, {5, ""}}) {
+    EXPECT_STREQ(getString_SMBIOS(set, n), text) << n;
+  }
+  EXPECT_EQ(getString_SMBIOS(set, 9), set + sizeof set - 1);
+  EXPECT_EQ(getInt16_SMBIOS("\xFE\xFF"), 0xFFFE);
+  EXPECT_EQ(getInt32_SMBIOS("\1\2\3\xFF"), 0xFF030201U);
+}
+
+TEST(SystemInfo, TakesTheMachineTypeFromTheProduct) {
+  const struct {
+    const char *manufacturer, *product, *rackline, *plain;
+  } cases[] = {
+      {"Korva", "Server 4000 -[7979AC1]-", "Server 4000 /7979/AC1", "7979"},
+      {"Korva Systems", "-[7979AC1]-", "/7979/AC1", "7979"},
+      {"korva", "-[7979AC1]-", nullptr, "7979"},
+      {"Korv", "-[7979AC1]-", nullptr, "7979"},
+      {"Korva", "]- -[7979AC1]- -[8888AC1]-", "]- /7979/AC1", "7979"},
+      {"Korva", "X -[7979AC12]-", nullptr, "7979"},
+      {"Korva", "X -[7979AC]-", nullptr, "7979"},
+      {"Korva", "X -[7979AC1]", nullptr, "7979"},
+      {"Korva", "X -[]-7979AC1]-", nullptr, "]-79"},
+      {"Korva", "7979AC1", nullptr, "7979"},
+      {"Korva", "Server [79]", nullptr, ""},
+      {"Korva", "Server [797", nullptr, ""},
+      {"Korva", "Server [7979", nullptr, "7979"},
+      {"Korva", "7979AC12", nullptr, "kept"},
+      {"Korva", "", nullptr, "kept"},
+      {nullptr, nullptr, nullptr, "kept"},
+  };
+  for (const auto& test : cases) {
+    const std::string what = test.product ? test.product : "null";
+    std::string prefix = "a", type = "b", model = "c";
+    const bool isFound =
+        getTypeFromProd_Rackline(test.manufacturer, test.product, prefix, type, model);
+    EXPECT_EQ(isFound, test.rackline != nullptr) << what;
+    EXPECT_EQ(prefix + "/" + type + "/" + model, test.rackline ? test.rackline : "a/b/c") << what;
+    char buffer[5] = "kept";
+    EXPECT_EQ(getTypeFromProd_Rackline(test.manufacturer, test.product, buffer), isFound) << what;
+    EXPECT_STREQ(buffer, isFound ? type.c_str() : "kept") << what;
+    char plain[5] = "kept";
+    EXPECT_EQ(getTypeFromProd(test.product, plain), plain);
+    EXPECT_STREQ(plain, test.plain) << what;
+  }
+}
+
+}  // namespace
+}  // namespace invscan

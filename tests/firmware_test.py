@@ -1,0 +1,415 @@
+#!/usr/bin/env python3
+"""Scans the firmware tables of real machines and holds the answers against an independent decoder's.
+
+usage: firmware_test.py INVSCAN [MACHINE...]
+
+Every table of data/smbios becomes a capture of a machine that shows it under /sys and, when its
+entry point is a 32-bit one, of a machine that has it in memory. Whatever the decoder reports as well
+must be the same there, but for the differences listed below.
+"""
+
+import json
+import pathlib
+import re
+import struct
+import subprocess
+import sys
+import tempfile
+from collections import Counter, namedtuple
+
+DATA = pathlib.Path(__file__).with_name("data") / "smbios"
+
+# One thing that the decoder says, in its words: a field of a structure type.
+Fact = namedtuple("Fact", "type field text")
+# How and what was scanned: the table's version, and whether it was shown under /sys.
+Scan = namedtuple("Scan", "version native")
+
+
+# --- What the decoder says ------------------------------------------------------------------------
+
+def decoded(text):
+    """The decoder's structures as (type, fields), without the lists that some fields have."""
+    structures = []
+    for line in text.splitlines():
+        if found := re.match(r"Handle 0x[0-9A-F]+, DMI type (\d+),", line):
+            structures.append((int(found[1]), {}))
+        elif structures and re.match(r"\t[^\t]", line):
+            name, _, value = line[1:].partition(":")
+            structures[-1][1][name] = value[1:]
+    return structures
+
+
+def of_type(structures, number):
+    return [fields for kind, fields in structures if kind == number]
+
+
+def in_kib(text):
+    number, unit = text.split()[:2]
+    return int(number) << {"kB": 0, "MB": 10, "GB": 20, "TB": 30}[unit]
+
+
+# --- The captures ---------------------------------------------------------------------------------
+
+ENTRY_POINT_SIZE = 32
+ENTRY_POINT_ADDRESS = 0xF5340
+TABLE_ADDRESS = 0xE8000
+
+
+def under_sys(root, dump):
+    size = dump[6] if dump.startswith(b"_SM3_") else dump[5]
+    tables = root / "sys/firmware/dmi/tables"
+    tables.mkdir(parents=True)
+    (tables / "smbios_entry_point").write_bytes(dump[:size])
+    (tables / "DMI").write_bytes(dump[ENTRY_POINT_SIZE:])
+
+
+def in_memory(root, dump):
+    """The first MiB of memory. Moving the table leaves the entry point's whole sum as it was."""
+    entry = bytearray(dump[:ENTRY_POINT_SIZE])
+    struct.pack_into("<I", entry, 0x18, TABLE_ADDRESS)
+    entry[0x15] = 0
+    entry[0x15] = -sum(entry[0x10:0x1F]) & 0xFF
+    (root / "dev").mkdir(parents=True)
+    with open(root / "dev/mem", "wb") as memory:
+        memory.truncate(1 << 20)
+        memory.seek(ENTRY_POINT_ADDRESS)
+        memory.write(entry)
+        memory.seek(TABLE_ADDRESS)
+        memory.write(dump[ENTRY_POINT_SIZE:])
+
+
+def without_memory_devices(dump):
+    """As older firmware had it: the memory devices become inactive structures (type 126)."""
+    changed = bytearray(dump)
+    at = ENTRY_POINT_SIZE
+    while at + 4 <= len(dump):
+        if dump[at] == 17:
+            changed[at] = 126
+        at = dump.index(b"\0\0", at + dump[at + 1]) + 2
+    return bytes(changed)
+
+
+def scan(program, dump, native):
+    """The rows of the three groups."""
+    with tempfile.TemporaryDirectory() as name:
+        capture = pathlib.Path(name)
+        (capture / "machine.json").write_text('{"capture": 1}')
+        (under_sys if native else in_memory)(capture / "root", dump)
+        output = subprocess.run(
+            [program, "--machine", capture, *([] if native else ["--classic"]), "--format", "json",
+             "SMBIOS", "Memory Modules", "Memory"],
+            check=True, capture_output=True, timeout=60).stdout
+    groups = json.loads(output)["groups"]
+    return {group: groups[group]["rows"] for group in groups}
+
+
+# --- The same fact in the scan's words ------------------------------------------------------------
+
+SMBIOS_FIELDS = {
+    "BIOS Vendor": (0, "Vendor"),
+    "BIOS Version": (0, "Version"),
+    "BIOS Date": (0, "Release Date"),
+    "BIOS Size": (0, "ROM Size"),
+    "System Manufacturer": (1, "Manufacturer"),
+    "System Product Name": (1, "Product Name"),
+    "System Version": (1, "Version"),
+    "System Serial Number": (1, "Serial Number"),
+    "System UUID": (1, "UUID"),
+    "Board Manufacturer": (2, "Manufacturer"),
+    "Board Product": (2, "Product Name"),
+    "Board Version": (2, "Version"),
+    "Board Serial Number": (2, "Serial Number"),
+    "Enclosure Manufacturer": (3, "Manufacturer"),
+    "Enclosure Type text": (3, "Type"),
+    "Enclosure Version": (3, "Version"),
+    "Enclosure Serial Number": (3, "Serial Number"),
+    "Enclosure Asset Tag": (3, "Asset Tag"),
+    "PowerOn Password text": (24, "Power-On Password Status"),
+}
+
+
+def date(text):
+    month, day, year = text.split("/")
+    return f"{year}-{month}-{day}"
+
+
+def words(names):
+    """Translates a list of words, leaving out what has no name; longer words are looked for
+    first."""
+    pattern = re.compile("|".join(map(re.escape, sorted(names, key=len, reverse=True))))
+    return lambda text: " ".join(names[word] for word in pattern.findall(text))
+
+
+def in_mb(text):
+    return in_kib(text) >> 10
+
+
+WORDS = {
+    (0, "Release Date"): date,
+    (0, "ROM Size"): lambda text: f"{in_kib(text)}K",
+    (1, "UUID"): str.upper,
+    (3, "Type"): lambda text: {"Multi-system": "Multi-system chassis"}.get(text, text),
+    (5, "Maximum Memory Module Size"): in_mb,
+    (5, "Associated Memory Slots"): int,
+    (6, "Installed Size"): in_mb,
+    (6, "Type"): words({
+        "FPM": "Fast Page Mode",
+        **{word: word for word in ("Standard", "EDO", "Parity", "ECC", "Burst EDO", "SDRAM")}}),
+    (16, "Maximum Capacity"): in_mb,
+    (16, "Number Of Devices"): int,
+    (17, "Size"): in_mb,
+    (17, "Type Detail"): words({
+        "Static Column": "Static column", "RAMBus": "Rambus", "Non-Volatile": "Non-volatile",
+        "Registered (Buffered)": "Registered", "Unegistered": "Unegistered",
+        **{word: word for word in ("Fast-paged", "Pseudo-static", "Synchronous", "CMOS", "EDO",
+                                   "Window DRAM", "Cache DRAM")}}),
+}
+
+# What firmware makers wrote as text.
+TEXTS = {
+    (0, "Vendor"), (0, "Version"), (6, "Socket Designation"), (17, "Locator"), (17, "Bank Locator"),
+    *((1, field) for field in ("Manufacturer", "Product Name", "Version", "Serial Number")),
+    *((2, field) for field in ("Manufacturer", "Product Name", "Version", "Serial Number")),
+    *((3, field) for field in ("Manufacturer", "Version", "Serial Number", "Asset Tag")),
+}
+
+
+def says_nothing(fact):
+    """The decoder's ways to say so. A text of the firmware may well be "None"."""
+    if fact[:2] in TEXTS:
+        return fact.text in ("Not Specified", "<BAD INDEX>")
+    return fact.text in ("Not Installed", "No Module Installed", "None")
+
+
+# --- Where the two must differ --------------------------------------------------------------------
+
+DIFFERENCES = []
+
+
+def difference(rule):
+    """A rule takes a fact and a scan and gives the words that stand in for the decoder's, or None
+    when the scan leaves the fact out. Rules apply in turn; a rule that changes nothing on any
+    machine is a fault."""
+    DIFFERENCES.append(rule)
+    return rule
+
+
+@difference
+def blanks_around_texts_go(fact, _):
+    """Firmware pads texts, and hosts compare them."""
+    return (fact.text.strip() or None) if fact[:2] in TEXTS else fact.text
+
+
+@difference
+def fillers_are_left_out(fact, _):
+    """Texts that makers of firmware leave in place of a value; hosts know these five."""
+    fillers = ("Not Available", "This is OEM", "System Manufacturer", "System Model",
+               "No Asset Information")
+    return None if fact[:2] in TEXTS and any(map(fact.text.count, fillers)) else fact.text
+
+
+@difference
+def some_words_have_no_name(fact, _):
+    """Hosts have names for kinds of memory only."""
+    if fact[:2] in {(17, "Form Factor"), (17, "Type"), (17, "Type Detail")}:
+        return None if fact.text in ("Other", "Unknown") else fact.text
+    return fact.text
+
+
+@difference
+def newer_memory_types_have_no_name_classically(fact, scan):
+    """Hosts know the types up to FBD2."""
+    newer = re.match("DDR[45]|LPDDR|HBM|Logical non-volatile", fact.text)
+    return None if fact[:2] == (17, "Type") and newer and not scan.native else fact.text
+
+
+@difference
+def unregistered_is_misspelt(fact, _):
+    """Hosts compare with this spelling."""
+    return fact.text.replace("Unbuffered (Unregistered)", "Unegistered")
+
+
+@difference
+def extended_sizes_are_not_known_classically(fact, scan):
+    """The fields that send to an extended size are taken for the size itself."""
+    limits = {(0, "ROM Size"): 16 << 10, (16, "Maximum Capacity"): 2 << 30,
+              (17, "Size"): 32767 << 10}
+    limit = limits.get(fact[:2])
+    if scan.native or limit is None or in_kib(fact.text) <= limit:
+        return fact.text
+    return f"{limit} kB"
+
+
+@difference
+def uuids_of_ones_stand(fact, _):
+    """Hosts know a UUID of zeros only as one that is not there."""
+    present = "ffffffff-ffff-ffff-ffff-ffffffffffff"
+    return present if fact[:2] == (1, "UUID") and fact.text == "Not Present" else fact.text
+
+
+@difference
+def uuids_are_little_endian_classically(fact, scan):
+    """Whatever the version; the standard and the decoder say so since 2.6."""
+    if fact[:2] != (1, "UUID") or scan.native or scan.version >= (2, 6):
+        return fact.text
+    first, *rest = fact.text.split("-")
+    swapped = [bytes.fromhex(group)[::-1].hex() for group in (first, *rest[:2])]
+    return "-".join(swapped + rest[2:])
+
+
+def old_modules(structures):
+    """Hosts know twelve."""
+    return of_type(structures, 6)[:12]
+
+
+def memory_arrays(structures, scan):
+    """Hosts know of one array; natively all of system memory count."""
+    arrays = [fields for fields in of_type(structures, 16) if fields["Use"] == "System Memory"]
+    return arrays if scan.native else arrays[:1]
+
+
+def largest_module(capacity, slots, biggest):
+    """The decoder reports the capacity of all slots together. Hosts take a power of two for that of
+    one slot when it does not divide well, or not into modules as large as those that are there."""
+    def is_power_of_2(number):
+        return number > 0 and number & (number - 1) == 0
+
+    share = capacity // slots
+    fits = is_power_of_2(share) and share >= biggest
+    return capacity if is_power_of_2(capacity) and not fits else share
+
+
+# --- Holding one against the other ----------------------------------------------------------------
+
+class Comparison:
+    """What is expected of one scan, and how often each rule and attribute mattered."""
+
+    def __init__(self, structures, scan, used, compared):
+        self.structures, self.scan, self.used, self.compared = structures, scan, used, compared
+
+    def said(self, kind, field, fields):
+        """A fact in the scan's words; None when it is left out."""
+        fact = Fact(kind, field, fields.get(field))
+        if says_nothing(fact):
+            fact = fact._replace(text=None)
+        for rule in DIFFERENCES:
+            if fact.text is None:
+                return None
+            changed = rule(fact, self.scan)
+            self.used[rule.__name__] += changed != fact.text
+            fact = fact._replace(text=changed)
+        return WORDS.get(fact[:2], str)(fact.text)
+
+    def smbios(self):
+        row = {}
+        for attribute, (kind, field) in SMBIOS_FIELDS.items():
+            found = of_type(self.structures, kind)
+            row[attribute] = self.said(kind, field, found[0]) if found else None
+        # Without the structure, the password's state is not known.
+        row["PowerOn Password text"] = row["PowerOn Password text"] or "Unknown"
+        return [row]
+
+    def memory_modules(self):
+        module, _ = self.memory_specs()
+        rows = [self.device(fields) for fields in of_type(self.structures, 17)] or [
+            self.old_module(fields) for fields in old_modules(self.structures)]
+        return [{"Max Module Size MB": module, **row} for row in rows]
+
+    def device(self, fields):
+        names = self.said(17, "Locator", fields), self.said(17, "Bank Locator", fields)
+        types = self.said(17, "Type Detail", fields), self.said(17, "Type", fields)
+        return {"Module Size MB": self.said(17, "Size", fields) or 0,
+                "Socket Name": "/".join(filter(None, names)),
+                "Packaging": self.said(17, "Form Factor", fields) or "",
+                "Memory Type": " ".join(filter(None, types))}
+
+    def old_module(self, fields):
+        forms = [word for word in ("DIMM", "SIMM") if word in fields["Type"].split()]
+        return {"Module Size MB": self.said(6, "Installed Size", fields) or 0,
+                "Socket Name": self.said(6, "Socket Designation", fields) or "",
+                "Packaging": forms[0] if forms else "",
+                "Memory Type": self.said(6, "Type", fields)}
+
+    def memory(self):
+        module, slots = self.memory_specs()
+        return [{"Max Memory MB": module * slots or None, "Num Slots Supported": slots or None}]
+
+    def memory_specs(self):
+        """The largest module and the number of slots: of the memory controller of old firmware and
+        of the memory arrays."""
+        module = slots = 0
+        for controller in of_type(self.structures, 5)[:1]:
+            slots = self.said(5, "Associated Memory Slots", controller)
+            module = max(self.said(5, "Maximum Memory Module Size", controller),
+                         self.biggest(6, "Installed Size"))
+        if arrays := memory_arrays(self.structures, self.scan):
+            capacity = sum(self.said(16, "Maximum Capacity", fields) for fields in arrays)
+            slots = slots or sum(self.said(16, "Number Of Devices", fields) for fields in arrays)
+            module = max(module, largest_module(capacity, slots, self.biggest(17, "Size")))
+        return module, slots
+
+    def biggest(self, kind, field):
+        return max((self.said(kind, field, fields) or 0
+                    for fields in of_type(self.structures, kind)), default=0)
+
+    def complaints(self, groups):
+        for group, expected in (("SMBIOS", self.smbios()), ("Memory", self.memory()),
+                                ("Memory Modules", self.memory_modules())):
+            rows = groups[group]
+            if len(rows) != len(expected):
+                yield f"{group}: {len(rows)} rows, not {len(expected)}"
+            for number, (row, facts) in enumerate(zip(rows, expected), 1):
+                for attribute, fact in facts.items():
+                    self.compared[group, attribute] += fact is not None
+                    if row.get(attribute) != fact:
+                        yield (f"{group} {number} {attribute}: {row.get(attribute)!r}, "
+                               f"the decoder says {fact!r}")
+
+
+def version_of(text):
+    """As the decoder takes it: some entry points have misprints."""
+    return tuple(map(int, re.search(r"^SMBIOS (\d+)\.(\d+)", text, re.MULTILINE).groups()))
+
+
+def complaints_about(program, dump, structures, scanned, used, compared):
+    comparison = Comparison(structures, scanned, used, compared)
+    for complaint in comparison.complaints(scan(program, dump, scanned.native)):
+        yield f"{'native' if scanned.native else 'classic'}: {complaint}"
+
+
+def forms(dump, structures):
+    """The table as it is, and without its memory devices where it has old modules as well."""
+    yield dump, structures
+    if of_type(structures, 6):
+        yield without_memory_devices(dump), [each for each in structures if each[0] != 17]
+
+
+def self_check(program, machines):
+    """This test is worth nothing when it finds nothing."""
+    (dump, _), (_, text) = list(machines.values())[:2]
+    assert list(complaints_about(program, dump, decoded(text), Scan(version_of(text), True),
+                                 Counter(), Counter()))
+
+
+def main():
+    program = sys.argv[1]
+    machines = {path.stem: (path.read_bytes(), path.with_suffix(".txt").read_text())
+                for path in sorted(DATA.glob("*.bin"))}
+    self_check(program, machines)
+    used, compared, found = Counter(), Counter(), []
+    for name in sys.argv[2:] or machines:
+        dump, text = machines[name]
+        for form, structures in forms(dump, decoded(text)):
+            for native in (True,) if dump.startswith(b"_SM3_") else (True, False):
+                found += (f"{name}, {complaint}" for complaint in complaints_about(
+                    program, form, structures, Scan(version_of(text), native), used, compared))
+    if not sys.argv[2:]:
+        found += (f"no machine needs the rule {rule.__name__}" for rule in DIFFERENCES
+                  if not used[rule.__name__])
+    print(*found, f"{sum(compared.values())} facts in {len(compared)} attributes were compared",
+          sep="\n")
+    return 1 if found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

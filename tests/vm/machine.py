@@ -1,0 +1,86 @@
+"""Virtual machines that boot Debian's kernel and run our program and independent tools inside."""
+
+import gzip
+import re
+import shutil
+import subprocess
+from pathlib import Path
+
+OVMF = "/usr/share/ovmf/OVMF.fd"
+BUSYBOX = "/bin/busybox"
+LIMIT_SECONDS = 240
+
+INIT = """#!/bin/busybox sh
+/bin/busybox mount -t proc proc /proc
+/bin/busybox mount -t sysfs sys /sys
+/bin/busybox mount -t devtmpfs dev /dev
+export PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8
+{commands}
+/bin/busybox poweroff -f
+"""
+
+
+def kernel(directory):
+    """Debian's kernel image, taken out of its package without installing that."""
+    images = sorted(Path(directory).glob("boot/vmlinuz-*"))
+    if not images:
+        Path(directory).mkdir(parents=True, exist_ok=True)
+        depends = subprocess.check_output(["apt-cache", "depends", "linux-image-amd64"], text=True)
+        package = re.search(r"Depends: (linux-image-\S+)", depends).group(1)
+        subprocess.run(["apt-get", "download", "-qq", package], cwd=directory, check=True,
+                       stderr=subprocess.DEVNULL)
+        archive = next(Path(directory).glob("linux-image-*.deb"))
+        subprocess.run(["dpkg", "-x", archive, directory], check=True)
+        archive.unlink()
+        images = sorted(Path(directory).glob("boot/vmlinuz-*"))
+    return images[-1]
+
+
+def libraries(program):
+    """What the loader needs to start a program, the loader included."""
+    listing = subprocess.check_output(["ldd", program], text=True)
+    return {Path(path) for path in re.findall(r"(/\S+) \(0x", listing)}
+
+
+def initramfs(target, programs, commands):
+    """An archive with the programs at their own paths, and an init that runs the commands."""
+    root = target.with_suffix(".root")
+    shutil.rmtree(root, ignore_errors=True)
+    for name in ("proc", "sys", "dev", "tmp", "root", "bin"):
+        (root / name).mkdir(parents=True)
+    shutil.copy(BUSYBOX, root / "bin/busybox")
+    for name in ("sh", "cat"):
+        (root / "bin" / name).symlink_to("busybox")
+    for program in map(Path, programs):
+        for file in {program, *libraries(program)}:
+            place = root / str(file).lstrip("/")
+            place.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(file, place)
+    script = "\n".join(f"echo '@@ {name}'; {command}" for name, command in commands.items())
+    (root / "init").write_text(INIT.format(commands=script + "\necho '@@ end'"))
+    (root / "init").chmod(0o755)
+    names = "\0".join(str(path.relative_to(root)) for path in sorted(root.rglob("*"))) + "\0"
+    archive = subprocess.run(["cpio", "--null", "-o", "-H", "newc", "--quiet"], cwd=root,
+                             input=names.encode(), stdout=subprocess.PIPE, check=True).stdout
+    target.write_bytes(gzip.compress(archive, 1))
+
+
+def boot(directory, programs, commands, *options):
+    """Runs the commands inside a machine with those options of qemu; what each printed, by name.
+
+    The machine is emulated: the acceleration of nested machines is not to be relied on."""
+    directory = Path(directory)
+    image = directory / "initramfs.gz"
+    linux = kernel(directory / "kernel")
+    initramfs(image, programs, commands)
+    run = subprocess.run(
+        ["qemu-system-x86_64", "-accel", "tcg", "-display", "none", "-serial", "stdio",
+         "-monitor", "none", "-nic", "none", "-no-reboot", "-kernel", linux, "-initrd", image,
+         "-append", "console=ttyS0 quiet panic=-1", *options],
+        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, timeout=LIMIT_SECONDS, check=True)
+    console = run.stdout.decode("utf-8", "replace").replace("\r\n", "\n")
+    parts = re.split(r"^.*@@ (\S+)\n", console, flags=re.MULTILINE)
+    outputs = dict(zip(parts[1::2], parts[2::2]))
+    if "end" not in outputs:
+        raise RuntimeError("the machine did not finish:\n" + console[-2000:])
+    return outputs
