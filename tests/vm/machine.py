@@ -20,14 +20,23 @@ export PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8
 """
 
 
+def kernel_package():
+    """The package that Debian's kernel is in at present."""
+    for refresh in (["true"], ["apt-get", "update", "-qq"]):
+        subprocess.run(refresh, check=True)
+        depends = subprocess.run(["apt-cache", "depends", "linux-image-amd64"], text=True,
+                                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout
+        if found := re.search(r"Depends: (linux-image-\S+)", depends):
+            return found.group(1)
+    raise RuntimeError("no package linux-image-amd64 in reach")
+
+
 def kernel(directory):
     """Debian's kernel image, taken out of its package without installing that."""
     images = sorted(Path(directory).glob("boot/vmlinuz-*"))
     if not images:
         Path(directory).mkdir(parents=True, exist_ok=True)
-        depends = subprocess.check_output(["apt-cache", "depends", "linux-image-amd64"], text=True)
-        package = re.search(r"Depends: (linux-image-\S+)", depends).group(1)
-        subprocess.run(["apt-get", "download", "-qq", package], cwd=directory, check=True,
+        subprocess.run(["apt-get", "download", "-qq", kernel_package()], cwd=directory, check=True,
                        stderr=subprocess.DEVNULL)
         archive = next(Path(directory).glob("linux-image-*.deb"))
         subprocess.run(["dpkg", "-x", archive, directory], check=True)
