@@ -26,13 +26,12 @@ int processorCount() {
              : 1;
 }
 
-// Firmware tables are read once for all groups, before any is scanned: what that took belongs to each
-// group that lives on them.
+// Firmware tables are read once for all groups, before any is scanned: what that took belongs to
+// each group that lives on them.
 void addStartUp(GroupResult& result, const std::vector<Access>& startUp) {
   std::vector<Access> own;
-  std::copy_if(startUp.begin(), startUp.end(), std::back_inserter(own), [&](const Access& access) {
-    return isSourceOf(*result.group, access.source);
-  });
+  std::copy_if(startUp.begin(), startUp.end(), std::back_inserter(own),
+               [&](const Access& access) { return isSourceOf(*result.group, access.source); });
   result.accesses.insert(result.accesses.begin(), own.begin(), own.end());
 }
 
