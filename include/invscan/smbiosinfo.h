@@ -5,9 +5,9 @@
 // The class smbiosinfo and the function SMBIOS_GetSystemInfo() each search on their own and accept
 // different things, as SMBIOSTable (smbios.h) does again; hosts know each for what it finds:
 //
-//   smbiosinfo              EFI, else the first "_SM_" on 16 bytes; both checksums; the first type
-//   1 SMBIOS_GetSystemInfo()  "_DMI_" on 16 bytes with its own checksum; the last type 1
-//   SMBIOSTable             "_DMI_" on any byte, no checksum; the first type 1
+//   smbiosinfo                EFI, else "_SM_" on 16 bytes; both checksums; the first type 1
+//   SMBIOS_GetSystemInfo()    "_DMI_" on 16 bytes with its own checksum; the last type 1
+//   SMBIOSTable               "_DMI_" on any byte, no checksum; the first type 1
 //
 // Firmware memory is bytes from outside: whatever it holds, no search or walk leaves what was read.
 // Nothing here throws or locks. Reading it takes root on the live machine (physmem.h).
