@@ -3,7 +3,12 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include <invscan/invscan.h>
+
+#include "TestMachine.h"
 
 namespace invscan {
 
@@ -44,5 +49,42 @@ inline std::string entryPoint64(unsigned version, unsigned length) {
   return "_SM3_" + zeros(1) + "\x18" + number(version >> 8, 1) + number(version & 0xFF, 1) +
          zeros(3) + number(length, 4) + zeros(8);
 }
+
+constexpr unsigned kTableAddress = 0xE8000;
+
+// Memory with a structure table, and with its anchor behind that place of the BIOS segment.
+inline Answers memoryWith(const std::string& structures, const std::string& anchorBytes,
+                          std::size_t place = 0x5000) {
+  constexpr std::size_t kSegment = 0xF0000 - kTableAddress;
+  std::string memory = structures;
+  memory.resize(kSegment + place);
+  memory += anchorBytes;
+  memory.resize(kSegment + 0x10000);
+  return {.physicalMemory = {{kTableAddress, memory}}};
+}
+
+inline Answers memoryOf(const std::string& structures, unsigned version = 0x203) {
+  return memoryWith(
+      structures, anchor(static_cast<unsigned>(structures.size()), kTableAddress, 0xFFFF, version));
+}
+
+// A machine with these structures in memory and the groups made anew, for the length of a scope.
+class Firmware {
+ public:
+  explicit Firmware(const std::string& structures, const char* sources = "classic",
+                    const std::string& meminfo = "")
+      : machine_(answers(structures, meminfo), sources) {
+    GroupFactory::getInstance()->initialise();
+  }
+
+ private:
+  static Answers answers(const std::string& structures, const std::string& meminfo) {
+    Answers answers = memoryOf(structures + structure(127, ""));
+    answers.files["/proc/meminfo"] = {0, meminfo};
+    return answers;
+  }
+
+  OnMachine machine_;
+};
 
 }  // namespace invscan

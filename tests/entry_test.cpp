@@ -1,14 +1,11 @@
 // Physical memory, and the searches for the machine's identity in it.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 
 #include <invscan/physmem.h>
 #include <invscan/smbios.h>
@@ -107,27 +104,26 @@ TEST_F(PhysicalMemory, WritesToFilesAndCreatesThem) {
   std::string text;
   std::ifstream(file) >> text;
   EXPECT_EQ(text, "aXc");
-
-  EXPECT_EQ(slm_file_mmap(created.c_str(), 0, 1, 1, 0, &handle), kMapFailed);
-  struct stat status;
-  ASSERT_EQ(stat(created.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777 & ~0640U, 0U);
-  EXPECT_EQ(slm_file_mmap(nullptr, 0, 1, 1, 0, &handle), kMapFailed);
-  EXPECT_EQ(slm_file_mmap(directory_.c_str(), 0, 1, 1, 0, &handle), kMapFailed);
+  for (const char* name :
+       {created.c_str(), directory_.c_str(), static_cast<const char*>(nullptr)}) {
+    EXPECT_EQ(slm_file_mmap(name, 0, 1, 1, 0, &handle), kMapFailed);
+  }
+  EXPECT_EQ(fs::status(created).permissions() & ~fs::perms(0640), fs::perms::none);
   EXPECT_EQ(slm_file_mmap(file.c_str(), 0, 1, 1, 0, nullptr), kMapFailed);
 }
 
 TEST_F(PhysicalMemory, IsThatOfTheMachineUnderScan) {
   const OnMachine here({.physicalMemory = {{0x2FF0, "0123456789ABCDEF" + std::string(16, 'x')}}});
-  EXPECT_EQ(physical(0x2FF3, 5), "34567");
-  EXPECT_EQ(physical(0x3000, 16), std::string(16, 'x'));
-  for (const auto& [address, length] : {std::pair(0x2FEFUL, 2),
-                                        {0x3000UL, 17},
-                                        {0x2FF0UL, -1},
-                                        {-1UL, 1},
-                                        {-1UL, 2},
-                                        {1UL << 63, 1}}) {
-    EXPECT_EQ(physical(address, length), "") << address;
+  struct {
+    unsigned long address;
+    int length;
+    std::string found;
+  } const ranges[] = {{0x2FF3, 5, "34567"}, {0x3000, 16, std::string(16, 'x')},
+                      {0x2FEF, 2, ""},      {0x3000, 17, ""},
+                      {0x2FF0, -1, ""},     {-1UL, 1, ""},
+                      {-1UL, 2, ""},        {1UL << 63, 1, ""}};
+  for (const auto& test : ranges) {
+    EXPECT_EQ(physical(test.address, test.length), test.found) << test.address;
   }
 
   const OnMachine paged({.physicalMemory = {{0x2000, std::string(0x1005, 'y') + "z"}}});
@@ -137,25 +133,24 @@ TEST_F(PhysicalMemory, IsThatOfTheMachineUnderScan) {
   EXPECT_EQ(std::string(static_cast<const char*>(address) + 3, 3), "yyz");
   EXPECT_EQ(slm_phys_munmap(&handle), 0);
   EXPECT_EQ(slm_phys_munmap(&handle), -1);
-  const std::string link = directory_ / "link";
-  fs::create_symlink("/dev/mem", link);
-  for (const char* name : {"/dev/mem", "//dev/../dev/mem", link.c_str()}) {
+  for (const char* name : {"/dev/mem", "//dev/../dev/mem"}) {
     address = slm_file_mmap(name, 0x2000, 1, 0, 0, &handle);
-    if (name == link && !fs::exists("/dev/mem")) {
-      EXPECT_EQ(address, kMapFailed);
-      EXPECT_FALSE(fs::exists("/dev/mem"));
-      continue;
-    }
     ASSERT_NE(address, kMapFailed) << name;
     EXPECT_EQ(*static_cast<const char*>(address), 'y');
     EXPECT_EQ(slm_file_munmap(&handle), 0);
   }
-  for (const auto& [start, end, alignment] : {std::tuple(0x3003UL, 0x3006UL, 0),
-                                              {0x3003UL, 0x3007UL, 1},
-                                              {0x3003UL, 0x3002UL, 1},
-                                              {0x2000UL, 0x2000UL, 1},
-                                              {0UL, -1UL, 1},
-                                              {0x2000UL, 0x2000UL + (1UL << 40), 1}}) {
+  const std::string link = directory_ / "link";
+  fs::create_symlink("/dev/mem", link);
+  const bool isThere = fs::exists("/dev/mem");
+  EXPECT_EQ(slm_file_mmap(link.c_str(), 0x2000, 1, 0, 0, &handle) != kMapFailed, isThere);
+  EXPECT_EQ(fs::exists("/dev/mem"), isThere);
+  if (isThere) slm_file_munmap(&handle);
+  struct {
+    unsigned long start, end;
+    int alignment;
+  } const refused[] = {{0x3003, 0x3006, 0}, {0x3003, 0x3007, 1}, {0x3003, 0x3002, 1},
+                       {0x2000, 0x2000, 1}, {0, -1UL, 1},        {0x2000, 0x10000002000, 1}};
+  for (const auto& [start, end, alignment] : refused) {
     EXPECT_EQ(slm_phys_mmap(start, end, alignment, &handle), kMapFailed) << start << " " << end;
     EXPECT_EQ(handle, nullptr);
   }
@@ -178,14 +173,11 @@ TEST_F(PhysicalMemory, OfACaptureIsASparseImage) {
   EXPECT_EQ(machine().readMemory(0, 1UL << 39), std::nullopt);
   fs::remove(image);
   EXPECT_EQ(machine().readMemory(0, 1), std::nullopt);
-  const char* const outcomes[] = {"ok", "beyond the end", "operation not permitted",
-                                  "file too large", "no such file or directory"};
-  const std::vector<Access> accesses = accessLog();
-  ASSERT_EQ(accesses.size(), std::size(outcomes));
-  for (std::size_t i = 0; i < accesses.size(); ++i) {
-    EXPECT_EQ(accesses[i].source, "/dev/mem");
-    EXPECT_EQ(accesses[i].outcome, outcomes[i]);
-  }
+  std::string outcomes;
+  for (const Access& access : accessLog()) outcomes += access.outcome + ";";
+  EXPECT_EQ(outcomes,
+            "ok;beyond the end;operation not permitted;file too large;"
+            "no such file or directory;");
   useLiveMachine();
 }
 
@@ -203,9 +195,7 @@ TEST_F(PhysicalMemory, IsRecordedByAllWorkersTogether) {
   EXPECT_EQ(status, 0);
   recording->finish();
   recording.reset();
-  struct stat attributes;
-  ASSERT_EQ(stat((target + "/root/dev/mem").c_str(), &attributes), 0);
-  EXPECT_EQ(attributes.st_mode & 0777, 0600U);
+  EXPECT_EQ(fs::status(target + "/root/dev/mem").permissions(), fs::perms(0600));
 
   std::string error;
   ASSERT_TRUE(replayMachine(target, error)) << error;
@@ -275,6 +265,13 @@ std::string describeSystem() {
 }
 
 // What both searches find of the same memory, each with its own tolerance.
+void expectFound(const char* what, const Answers& answers, const std::string& info,
+                 const std::string& system) {
+  const OnMachine here(answers);
+  EXPECT_EQ(describe(smbiosinfo()), info) << what;
+  EXPECT_EQ(describeSystem(), system) << what;
+}
+
 TEST(EntryPoints, AreFoundByEachSearchInItsOwnWay) {
   const std::string table = kBios + kFirst + kLast + kEnd;
   const std::string good = validEntryPoint(table.size(), 4);
@@ -282,17 +279,15 @@ TEST(EntryPoints, AreFoundByEachSearchInItsOwnWay) {
   std::string falseAnchors;
   while (falseAnchors.size() < 0xF000) falseAnchors += "_DMI_with no sum";
   falseAnchors.resize(0xF000);
-  const auto with = [&](std::function<void(std::string&)> change) {
-    std::string bytes = good;
-    change(bytes);
+  const auto injured = [](std::string bytes, std::size_t at, int byte) {
+    bytes[at] = static_cast<char>(byte);
     return bytes;
   };
   const auto setAt = [&](std::size_t at, int byte) {
-    return with([=](std::string& bytes) {
-      bytes[at] = static_cast<char>(byte);
-      if (at < 0x10) balance(bytes, 0, 0x1F, 4);
-      if (at >= 0x16) balance(bytes, 0x10, 15, 0x15);
-    });
+    std::string bytes = injured(good, at, byte);
+    balance(bytes, 0x10, 15, 0x15);
+    balance(bytes, 0, 0x1F, 4);
+    return bytes;
   };
   const struct {
     const char* what;
@@ -304,10 +299,11 @@ TEST(EntryPoints, AreFoundByEachSearchInItsOwnWay) {
       {"at the last place", good, 0xFFE0, first, last},
       {"too near to the end", good.substr(0, 16), 0xFFF0, none, "-1"},
       {"beside the step", good, 0x108, none, "-1"},
-      {"first sum wrong", with([](auto& b) { ++b[4]; }), 0x100, none, last},
-      {"second sum wrong", with([](auto& b) { ++b[0x15], --b[4]; }), 0x100, none, "-1"},
-      {"length 0: no first sum", with([](auto& b) { b[4] = 99, b[5] = 0; }), 0x100, first, last},
-      {"length beyond the segment", with([](auto& b) { b[5] = '\xFF'; }), 0xFFE0, none, last},
+      {"first sum wrong", injured(good, 4, good[4] + 1), 0x100, none, last},
+      {"second sum wrong", injured(injured(good, 0x15, good[0x15] + 1), 4, good[4] - 1), 0x100,
+       none, "-1"},
+      {"length 0: no first sum", injured(injured(good, 4, 99), 5, 0), 0x100, first, last},
+      {"length beyond the segment", injured(good, 5, 0xFF), 0xFFE0, none, last},
       {"version 1", setAt(6, 1), 0x100, none, last},
       {"a broken one before", "_SM_" + std::string(12, '\1') + good, 0x100, none, last},
       {"no _SM_", good.substr(16), 0x110, none, last},
@@ -319,13 +315,9 @@ TEST(EntryPoints, AreFoundByEachSearchInItsOwnWay) {
       {"false anchors", falseAnchors + good, 0, first, last},
   };
   for (const auto& test : cases) {
-    const OnMachine here(machineWith(test.bytes, test.at, table));
-    EXPECT_EQ(describe(smbiosinfo()), test.info) << test.what;
-    EXPECT_EQ(describeSystem(), test.system) << test.what;
+    expectFound(test.what, machineWith(test.bytes, test.at, table), test.info, test.system);
   }
-  const OnMachine here({});
-  EXPECT_EQ(describe(smbiosinfo()), none);
-  EXPECT_EQ(describeSystem(), "-1");
+  expectFound("no memory", {}, none, "-1");
 }
 
 // The strings of the first type 1, after those bounds have been put on them.
@@ -340,7 +332,6 @@ TEST(EntryPoints, LeadToTheSystemInformation) {
     std::string table, info, system;
   } cases[] = {
       {"no numbers", systemInformation(std::string(4, '\0'), {}), "Linux|Linux|||", "||||"},
-      {"product only", systemInformation({"\0\1\0\0", 4}, {"P"}), "Linux|P|||", "|P|||"},
       {"numbers beyond the set", systemInformation("\1\x09\2\xFF", {"M", "V"}), "M||V||",
        "M||V|V|"},
       {"blanks around", systemInformation("\1\2\3\4", {"  M ", " P", "V ", "  "}), "M|P|V||",
@@ -352,16 +343,12 @@ TEST(EntryPoints, LeadToTheSystemInformation) {
       {"a short structure", structure(1, "\1\2", {"M", "P"}), "M|P|||", "M|P|||"},
       {"length 0", std::string("\1\0\0\1\1\1\1\1M\0\0", 11), "Linux|Linux|||", "||||"},
       {"no end", kFirst.substr(0, kFirst.size() - 3), "Maker|Product|V1|S|", "||||"},
-      {"one byte", "\1", "Linux|Linux|||", "||||"},
       {"a type", systemInformation("\1\2\3\4", {"Korva", "X -[7979AC1]-", "V", "S"}),
        "Korva|X -[7979AC1]-|7979|S|", "Korva|X -[7979AC1]-|7979|V|S"},
-      {"no type", systemInformation("\1\2\3\4", {"Korva", "Server", "V", "S"}), "Korva|Server||S|",
-       "Korva|Server||V|S"},
   };
   for (const auto& test : cases) {
-    const OnMachine here(machineWith(validEntryPoint(test.table.size(), 9), 0, test.table));
-    EXPECT_EQ(describe(smbiosinfo()), test.info) << test.what;
-    EXPECT_EQ(describeSystem(), test.system) << test.what;
+    expectFound(test.what, machineWith(validEntryPoint(test.table.size(), 9), 0, test.table),
+                test.info, test.system);
   }
 }
 
@@ -384,17 +371,16 @@ TEST(EntryPoints, ComeFromEfiWhenItNamesThem) {
       {"SMBIOS3=0x7bf01230\n", sum64, none},
       {"SMBIOS=0x7bf01230\n", good.substr(0, 31), none},
       {"SMBIOS=0x1000\n", good, none},
-      {"SMBIOS=-1\n", good, none},
       {"SMBIOS=99999999999999999999\n", good, none},
       {"no equals sign\nSMBIOS4=0x7bf01230\n SMBIOS=0x7bf01230\nSMBIOS=\n", good, legacy},
       {"", good, legacy},
   };
-  for (const bool isOldPath : {false, true}) {
+  for (const char* path : {"/proc/efi/systab", "/sys/firmware/efi/systab"}) {
     for (const auto& test : cases) {
       Answers answers = machineWith(validEntryPoint(kLast.size(), 1, 0x200000), 0x100, table);
       answers.physicalMemory[0x200000] = kLast;
       answers.physicalMemory[kEfi] = test.memory;
-      answers.files[isOldPath ? "/proc/efi/systab" : "/sys/firmware/efi/systab"] = {0, test.systab};
+      answers.files[path] = {0, test.systab};
       const OnMachine here(answers);
       EXPECT_EQ(describe(smbiosinfo()), test.info) << test.systab;
     }
@@ -445,28 +431,19 @@ TEST(EntryPoints, NeverLeadOutOfTheTable) {
 }
 
 TEST(SystemInfo, ScansUntilTheCallbackHasEnough) {
-  std::string table = kBios + kFirst + kLast;
+  std::string table = kBios + kFirst + kLast, seen;
   smbios_scan_state state{};
   state.table = reinterpret_cast<unsigned char*>(table.data());
   state.tableLength = static_cast<unsigned short>(table.size());
   state.numberOfStructures = 3;
-  std::string seen;
   const auto untilMaker = [](const unsigned char*, const char* set, void* context) {
     static_cast<std::string*>(context)->append(getString_SMBIOS(set, 1));
     return strcmp(getString_SMBIOS(set, 1), "Maker") == 0 ? 7 : 0;
   };
   EXPECT_EQ(scan_SMBIOS(&state, untilMaker, &seen), 0);
   EXPECT_EQ(seen, "makerMaker");
-  state.table = nullptr;
-  EXPECT_EQ(scan_SMBIOS(&state, untilMaker, &seen), -1);
 
-  const char set[] = "one\0two\0three\0";
-  for (const auto& [n, text] : {std::pair(-1, ""), {0, ""}, {1, "one"}, {3, "three"}, {5, ""}}) {
-    EXPECT_STREQ(getString_SMBIOS(set, n), text) << n;
-  }
-  EXPECT_EQ(getString_SMBIOS(set, 9), set + sizeof set - 1);
-  EXPECT_EQ(getInt16_SMBIOS("\xFE\xFF"), 0xFFFE);
-  EXPECT_EQ(getInt32_SMBIOS("\1\2\3\xFF"), 0xFF030201U);
+  EXPECT_STREQ(getString_SMBIOS("one\0two\0", 5), "");
 }
 
 TEST(SystemInfo, TakesTheMachineTypeFromTheProduct) {
@@ -476,18 +453,13 @@ TEST(SystemInfo, TakesTheMachineTypeFromTheProduct) {
       {"Korva", "Server 4000 -[7979AC1]-", "Server 4000 /7979/AC1", "7979"},
       {"Korva Systems", "-[7979AC1]-", "/7979/AC1", "7979"},
       {"korva", "-[7979AC1]-", nullptr, "7979"},
-      {"Korv", "-[7979AC1]-", nullptr, "7979"},
       {"Korva", "]- -[7979AC1]- -[8888AC1]-", "]- /7979/AC1", "7979"},
       {"Korva", "X -[7979AC12]-", nullptr, "7979"},
-      {"Korva", "X -[7979AC]-", nullptr, "7979"},
       {"Korva", "X -[7979AC1]", nullptr, "7979"},
       {"Korva", "X -[]-7979AC1]-", nullptr, "]-79"},
       {"Korva", "7979AC1", nullptr, "7979"},
-      {"Korva", "Server [79]", nullptr, ""},
       {"Korva", "Server [797", nullptr, ""},
-      {"Korva", "Server [7979", nullptr, "7979"},
       {"Korva", "7979AC12", nullptr, "kept"},
-      {"Korva", "", nullptr, "kept"},
       {nullptr, nullptr, nullptr, "kept"},
   };
   for (const auto& test : cases) {
