@@ -94,7 +94,7 @@ std::unique_ptr<KelTable> makeTable(int rows, const std::string& text = "text") 
 }
 
 void sendRows(int descriptor, int rows, const std::string& text = "text") {
-  sendAnswer(descriptor, makeTable(rows, text).get(), {});
+  sendAnswer(descriptor, encodePayload(makeTable(rows, text).get(), {}));
 }
 
 void sendBytes(int descriptor, const std::string& bytes) {
@@ -130,7 +130,8 @@ TEST(WorkerPoolTest, NoWorkerSpoilsAnother) {
   } cases[] = {
       {"rows", [](int answer) { sendRows(answer, 2); }, Status::Ok, 2, ""},
       {"no rows", [](int answer) { sendRows(answer, 0); }, Status::Ok, 0, ""},
-      {"no table", [](int answer) { sendAnswer(answer, nullptr, {}); }, Status::Absent, 0, ""},
+      {"no table", [](int answer) { sendAnswer(answer, encodePayload(nullptr, {})); },
+       Status::Absent, 0, ""},
       {"hangs", [](int) { hang(); }, Status::Timeout, 0, "no answer within 0.5 s"},
       {"answers, then hangs", [](int answer) { sendRows(answer, 1), hang(); }, Status::Ok, 1, ""},
       {"closes its pipe, then hangs", [](int answer) { close(answer), hang(); }, Status::Timeout, 0,
@@ -274,7 +275,9 @@ TEST(WorkerPoolTest, AWorkerThatCannotStartIsACrash) {
     closefrom(3);
     const rlimit few = {7, 7};
     setrlimit(RLIMIT_NOFILE, &few);
-    const auto work = [](int answer) { usleep(100'000), sendAnswer(answer, nullptr, {}); };
+    const auto work = [](int answer) {
+      usleep(100'000), sendAnswer(answer, encodePayload(nullptr, {}));
+    };
     const auto results = run({work, work}, optionsOf(30, 2));
     const bool isAsExpected = results[0].status == Status::Absent &&
                               results[1].status == Status::Crash &&
@@ -308,8 +311,8 @@ TEST(WireTest, RecordsArriveByteForByte) {
   table.addRow(new KelTableRow);
   const std::vector<Access> accesses = {{"/proc/meminfo", "ok", 0.5}, {"uname", "", 0}};
 
-  const auto results =
-      run({[&](int answer) { sendAnswer(answer, &table, accesses); }}, optionsOf(30, 1));
+  const auto results = run(
+      {[&](int answer) { sendAnswer(answer, encodePayload(&table, accesses)); }}, optionsOf(30, 1));
 
   ASSERT_EQ(results[0].status, Status::Ok) << results[0].trouble;
   ASSERT_EQ(results[0].rows.size(), 2u);

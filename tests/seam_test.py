@@ -56,7 +56,7 @@ DIRECTIONS = [
     ("", INTERNAL, "internal headers stand in quotes"),
     ("base/", r'"(?!base/)', "the platform layer's base stands on itself alone"),
     ("log/", r'"(?!log/|base/)', "the log stands on the base alone"),
-    ("invscan/", r'"agent/|<CLI/', "the library knows nothing of the agent"),
+    ("invscan/", r'"agent/', "the library knows nothing of the agent"),
     (SEAM, r'"invscan/(com|linux|SMBIOS)/', "the seam knows nothing of those who ask it"),
     ("agent/", r'"(?!agent/|base/Descriptor\.h)', "the agent is a host: public headers only"),
 ]

@@ -1,9 +1,13 @@
 #include "agent/Options.h"
 
-#include <algorithm>
-#include <map>
+#include <getopt.h>
 
-#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <iterator>
+#include <set>
+#include <system_error>
 
 #include "agent/Commands.h"
 #include "agent/Failure.h"
@@ -14,137 +18,172 @@
 namespace invscan::agent {
 namespace {
 
-constexpr double kShortestTimeout = 0.001;
-constexpr double kLongestTimeout = 86400;
-constexpr int kMostJobs = 1024;
-
-const std::map<std::string, CcLogWrapper::Level> kTraceLevels = {
-    {"min", CcLogWrapper::kMin}, {"mid", CcLogWrapper::kMid}, {"max", CcLogWrapper::kMax}};
-
-std::string commandHelp() {
-  Columns columns;
-  for (const Command& command : commands()) {
-    columns.add({std::string(command.name) + " " + command.arguments, command.summary});
-  }
-  return "Commands:\n" + columns.text("  ") +
-         "\nExit status: 0 every group answered, 1 a group timed out or crashed, 2 wrong usage or "
-         "unreadable input.";
-}
-
-// A validator that says in plain words what is accepted.
-template <class Number>
-CLI::Validator between(Number least, Number most, const char* range) {
-  return CLI::Validator(
-      [=](std::string& text) {
-        Number number{};
-        const bool isNumber = CLI::detail::lexical_cast(text, number);
-        return isNumber && number >= least && number <= most
-                   ? std::string()
-                   : "\"" + text + "\" is not a number from " + range;
-      },
-      "");
-}
-
-CLI::Validator notEmpty() {
-  return CLI::Validator(
-      [](std::string& text) {
-        return text.empty() ? std::string("the name is empty") : std::string();
-      },
-      "");
-}
-
-class HelpFormatter : public CLI::Formatter {
- public:
-  std::string make_usage(const CLI::App*, std::string) const override {
-    return "Usage: invscan [COMMAND] [ARGUMENT...] [OPTION...]\n";
-  }
-};
-
-class CommandLine {
- public:
-  explicit CommandLine(Options& options) : options_(options) {
-    app_.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    app_.allow_extras();
-    app_.formatter(std::make_shared<HelpFormatter>());
-    app_.footer(commandHelp());
-    app_.get_formatter()->column_width(24);
-    app_.set_version_flag("--version", std::string("invscan ") + kVersion, "Print the version");
-    app_.set_help_flag("-h,--help", "Print this help");
-    addOptions();
-  }
-
-  void parse(int argc, char** argv) { app_.parse(argc, argv); }
-
-  std::string help() const { return app_.help(); }
-  std::vector<std::string> words() const { return words_; }
-  bool has(const char* option) const { return app_.count(option) > 0; }
-
-  // What looks like an option and is none, with the name that may have been meant; or nothing.
-  std::string unknownOption() const {
-    const auto unknown = app_.remaining();
-    if (unknown.empty()) return "";
-    const std::string word = unknown.front().substr(0, unknown.front().find('='));
-    std::vector<std::string> names;
-    for (const CLI::Option* option : app_.get_options()) names.push_back(option->get_name());
-    std::vector<const char*> candidates;
-    for (const std::string& name : names) {
-      if (name.starts_with("--")) candidates.push_back(name.c_str());
-    }
-    return "no option \"" + word + "\"" + suggestion(word, candidates);
-  }
-
- private:
-  void addOptions() {
-    // The words hide from the help: the usage lines show them.
-    app_.add_option("words", words_)
-        ->group("")
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    addName("--format", options_.format,
-            "How to write: text, json, jsonl, csv (describe: text, json, markdown, schema)",
-            "NAME");
-    addName("--output", options_.output, "Write to a file, which appears whole or not at all",
-            "FILE");
-    app_.add_option("--timeout", options_.timeoutSeconds,
-                    "Time limit of each group in seconds (30)")
-        ->type_name("S")
-        ->check(between(kShortestTimeout, kLongestTimeout, "0.001 to 86400 seconds"));
-    app_.add_option("--jobs", options_.jobs, "Groups to scan at a time (the processors)")
-        ->type_name("N")
-        ->check(between(1, kMostJobs, "1 to 1024"));
-    addName("--machine", options_.machine, "Scan a capture in place of this machine", "DIR");
-    app_.add_flag("--classic", options_.classic,
-                  "Read the classic sources rather than the kernel's own");
-    app_.add_flag("--redact", options_.redact,
-                  "Replace serial numbers, addresses and names by tokens");
-    addName("--dump", options_.dump, "smbios: write the table to a new file in place of printing",
-            "FILE");
-    addName("--read", options_.read, "smbios: take the table from a text or binary dump", "FILE");
-    app_.add_flag("--force", options_.force, "smbios: let --dump replace a file");
-    addName("--config", options_.config, "Configuration file (/etc/invscan/invscan.conf)", "FILE");
-    app_.add_option("--trace", options_.trace, "Trace to standard error: min, mid, max")
-        ->type_name("LEVEL")
-        ->transform(CLI::Validator(traceLevel, ""));
-    addName("--trace-file", options_.traceFile, "Append the trace to a file", "FILE");
-  }
-
-  void addName(const char* name, std::string& value, const char* description, const char* type) {
-    app_.add_option(name, value, description)->type_name(type)->check(notEmpty());
-  }
-
-  static std::string traceLevel(std::string& text) {
-    const auto level = kTraceLevels.find(text);
-    if (level == kTraceLevels.end()) return "\"" + text + "\" is none of min, mid, max";
-    text = std::to_string(static_cast<int>(level->second));
-    return "";
-  }
-
-  Options& options_;
-  std::vector<std::string> words_;
-  CLI::App app_;
-};
-
 [[noreturn]] void failUsage(const std::string& problem) {
   throw Failure(problem + "  (\"invscan --help\" tells more)");
+}
+
+// What an option was given; null for one that takes nothing.
+struct Value {
+  const char* option;
+  const char* text;
+};
+
+[[noreturn]] void failValue(const Value& value, const std::string& problem) {
+  failUsage(std::string("--") + value.option + ": " + problem);
+}
+
+std::string named(const Value& value) {
+  if (!*value.text) failValue(value, "the name is empty");
+  return value.text;
+}
+
+// A number within limits, which are also told in words.
+template <class Number>
+Number numberIn(const Value& value, Number least, Number most, const char* limits) {
+  Number number{};
+  const char* end = value.text + std::strlen(value.text);
+  const auto [rest, error] = std::from_chars(value.text, end, number);
+  if (error == std::errc() && rest == end && number >= least && number <= most) return number;
+  failValue(value, "\"" + std::string(value.text) + "\" is not a number from " + limits);
+}
+
+CcLogWrapper::Level traceLevel(const Value& value) {
+  const std::string level = value.text;
+  if (level == "min") return CcLogWrapper::kMin;
+  if (level == "mid") return CcLogWrapper::kMid;
+  if (level == "max") return CcLogWrapper::kMax;
+  failValue(value, "\"" + level + "\" is none of min, mid, max");
+}
+
+// What it does when it is met, and for which commands it has a meaning.
+struct Option {
+  const char* name;
+  const char* value;  // what the help calls it; null: the option has none
+  const char* help;
+  void (*take)(Options& options, const Value& value);
+  bool (*applies)(const Command& command);
+};
+
+constexpr auto kAlways = [](const Command&) { return true; };
+constexpr auto kScans = [](const Command& command) { return command.scans; };
+constexpr auto kReadsDumps = [](const Command& command) { return command.readsDumps; };
+
+const Option kOptions[] = {
+    {"format", "NAME",
+     "How to write: text, json, jsonl, csv (describe: text, json, markdown, schema)",
+     [](Options& options, const Value& value) { options.format = named(value); },
+     [](const Command& command) { return !command.formats.empty(); }},
+    {"output", "FILE", "Write to a file, which appears whole or not at all",
+     [](Options& options, const Value& value) { options.output = named(value); }, kAlways},
+    {"timeout", "S", "Time limit of each group in seconds (30)",
+     [](Options& options, const Value& value) {
+       options.timeoutSeconds = numberIn(value, 0.001, 86400.0, "0.001 to 86400 seconds");
+     },
+     kScans},
+    {"jobs", "N", "Groups to scan at a time (the processors)",
+     [](Options& options, const Value& value) {
+       options.jobs = numberIn(value, 1, 1024, "1 to 1024");
+     },
+     kScans},
+    {"machine", "DIR", "Scan a capture in place of this machine",
+     [](Options& options, const Value& value) { options.machine = named(value); }, kAlways},
+    {"classic", nullptr, "Read the classic sources rather than the kernel's own",
+     [](Options& options, const Value&) { options.classic = true; }, kAlways},
+    {"redact", nullptr, "Replace serial numbers, addresses and names by tokens",
+     [](Options& options, const Value&) { options.redact = true; },
+     [](const Command& command) { return command.redacts; }},
+    {"dump", "FILE", "smbios: write the table to a new file in place of printing",
+     [](Options& options, const Value& value) { options.dump = named(value); }, kReadsDumps},
+    {"read", "FILE", "smbios: take the table from a text or binary dump",
+     [](Options& options, const Value& value) { options.read = named(value); }, kReadsDumps},
+    {"force", nullptr, "smbios: let --dump replace a file",
+     [](Options& options, const Value&) { options.force = true; }, kReadsDumps},
+    {"config", "FILE", "Configuration file (/etc/invscan/invscan.conf)",
+     [](Options& options, const Value& value) { options.config = named(value); }, kAlways},
+    {"trace", "LEVEL", "Trace to standard error: min, mid, max",
+     [](Options& options, const Value& value) { options.trace = traceLevel(value); }, kAlways},
+    {"trace-file", "FILE", "Append the trace to a file",
+     [](Options& options, const Value& value) { options.traceFile = named(value); }, kAlways},
+    {"help", nullptr, "Print this help", nullptr, kAlways},
+    {"version", nullptr, "Print the version", nullptr, kAlways},
+};
+
+std::string spelt(const Option& option) {
+  return std::string("--") + option.name;
+}
+
+std::string help() {
+  Columns options;
+  for (const Option& option : kOptions) {
+    options.add(
+        {spelt(option) + (option.value ? " " + std::string(option.value) : ""), option.help});
+  }
+  Columns all;
+  for (const Command& command : commands()) {
+    all.add({std::string(command.name) + " " + command.arguments, command.summary});
+  }
+  return "Usage: invscan [COMMAND] [ARGUMENT...] [OPTION...]\n\nCommands:\n" + all.text("  ") +
+         "\nOptions:\n" + options.text("  ") +
+         "\nExit status: 0 every group answered, 1 a group timed out or crashed, 2 wrong usage or "
+         "unreadable input.\n";
+}
+
+[[noreturn]] void failUnknown(std::string word) {
+  word.resize(std::min(word.find('='), word.size()));
+  std::vector<std::string> names;
+  for (const Option& option : kOptions) names.push_back(spelt(option));
+  std::vector<const char*> candidates;
+  for (const std::string& name : names) candidates.push_back(name.c_str());
+  failUsage("no option \"" + word + "\"" + suggestion(word, candidates));
+}
+
+// The words of a command line, and which options were met.
+struct Line {
+  std::vector<std::string> words;
+  std::set<const Option*> met;
+
+  bool has(const char* name) const {
+    return std::any_of(met.begin(), met.end(),
+                       [name](const Option* option) { return option->name == std::string(name); });
+  }
+};
+
+Line readLine(int argc, char** argv, Options& options) {
+  // An option is known by its place in the table, beyond all characters.
+  constexpr int kFirst = 1 << 8;
+  constexpr int kWord = 1;
+  std::vector<option> known;
+  for (const Option& each : kOptions) {
+    const int place = static_cast<int>(&each - kOptions);
+    known.push_back(
+        {each.name, each.value ? required_argument : no_argument, nullptr, kFirst + place});
+  }
+  known.push_back({});
+
+  Line line;
+  opterr = 0;
+  for (int found; (found = getopt_long(argc, argv, "-:h", known.data(), nullptr)) != -1;) {
+    const bool isWrong = found == '?' || found == ':';
+    const int place = (isWrong ? optopt : found) - kFirst;
+    if (found == kWord) {
+      line.words.emplace_back(optarg);
+    } else if (found == 'h') {
+      line.met.insert(
+          std::find_if(std::begin(kOptions), std::end(kOptions),
+                       [](const Option& each) { return each.name == std::string("help"); }));
+    } else if (place < 0) {
+      failUnknown(optopt != 0 ? std::string{'-', static_cast<char>(optopt)} : argv[optind - 1]);
+    } else if (isWrong) {
+      const Option& each = kOptions[place];
+      failUsage(spelt(each) + (found == ':' ? " needs a value" : " takes no value"));
+    } else {
+      const Option& each = kOptions[place];
+      line.met.insert(&each);
+      if (each.take) each.take(options, {each.name, optarg});
+    }
+  }
+  line.words.insert(line.words.end(), argv + optind, argv + argc);
+  return line;
 }
 
 // Takes the command off the words; without one it is the first of the table, and a single wrong
@@ -156,7 +195,10 @@ const Command* takeCommand(std::vector<std::string>& words) {
     return command;
   }
   std::vector<const char*> names;
-  for (const kelGroupDef* group : allGroups()) names.push_back(group->name);
+  for (const kelGroupDef* group : allGroups()) {
+    if (sameIgnoringCase(words.front(), group->name)) return &commands().front();
+    names.push_back(group->name);
+  }
   for (const Command& command : commands()) names.push_back(command.name);
   const char* meant = nearest(words.front(), names);
   if (meant && findCommand(meant)) {
@@ -187,45 +229,25 @@ void checkFormat(const Options& options) {
             joined({allowed.begin(), allowed.end()}, ", "));
 }
 
-void checkApplicability(const Options& options, const CommandLine& line) {
-  const Command& command = *options.command;
-  const struct {
-    const char* option;
-    bool applies;
-  } limits[] = {{"--format", !command.formats.empty()},
-                {"--timeout", command.scans},
-                {"--jobs", command.scans},
-                {"--redact", command.redacts},
-                {"--dump", command.readsDumps},
-                {"--read", command.readsDumps},
-                {"--force", command.readsDumps}};
-  for (const auto& [option, applies] : limits) {
-    if (line.has(option) && !applies) {
-      failUsage(std::string(option) + " has no meaning for \"" + command.name + "\"");
+void checkApplicability(const Options& options, const Line& line) {
+  for (const Option* option : line.met) {
+    if (!option->applies(*options.command)) {
+      failUsage(spelt(*option) + " has no meaning for \"" + options.command->name + "\"");
     }
   }
-  if (line.has("--format")) checkFormat(options);
-  if (line.has("--trace-file") && !line.has("--trace")) failUsage("--trace-file needs --trace");
+  if (line.has("format")) checkFormat(options);
+  if (line.has("trace-file") && !line.has("trace")) failUsage("--trace-file needs --trace");
 }
 
 }  // namespace
 
 Options parseOptions(int argc, char** argv, std::string& information) {
   Options options;
-  CommandLine line(options);
-  try {
-    line.parse(argc, argv);
-  } catch (const CLI::CallForHelp&) {
-    information = line.help();
-    return options;
-  } catch (const CLI::CallForVersion& version) {
-    information = std::string(version.what()) + "\n";
-    return options;
-  } catch (const CLI::ParseError& error) {
-    failUsage(error.what());
-  }
-  if (const std::string unknown = line.unknownOption(); !unknown.empty()) failUsage(unknown);
-  options.words = line.words();
+  Line line = readLine(argc, argv, options);
+  if (line.has("help")) information = help();
+  if (line.has("version")) information = std::string("invscan ") + kVersion + "\n";
+  if (!information.empty()) return options;
+  options.words = std::move(line.words);
   options.command = takeCommand(options.words);
   checkWords(options);
   checkApplicability(options, line);

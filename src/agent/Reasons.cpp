@@ -50,17 +50,30 @@ void addOnce(std::vector<std::string>& texts, const std::string& text) {
   if (std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
 }
 
-}  // namespace
-
-bool isSourceOf(const kelGroupDef& group, const std::string& source) {
+// What the group's attributes come from, as the access log names it or as patterns of that.
+std::vector<std::string> sourcesOf(const kelGroupDef& group) {
+  std::vector<std::string> sources;
   for (const kelAttribDef* attribute : attributesOf(group)) {
     const AttributeTraits* traits = attributeTraits(group.id, attribute->id);
     if (!traits) continue;
-    for (const std::string& pattern : split(traits->sources, "; ")) {
-      if (fits(pattern, source)) return true;
-    }
+    for (const std::string& source : split(traits->sources, "; ")) addOnce(sources, source);
   }
-  return false;
+  return sources;
+}
+
+}  // namespace
+
+bool isSourceOf(const kelGroupDef& group, const std::string& source) {
+  const auto patterns = sourcesOf(group);
+  return std::any_of(patterns.begin(), patterns.end(),
+                     [&](const std::string& pattern) { return fits(pattern, source); });
+}
+
+bool asksOnly(const kelGroupDef& group, const std::vector<std::string>& sources) {
+  const auto asked = sourcesOf(group);
+  return std::all_of(asked.begin(), asked.end(), [&](const std::string& source) {
+    return std::find(sources.begin(), sources.end(), source) != sources.end();
+  });
 }
 
 bool hasCollector(const kelGroupDef& group) {

@@ -13,6 +13,9 @@ namespace invscan::agent {
 // Whether an attribute of the group can come from what the access log calls by that name.
 bool isSourceOf(const kelGroupDef& group, const std::string& source);
 
+// Whether no attribute of the group comes from anything but these.
+bool asksOnly(const kelGroupDef& group, const std::vector<std::string>& sources);
+
 // Whether this version collects the group at all.
 bool hasCollector(const kelGroupDef& group);
 

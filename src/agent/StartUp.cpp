@@ -32,7 +32,7 @@ std::string homeDirectory() {
   return prefix + "/lib/invscan";
 }
 
-// Neither the caller's PATH nor a dead name server matters to a scan.
+// Neither the caller's PATH nor a dead name server matters to a scan of this machine.
 void setEnvironment() {
   setenv("PATH", kSystemPath, 1);
   setenv("RES_OPTIONS", "timeout:1 attempts:1", 0);
@@ -87,7 +87,7 @@ void openStandardStreams() {
 }
 
 void setUp(const Options& options) {
-  setEnvironment();
+  if (options.machine.empty()) setEnvironment();  // a replay starts nothing
   setTrace(options);
   setStore(options);
   setMachine(options);

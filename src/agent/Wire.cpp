@@ -147,19 +147,23 @@ Access readAccess(Reader& reader) {
 
 }  // namespace
 
-bool sendAnswer(int descriptor, KelTable* table, const std::vector<Access>& accesses) {
-  std::string answer(kAnswerHeaderSize, '\0');
-  append(answer, table ? kTable : kNoTable);
-  if (table) append(answer, *table);
-  append(answer, accesses.size());
+std::string encodePayload(KelTable* table, const std::vector<Access>& accesses) {
+  std::string payload;
+  append(payload, table ? kTable : kNoTable);
+  if (table) append(payload, *table);
+  append(payload, accesses.size());
   for (const Access& access : accesses) {
-    append(answer, access.source);
-    append(answer, access.outcome);
-    append(answer, access.milliseconds);
+    append(payload, access.source);
+    append(payload, access.outcome);
+    append(payload, access.milliseconds);
   }
-  const unsigned long payloadSize = answer.size() - kAnswerHeaderSize;
-  std::memcpy(answer.data(), &payloadSize, kAnswerHeaderSize);
-  return writeAll(descriptor, answer);
+  return payload;
+}
+
+bool sendAnswer(int descriptor, const std::string& payload) {
+  std::string answer;
+  append(answer, payload.size());
+  return writeAll(descriptor, answer + payload);
 }
 
 Reception receptionOf(std::string_view bytes) {

@@ -10,6 +10,7 @@
 // The agent trusts no word of it.
 #pragma once
 
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -24,8 +25,11 @@ namespace invscan::agent {
 inline constexpr std::size_t kAnswerHeaderSize = sizeof(unsigned long);
 inline constexpr std::size_t kPayloadLimit = 256 << 20;
 
-// Writes an answer; a null table means that the machine has none. Returns whether all was written.
-bool sendAnswer(int descriptor, KelTable* table, const std::vector<Access>& accesses);
+// The payload of an answer; a null table means that the machine has none.
+std::string encodePayload(KelTable* table, const std::vector<Access>& accesses);
+
+// Writes an answer. Returns whether all was written.
+bool sendAnswer(int descriptor, const std::string& payload);
 
 enum class Reception { Partial, Complete, TooLarge };
 

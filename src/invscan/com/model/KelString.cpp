@@ -1,5 +1,6 @@
 #include <invscan/table.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -12,9 +13,17 @@ constexpr unsigned long kCharacterSize = sizeof(wchar_t);
 constexpr unsigned long kCountSize = sizeof(KelString::count);
 constexpr int kFirstYear = 1900;
 
-// How many characters were converted, without terminator; 0 for an invalid text.
+// How many characters were converted, without terminator; 0 for an invalid text. ASCII is the same
+// in every locale, and most texts are nothing else.
 unsigned long convert(const char* text, wchar_t* destination, unsigned long limit) {
   if (!text) return 0;
+  const std::size_t length = strnlen(text, limit);
+  const char* end = text + length;
+  const auto isAscii = [](char letter) { return static_cast<unsigned char>(letter) < 0x80; };
+  if (std::all_of(text, end, isAscii)) {
+    std::copy(text, end, destination);
+    return length;
+  }
   const std::size_t converted = std::mbstowcs(destination, text, limit);
   return converted == static_cast<std::size_t>(-1) ? 0 : converted;
 }

@@ -1,5 +1,6 @@
 #include <invscan/print.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstddef>
 #include <cstdio>
@@ -8,6 +9,8 @@
 #include <iterator>
 #include <limits>
 #include <memory>
+#include <string>
+#include <string_view>
 
 namespace {
 
@@ -123,7 +126,14 @@ void PrintKelAttribValue(const kelAttribValue* record) {
 void PrintKelStringToFile(FILE* stream, const KelString* string) {
   if (string->count < 1 || string->text[0] == L'\0') return;
   const std::unique_ptr<wchar_t[]> escaped(dmtf_escape(const_cast<wchar_t*>(string->text)));
-  std::fprintf(stream, "%ls", escaped.get());
+  const std::wstring_view text(escaped.get());
+  const bool isAscii =
+      std::all_of(text.begin(), text.end(), [](wchar_t letter) { return letter < 0x80; });
+  if (isAscii) {  // the same in every locale
+    std::fputs(std::string(text.begin(), text.end()).c_str(), stream);
+  } else {
+    std::fprintf(stream, "%ls", escaped.get());
+  }
 }
 
 void PrintOctetStringToFile(FILE* stream, const unsigned char* bytes, unsigned long count) {
