@@ -225,6 +225,8 @@ class INVSCAN_EXPORT SMBIOSTable4Data : public SMBIOSTextData {
   char* getSocket() const { return text(4); }
   unsigned char getType() const { return byte(5); }  // 3 is a central processor
   unsigned char getFamily() const { return byte(6); }
+  // The field of 16 bits where the byte says that it stands there.
+  unsigned int getWholeFamily() const { return getFamily() == 0xFE ? word(40) : getFamily(); }
   char* getManufacturer() const { return text(7); }
   unsigned int getEAX() const { return dword(8); }  // of the CPUID signature
   unsigned int getCPUIDStepping() const { return getEAX() & 0xF; }

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "agent/ProcessorNames.h"
 #include "agent/SmbiosNames.h"
 #include "agent/Text.h"
 
@@ -88,7 +89,7 @@ template <auto& names>
 std::string nameOf(unsigned value) {
   const auto* found = std::find_if(std::begin(names), std::end(names),
                                    [&](const CodeName& name) { return name.code == value; });
-  return found == std::end(names) ? code(value, 1) : found->name;
+  return found == std::end(names) ? code(value, value > 0xFF ? 2 : 1) : found->name;
 }
 
 template <auto get, auto& names, class Record>
@@ -201,7 +202,7 @@ constexpr Field<Processor> kProcessorFields[] = {
     {"Socket", text<&Processor::getSocket>},
     {"Populated", yesOrNo<&Processor::isPopulated>},
     {"Type", named<&Processor::getType, kProcessorTypes>},
-    {"Family code", bits<&Processor::getFamily>},
+    {"Family", named<&Processor::getWholeFamily, kProcessorFamilies>},
     {"Manufacturer", text<&Processor::getManufacturer>},
     {"Version", text<&Processor::getVersion>},
     {"Signature", signature},
@@ -212,7 +213,7 @@ constexpr Field<Processor> kProcessorFields[] = {
     {"Maximum speed", measure<&Processor::getMaxSpeed, kMegahertz>},
     {"Current speed", measure<&Processor::getCurrentSpeed, kMegahertz>},
     {"Status", bits<&Processor::getStatus>},
-    {"Upgrade code", bits<&Processor::getUpgrade>},
+    {"Upgrade", named<&Processor::getUpgrade, kProcessorUpgrades>},
     {"Serial number", text<&Processor::getSerialNumber>},
     {"Asset tag", text<&Processor::getAssetTag>},
 };
