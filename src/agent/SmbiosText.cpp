@@ -441,18 +441,22 @@ std::string copied(const std::string& title, int type, const SMBIOSTable& table,
   return text;
 }
 
-std::string others(const std::vector<Structure>& structures) {
-  constexpr int kShown[] = {0, 1, 2, 3, 4, 5, 6, 8, 9, 10, 11, 16, 17, 22, 24};
-  std::map<int, std::size_t> counts;
-  for (const Structure& structure : structures) {
-    const auto shown = std::find(std::begin(kShown), std::end(kShown), structure.type);
-    if (shown == std::end(kShown)) ++counts[structure.type];
-  }
+// What the blocks do not show: other types, and structures beyond the number that a table keeps.
+std::string others(const SMBIOSTable& table, const std::vector<Structure>& structures) {
+  constexpr int kShown[] = {0, 1, 2, 3, 5, 11, 16, 22, 24};
+  const std::map<int, int> kept = {{4, table.getTable4Total()},   {6, table.getTable6Total()},
+                                   {8, table.getTable8Total()},   {9, table.getTable9Total()},
+                                   {10, table.getTable10Total()}, {17, table.getTable17Total()}};
+  std::map<int, int> counts;
+  for (const Structure& structure : structures) ++counts[structure.type];
+  for (const int type : kShown) counts.erase(type);
+  for (const auto& [type, count] : kept) counts[type] -= count;
   std::vector<std::string> types;
   for (const auto& [type, count] : counts) {
+    if (count <= 0) continue;
     types.push_back(std::to_string(type) + (count > 1 ? " x " + std::to_string(count) : ""));
   }
-  return types.empty() ? "" : "\nStructures of other types: " + joined(types, ", ") + "\n";
+  return types.empty() ? "" : "\nFurther structures, by type: " + joined(types, ", ") + "\n";
 }
 
 }  // namespace
@@ -478,7 +482,8 @@ std::string describeTable(const SMBIOSTable& table) {
          all("Memory Device", table.getTable17Total(), at(&Table::getTable17), kDeviceFields) +
          one("Hardware Security", table.getTable24(), kSecurityFields) +
          copied<Battery>("Portable Battery", 22, table, structures, kBatteryFields) +
-         copied<OemTexts>("OEM Strings", 11, table, structures, kOemFields) + others(structures);
+         copied<OemTexts>("OEM Strings", 11, table, structures, kOemFields) +
+         others(table, structures);
 }
 
 }  // namespace invscan::agent
