@@ -1,0 +1,111 @@
+// The variable tree: named nodes that hold named, typed values. Helper programs answer with one, in
+// a text form of a line per value:
+//
+//   (ProcessorTable
+//      ActivePackageCount:i=1
+//      (Processor
+//         Family:s=Xeon
+//      )
+//   )
+//
+// Nothing is escaped: names and strings hold no line ends, names neither ":" nor "=". Indentation
+// has no meaning, and a line that begins with ";" is a comment.
+//
+// Names need not be unique among the children or the values of a node; order counts, and look-ups
+// take the first match, or the n-th where they are told. A tree is built by one thread; afterwards
+// any number of threads may look things up. Trees and all they hold live to the end of the process.
+#pragma once
+
+#include <invscan/export.h>
+
+struct VtExecInfo;
+
+// The kind of a value, with its letter in the text form.
+enum : int {
+  kVtInteger = 0,     // i, a signed number of 32 bits
+  kVtString = 1,      // s
+  kVtDouble = 2,      // f, with six decimals
+  kVtWideString = 3,  // u, hexadecimal digits of its UTF-8 form behind a count
+  kVtData = 4,        // d, hexadecimal digits behind the number of bytes
+};
+
+// A named value. Names and texts are copies that belong to it; a null text makes an empty one.
+struct INVSCAN_EXPORT VtVariant {
+  VtVariant(const char* valueName, int number);
+  VtVariant(const char* valueName, const char* text);
+  VtVariant(const char* valueName, double number);
+  VtVariant(const char* valueName, const wchar_t* text);
+  VtVariant(const char* valueName, const unsigned char* bytes, unsigned long count);
+  VtVariant(const VtVariant&) = delete;
+  VtVariant& operator=(const VtVariant&) = delete;
+
+  char* name;       // never null
+  int kind;         // one of the above
+  VtVariant* next;  // of the same node; null at the end
+  union {
+    int integer;
+    char* string;
+    double real;
+    wchar_t* wide;
+    unsigned char* data;
+  } value;
+  unsigned long length;  // bytes of data; has no meaning for other kinds
+};
+
+// A named node: its values, then its children, each in the order they were added.
+struct INVSCAN_EXPORT VtNode {
+  explicit VtNode(const char* nodeName);
+  VtNode(const VtNode&) = delete;
+  VtNode& operator=(const VtNode&) = delete;
+
+  // Appends in constant time, and clears what came behind the new one. Always true.
+  bool addValue(VtVariant* variant);
+  bool addChild(VtNode* node);
+
+  // The child of that name and number among those of the name, counting from 0; any name when it is
+  // null. Null when there are not as many.
+  VtNode* getChild(const char* childName, int index) const;
+
+  // The first value of that name in this node, or in the node that a path leads to; null when there
+  // is none. A path is names with dots between them, each the first child of its name; a null or
+  // empty one is this node, one that ends with a dot the node before the dot.
+  const VtVariant* getValue(const char* valueName) const;
+  const VtVariant* getValue(const char* path, const char* valueName) const;
+  // The same, as the default when there is no such value or it is of another kind. The text belongs
+  // to the tree.
+  const char* getValue(const char* path, const char* valueName, const char* defaultValue) const;
+  int getValue(const char* path, const char* valueName, int defaultValue) const;
+  float getValueF(const char* path, const char* valueName, float defaultValue) const;
+
+  char* name;            // never null
+  VtNode* next;          // sibling; null at the end
+  VtVariant* values;     // the first
+  VtNode* children;      // the first
+  VtVariant* lastValue;  // null when there is none
+  VtNode* lastChild;     // null when there is none
+};
+
+// The value of a variant, which may be null, as the default when it is of another kind.
+INVSCAN_EXPORT int vtGetValue(const VtVariant* variant, int defaultValue);
+INVSCAN_EXPORT const char* vtGetValue(const VtVariant* variant, const char* defaultValue);
+
+// The same look-ups in a helper's answer (helper.h), from the root of its tree. Without answer or
+// tree: null, or the default.
+INVSCAN_EXPORT const VtVariant* vtGetValue(VtExecInfo* info, const char* path, const char* name);
+INVSCAN_EXPORT int vtGetValue(VtExecInfo* info, const char* path, const char* name,
+                              int defaultValue);
+INVSCAN_EXPORT const char* vtGetValue(VtExecInfo* info, const char* path, const char* name,
+                                      const char* defaultValue);
+
+// The root of an answer's tree for a null name; otherwise the root's child of that name and number
+// (a negative number counts as 0). Not a path. Null when there is none.
+INVSCAN_EXPORT VtNode* vtGetNode(const VtExecInfo* info, const char* name, int index);
+
+// Writes a value, or a node with all below it, to standard output, indented by level; a null node
+// writes nothing. A wide string's count is its characters, and only that many bytes of its UTF-8
+// form follow, which shortens texts beyond ASCII: readers expect it; kept.
+INVSCAN_EXPORT void vtDumpValue(const VtVariant* value, int level);
+INVSCAN_EXPORT void vtDumpNode(const VtNode* node, int level);
+// Writes the indentation of a level: as often what the second returns, three blanks.
+INVSCAN_EXPORT void vtIndent(int level);
+INVSCAN_EXPORT const char* vtGetIndentString();
