@@ -46,7 +46,7 @@ struct INVSCAN_EXPORT VtVariant {
   VtVariant* next;  // of the same node; null at the end
   union {
     int integer;
-    char* string;
+    char* string;  // in one block with the name
     double real;
     wchar_t* wide;
     unsigned char* data;
