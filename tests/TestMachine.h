@@ -21,6 +21,11 @@ struct Answers {
   long time = 0;
   std::optional<RunLevelRecord> runLevelRecord{};
   LocaleName locale{true, "C.UTF-8"};
+  std::map<std::string, std::vector<std::string>> directories{};
+  std::map<std::string, std::string> links{};
+  std::map<std::string, std::string> helpers{};
+  std::map<std::pair<std::uint32_t, std::uint32_t>, CpuidRegisters> cpuid{};
+  std::map<std::string, struct statvfs> statistics{};
   std::map<unsigned long, std::string> physicalMemory{};  // what lies at an address
 };
 
@@ -39,7 +44,12 @@ class TestMachine : public Machine {
   int doExists(const std::string& path) override {
     return answers_.files.count(path) != 0 ? 0 : ENOENT;
   }
-  std::optional<std::string> doReadLink(const std::string&) override { return std::nullopt; }
+  std::optional<std::string> doReadLink(const std::string& path) override {
+    return find(answers_.links, path);
+  }
+  std::vector<std::string> doListDirectory(const std::string& path) override {
+    return find(answers_.directories, path).value_or(std::vector<std::string>());
+  }
   FileText doReadMemory(unsigned long address, unsigned long length) override {
     for (const auto& [begin, bytes] : answers_.physicalMemory) {
       if (address >= begin && address - begin <= bytes.size() &&
@@ -53,6 +63,16 @@ class TestMachine : public Machine {
     const auto command = answers_.commands.find(line);
     return command != answers_.commands.end() ? command->second : CommandOutput{true, 127, {}};
   }
+  HelperOutput doRunHelper(const std::string& command, const char*, const char*) override {
+    return {true, find(answers_.helpers, command).value_or("")};
+  }
+  std::optional<CpuidRegisters> doCpuid(std::uint32_t leaf, std::uint32_t subleaf) override {
+    return find(answers_.cpuid, std::make_pair(leaf, subleaf));
+  }
+  std::optional<struct statvfs> doFileSystemStatistics(const std::string& path,
+                                                       StatisticsCall) override {
+    return find(answers_.statistics, path);
+  }
   std::optional<KernelIdentity> doKernelIdentity() override { return answers_.kernel; }
   std::optional<MemoryFigures> doMemoryFigures() override { return answers_.memory; }
   unsigned long doPageSize() override { return answers_.pageSize; }
@@ -61,6 +81,12 @@ class TestMachine : public Machine {
   std::optional<RunLevelRecord> doRunLevelRecord() override { return answers_.runLevelRecord; }
   LocaleName doSetLocale(int) override { return answers_.locale; }
   void doSetTimeZone() override {}
+
+  template <class Key, class Value>
+  static std::optional<Value> find(const std::map<Key, Value>& all, const Key& key) {
+    const auto found = all.find(key);
+    return found == all.end() ? std::nullopt : std::optional<Value>(found->second);
+  }
 
   Answers answers_;
 };

@@ -124,8 +124,8 @@ std::string help() {
   }
   return "Usage: invscan [COMMAND] [ARGUMENT...] [OPTION...]\n\nCommands:\n" + all.text("  ") +
          "\nOptions:\n" + options.text("  ") +
-         "\nExit status: 0 every group answered, 1 a group timed out or crashed, 2 wrong usage or "
-         "unreadable input.\n";
+         "\nExit status: 0 every group answered, 1 a group timed out or crashed, 2 wrong usage, "
+         "unreadable input, or a helper that gives no valid answer.\n";
 }
 
 [[noreturn]] void failUnknown(std::string word) {

@@ -9,6 +9,8 @@
 #include <array>
 #include <climits>
 #include <cstring>
+#include <deque>
+#include <filesystem>
 #include <string_view>
 
 namespace invscan {
@@ -185,15 +187,6 @@ void checkMap(const Json& json, const std::string& where) {
   checkEach<check>(readObject(json, where), where);
 }
 
-void checkStatistics(const Json& json, const std::string& where) {
-  static constexpr Member kMembers[] = {{"result", checkStatisticsResult, false},
-                                        {"f_frsize", checkNumber, false},
-                                        {"f_blocks", checkNumber, false},
-                                        {"f_bavail", checkNumber, false},
-                                        {"hang", checkFlag, false}};
-  readMembers(json, where, kMembers);
-}
-
 void checkInterface(const Json& json, const std::string& where) {
   static constexpr Member kMembers[] = {{"name", checkText},
                                         {"address", checkText, false},
@@ -202,13 +195,34 @@ void checkInterface(const Json& json, const std::string& where) {
   readMembers(json, where, kMembers);
 }
 
-void checkHelper(const Json& json, const std::string& where) {
-  static constexpr Member kMembers[] = {{"command", checkText},
-                                        {"output", checkText, false},
-                                        {"output_hex", checkHex, false},
-                                        {"status", checkByte, false},
-                                        {"hang", checkFlag, false}};
-  readMembers(json, where, kMembers);
+// The captured output of a program, which is named by one of the keys.
+CapturedCommand readProgram(const Json& json, const std::string& where, const char* nameKey) {
+  const Member members[] = {{nameKey, checkText},
+                            {"output", checkText, false},
+                            {"output_hex", checkHex, false},
+                            {"status", checkByte, false},
+                            {"hang", checkFlag, false}};
+  readMembers(json, where, members);
+  CapturedCommand command;
+  if (json.contains("output")) command.output = json["output"];
+  if (json.contains("output_hex")) command.output = readHex(json["output_hex"], where);
+  command.status = json.value("status", 0);
+  command.hangs = json.value("hang", false);
+  return command;
+}
+
+void putOutput(Json& json, const std::string& output) {
+  if (isText(output)) {
+    json["output"] = output;
+  } else {
+    json["output_hex"] = writeHex(output);
+  }
+}
+
+std::string eightDigits(std::uint32_t value) {
+  char digits[9];
+  snprintf(digits, sizeof digits, "%08x", value);
+  return digits;
 }
 
 struct ErrorName {
@@ -254,15 +268,21 @@ constexpr Member kTopLevel[] = {
     {"commands",
      checkList<[](const Json& json, const std::string& where) { readCommand(json, where); }>,
      false},
-    {"helpers", checkList<checkHelper>, false},
-    {"statvfs", checkMap<checkStatistics>, false},
-    {"statvfs64", checkMap<checkStatistics>, false},
+    {"helpers",
+     checkList<[](const Json& json, const std::string& where) { readHelper(json, where); }>, false},
+    {"statvfs",
+     checkMap<[](const Json& json, const std::string& where) { readStatistics(json, where); }>,
+     false},
+    {"statvfs64",
+     checkMap<[](const Json& json, const std::string& where) { readStatistics(json, where); }>,
+     false},
     {"hosts", checkMap<checkText>, false},
     {"netlink", checkMap<checkList<checkHex>>, false},
     {"interfaces", checkList<checkInterface>, false},
     {"unreadable", checkMap<checkErrorName>, false},
     {"absent", checkList<checkText>, false},
-    {"cpuid", checkObject, false},
+    {"cpuid", checkMap<[](const Json& json, const std::string& where) { readCpuid(json, where); }>,
+     false},
     {"guest_channel", checkObject, false},
     {"devices", checkObject, false}};
 
@@ -350,28 +370,68 @@ LocaleName readLocale(const Json& json, const std::string& where) {
 
 Json toJson(const std::string& line, const CommandOutput& output) {
   Json json = {{"line", line}};
-  if (isText(output.text)) {
-    json["output"] = output.text;
-  } else {
-    json["output_hex"] = writeHex(output.text);
-  }
+  putOutput(json, output.text);
   json["status"] = output.started ? std::min(output.status, 255) : 127;
   return json;
 }
 
 CapturedCommand readCommand(const Json& json, const std::string& where) {
-  static constexpr Member kMembers[] = {{"line", checkText},
-                                        {"output", checkText, false},
-                                        {"output_hex", checkHex, false},
-                                        {"status", checkByte, false},
+  return readProgram(json, where, "line");
+}
+
+Json toJson(const std::string& command, const HelperOutput& output) {
+  Json json = {{"command", command}};
+  putOutput(json, output.text);
+  return json;
+}
+
+CapturedCommand readHelper(const Json& json, const std::string& where) {
+  return readProgram(json, where, "command");
+}
+
+Json toJson(const std::optional<struct statvfs>& statistics) {
+  if (!statistics) return {{"result", -1}};
+  return {{"result", 0},
+          {"f_frsize", statistics->f_frsize},
+          {"f_blocks", statistics->f_blocks},
+          {"f_bavail", statistics->f_bavail}};
+}
+
+CapturedStatistics readStatistics(const Json& json, const std::string& where) {
+  static constexpr Member kMembers[] = {{"result", checkStatisticsResult, false},
+                                        {"f_frsize", checkNumber, false},
+                                        {"f_blocks", checkNumber, false},
+                                        {"f_bavail", checkNumber, false},
                                         {"hang", checkFlag, false}};
   readMembers(json, where, kMembers);
-  CapturedCommand command;
-  if (json.contains("output")) command.output = json["output"];
-  if (json.contains("output_hex")) command.output = readHex(json["output_hex"], where);
-  command.status = json.value("status", 0);
-  command.hangs = json.value("hang", false);
-  return command;
+  CapturedStatistics statistics{std::nullopt, json.value("hang", false)};
+  if (json.value("result", 0) != 0) return statistics;
+  statistics.answer.emplace();
+  statistics.answer->f_frsize = json.value("f_frsize", 0UL);
+  statistics.answer->f_blocks = json.value("f_blocks", 0UL);
+  statistics.answer->f_bavail = json.value("f_bavail", 0UL);
+  return statistics;
+}
+
+Json toJson(const CpuidRegisters& registers) {
+  Json json = Json::array();
+  for (const std::uint32_t value : {registers.eax, registers.ebx, registers.ecx, registers.edx}) {
+    json.push_back(eightDigits(value));
+  }
+  return json;
+}
+
+CpuidRegisters readCpuid(const Json& json, const std::string& where) {
+  constexpr const char* kForm = "eax, ebx, ecx and edx, eight hexadecimal digits each";
+  std::uint32_t values[4];
+  if (readArray(json, where).size() != std::size(values)) refuse(where, kForm);
+  for (std::size_t i = 0; i < std::size(values); ++i) {
+    const std::string bytes = readHex(json[i], where);
+    if (bytes.size() != sizeof(std::uint32_t)) refuse(where, kForm);
+    values[i] = 0;
+    for (const char byte : bytes) values[i] = values[i] << 8 | static_cast<unsigned char>(byte);
+  }
+  return {values[0], values[1], values[2], values[3]};
 }
 
 CaptureFacts readFacts(const std::string& text) {
@@ -407,6 +467,18 @@ CaptureFacts readFacts(const std::string& text) {
   });
   eachOf("commands", [&](const std::string& index, const Json& value) {
     facts.commands[value["line"]].push_back(readCommand(value, "commands[" + index + "]"));
+  });
+  eachOf("helpers", [&](const std::string& index, const Json& value) {
+    facts.helpers[value["command"]].push_back(readHelper(value, "helpers[" + index + "]"));
+  });
+  eachOf("statvfs", [&](const std::string& path, const Json& value) {
+    facts.statistics[path] = readStatistics(value, "statvfs." + path);
+  });
+  eachOf("statvfs64", [&](const std::string& path, const Json& value) {
+    facts.statistics64[path] = readStatistics(value, "statvfs64." + path);
+  });
+  eachOf("cpuid", [&](const std::string& leaf, const Json& value) {
+    facts.cpuid[leaf] = readCpuid(value, "cpuid." + leaf);
   });
   eachOf("unreadable", [&](const std::string& path, const Json& value) {
     facts.unreadable[path] = readErrorName(value, "unreadable." + path);
@@ -465,6 +537,38 @@ std::optional<std::string> CaptureFiles::readLink(const std::string& path) const
   const ssize_t length = link ? readlinkat(link.get(), "", target, sizeof target) : -1;
   if (length < 0) return std::nullopt;
   return std::string(target, static_cast<std::size_t>(length));
+}
+
+std::vector<std::string> CaptureFiles::listDirectory(const std::string& path) const {
+  return directoriesIn(open(path, O_RDONLY | O_DIRECTORY));
+}
+
+std::string CaptureFiles::resolve(const std::string& path, bool followsLast) const {
+  constexpr int kMostLinks = 40;
+  std::filesystem::path done = "/";
+  std::deque<std::string> left;
+  const auto prepend = [&left](const std::filesystem::path& parts) {
+    left.insert(left.begin(), parts.begin(), parts.end());
+  };
+  prepend(std::filesystem::path(path).relative_path());
+  for (int links = 0; !left.empty() && links <= kMostLinks;) {
+    const std::string part = left.front();
+    left.pop_front();
+    const auto target =
+        left.empty() && !followsLast ? std::nullopt : readLink((done / part).string());
+    if (target) {
+      ++links;
+      if (target->starts_with('/')) done = "/";
+      prepend(std::filesystem::path(*target).relative_path());
+    } else {
+      done = (done / part).lexically_normal();
+    }
+  }
+  return left.empty() ? done.string() : std::string();
+}
+
+std::string cpuidLeafName(std::uint32_t leaf, std::uint32_t subleaf) {
+  return eightDigits(leaf) + "." + eightDigits(subleaf);
 }
 
 std::string memoryRangeName(unsigned long address, unsigned long length) {

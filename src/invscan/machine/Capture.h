@@ -30,6 +30,11 @@ struct CapturedCommand {
   bool hangs = false;
 };
 
+struct CapturedStatistics {
+  std::optional<struct statvfs> answer;  // block size, blocks and available blocks; the rest is 0
+  bool hangs = false;
+};
+
 // machine.json, checked. What it does not have is not there.
 struct CaptureFacts {
   std::optional<KernelIdentity> kernelIdentity;
@@ -41,7 +46,11 @@ struct CaptureFacts {
   std::map<std::string, std::string> environment;  // variables that are set
   std::map<std::string, LocaleName> locales;       // by category
   std::map<std::string, std::vector<CapturedCommand>> commands;
-  std::map<std::string, int> unreadable;  // paths and what went wrong
+  std::map<std::string, std::vector<CapturedCommand>> helpers;  // by command
+  std::map<std::string, CapturedStatistics> statistics;         // by path, of statvfs
+  std::map<std::string, CapturedStatistics> statistics64;       // of statvfs64, where it differs
+  std::map<std::string, CpuidRegisters> cpuid;                  // by cpuidLeafName()
+  std::map<std::string, int> unreadable;                        // paths and what went wrong
   // Paths that were asked for and not there; none when the capture was not recorded but made.
   std::optional<std::set<std::string>> absent;
 };
@@ -52,11 +61,17 @@ Json toJson(const MemoryFigures& figures);
 Json toJson(const RunLevelRecord& record);
 Json toJson(const LocaleName& locale);
 Json toJson(const std::string& line, const CommandOutput& output);
+Json toJson(const std::string& command, const HelperOutput& output);
+Json toJson(const std::optional<struct statvfs>& statistics);
+Json toJson(const CpuidRegisters& registers);
 KernelIdentity readKernelIdentity(const Json& json, const std::string& where);
 MemoryFigures readMemoryFigures(const Json& json, const std::string& where);
 RunLevelRecord readRunLevelRecord(const Json& json, const std::string& where);
 LocaleName readLocale(const Json& json, const std::string& where);
 CapturedCommand readCommand(const Json& json, const std::string& where);
+CapturedCommand readHelper(const Json& json, const std::string& where);
+CapturedStatistics readStatistics(const Json& json, const std::string& where);
+CpuidRegisters readCpuid(const Json& json, const std::string& where);
 
 // Checks and reads the text of a machine.json. Throws CaptureError.
 CaptureFacts readFacts(const std::string& text);
@@ -74,6 +89,11 @@ class CaptureFiles {
   FileText readRange(const std::string& path, unsigned long offset, unsigned long length) const;
   int exists(const std::string& path) const;  // 0 or errno
   std::optional<std::string> readLink(const std::string& path) const;
+  std::vector<std::string> listDirectory(const std::string& path) const;
+
+  // The path of what a path leads to when links are followed below the root (the last component
+  // only when asked to), also where nothing is there yet; empty when links go round in circles.
+  std::string resolve(const std::string& path, bool followsLast) const;
 
  private:
   Descriptor open(const std::string& path, unsigned long flags) const;
@@ -82,6 +102,9 @@ class CaptureFiles {
 
   Descriptor root_;
 };
+
+// The key of a leaf in "cpuid".
+std::string cpuidLeafName(std::uint32_t leaf, std::uint32_t subleaf);
 
 // The key in "unreadable" of a range of physical memory.
 std::string memoryRangeName(unsigned long address, unsigned long length);

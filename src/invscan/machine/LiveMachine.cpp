@@ -1,5 +1,7 @@
 #include "invscan/machine/LiveMachine.h"
 
+#include <cpuid.h>
+#include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
@@ -11,12 +13,15 @@
 #include <unistd.h>
 #include <utmp.h>
 
+#include <algorithm>
 #include <climits>
 #include <clocale>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
 #include "base/Descriptor.h"
+#include "common/vartree/ProgramOutput.h"
 
 namespace invscan {
 namespace {
@@ -117,6 +122,11 @@ std::optional<std::string> LiveMachine::doReadLink(const std::string& path) {
   return std::string(target, static_cast<std::size_t>(length));
 }
 
+std::vector<std::string> LiveMachine::doListDirectory(const std::string& path) {
+  return directoriesIn(
+      Descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK)));
+}
+
 FileText LiveMachine::doReadMemory(unsigned long address, unsigned long length) {
   const Descriptor device(open(kMemoryDevice, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   struct stat status;
@@ -142,6 +152,35 @@ CommandOutput LiveMachine::doRunCommand(const std::string& line, std::size_t lim
   if (result.text.size() >= limit) kill(pid, SIGKILL);
   result.status = waitFor(pid);
   return result;
+}
+
+HelperOutput LiveMachine::doRunHelper(const std::string& command, const char* arguments,
+                                      const char* tracePath) {
+  const char* home = getenv("ORV_HOMEDIR");
+  const std::string path = home && *home ? std::string(home) + "/bin/" + command : command;
+  auto text = readProgramOutput(path.c_str(), arguments, tracePath, kHelperOutputLimit);
+  if (!text) return {};
+  return {true, std::move(*text)};
+}
+
+std::optional<CpuidRegisters> LiveMachine::doCpuid(std::uint32_t leaf, std::uint32_t subleaf) {
+  // A range begins with a leaf that tells its last one (0 is seen where the range has two); beyond
+  // it a processor answers with the registers of another leaf.
+  constexpr std::uint32_t kRange = 0xFFFFFF00;
+  CpuidRegisters answer;
+  __cpuid(leaf & kRange, answer.eax, answer.ebx, answer.ecx, answer.edx);
+  const std::uint32_t last = answer.eax != 0 ? answer.eax : (leaf & kRange) + 1;
+  if (last < leaf || ((last ^ leaf) & kRange) != 0) return std::nullopt;
+  __cpuid_count(leaf, subleaf, answer.eax, answer.ebx, answer.ecx, answer.edx);
+  return answer;
+}
+
+std::optional<struct statvfs> LiveMachine::doFileSystemStatistics(const std::string& path,
+                                                                  StatisticsCall) {
+  // The two calls are one on this platform.
+  struct statvfs statistics;
+  if (statvfs(path.c_str(), &statistics) != 0) return std::nullopt;
+  return statistics;
 }
 
 std::optional<KernelIdentity> LiveMachine::doKernelIdentity() {

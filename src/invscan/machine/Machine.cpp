@@ -1,5 +1,7 @@
 #include "invscan/machine/Machine.h"
 
+#include <dirent.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -71,6 +73,22 @@ FileText readFileText(const Descriptor& file, std::size_t limit) {
   return result;
 }
 
+std::vector<std::string> directoriesIn(Descriptor directory) {
+  std::vector<std::string> names;
+  const std::unique_ptr<DIR, int (*)(DIR*)> stream(directory ? fdopendir(directory.get()) : nullptr,
+                                                   closedir);
+  if (!stream) return names;
+  directory.release();
+  while (const dirent* entry = readdir(stream.get())) {
+    const std::string name = entry->d_name;
+    if (name != "." && name != ".." && (entry->d_type == DT_DIR || entry->d_type == DT_LNK)) {
+      names.push_back(name);
+    }
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
 FileText readRange(const Descriptor& file, unsigned long offset, unsigned long length) {
   if (!file) return {errno, {}};
   FileText result{0, std::string(length, '\0')};
@@ -105,6 +123,12 @@ std::optional<std::string> Machine::readLink(const std::string& path) {
       [&](const auto& target) { return target ? "ok" : explainError(path, ENOENT); });
 }
 
+std::vector<std::string> Machine::listDirectory(const std::string& path) {
+  return noted(
+      path, [&] { return doListDirectory(path); },
+      [](const auto& names) { return std::string(names.empty() ? "nothing in it" : "ok"); });
+}
+
 std::optional<std::string> Machine::readMemory(unsigned long address, unsigned long length) {
   FileText memory = tryMemory(address, length);
   if (memory.error != 0) return std::nullopt;
@@ -128,6 +152,27 @@ FileText Machine::tryMemory(unsigned long address, unsigned long length) {
 CommandOutput Machine::runCommand(const std::string& line, std::size_t limit) {
   return noted(
       line, [&] { return doRunCommand(line, limit); }, judgeCommand);
+}
+
+HelperOutput Machine::runHelper(const std::string& command, const char* arguments,
+                                const char* tracePath) {
+  return noted(
+      "helper " + command, [&] { return doRunHelper(command, arguments, tracePath); },
+      [](const HelperOutput& output) {
+        if (!output.started) return std::string("could not be started");
+        return std::string(output.text.empty() ? "printed nothing" : "ok");
+      });
+}
+
+std::optional<CpuidRegisters> Machine::cpuid(std::uint32_t leaf, std::uint32_t subleaf) {
+  return noted(
+      "cpuid", [&] { return doCpuid(leaf, subleaf); }, given<CpuidRegisters>);
+}
+
+std::optional<struct statvfs> Machine::fileSystemStatistics(const std::string& path,
+                                                            StatisticsCall call) {
+  return noted(
+      "statvfs " + path, [&] { return doFileSystemStatistics(path, call); }, given<struct statvfs>);
 }
 
 std::optional<KernelIdentity> Machine::kernelIdentity() {
@@ -194,6 +239,10 @@ void setMachine(std::unique_ptr<Machine> next) {
 void onMachineChange(void (*forget)()) {
   auto& all = forgetters();
   if (std::find(all.begin(), all.end(), forget) == all.end()) all.push_back(forget);
+}
+
+void noteAccess(const std::string& source, const std::string& outcome, double milliseconds) {
+  if (notes().wanted) notes().accesses.push_back({source, outcome, milliseconds});
 }
 
 bool useNativeSources() {

@@ -107,7 +107,7 @@ FileText RecordingMachine::doReadFile(const std::string& path, std::size_t limit
     rememberError(path, file.error);
     return file;
   }
-  publish(directory_ + "/root" + path, file.text);
+  publish(placeOf(path), file.text);
   return files_.read(path, limit);
 }
 
@@ -124,11 +124,25 @@ std::optional<std::string> RecordingMachine::doReadLink(const std::string& path)
     rememberError(path, ENOENT);
     return target;
   }
-  std::error_code error;
-  const std::string link = directory_ + "/root" + path;
-  fs::create_directories(fs::path(link).parent_path(), error);
-  if (symlink(target->c_str(), link.c_str()) != 0 && errno != EEXIST) noteFailure();
+  keepLink(path, *target);
   return target;
+}
+
+std::vector<std::string> RecordingMachine::doListDirectory(const std::string& path) {
+  const auto names = source_->listDirectory(path);
+  if (!isPlainPath(path)) return names;
+  for (const std::string& name : names) {
+    std::string entry = path;
+    entry += "/" + name;
+    if (const auto target = source_->readLink(entry)) {
+      keepLink(entry, *target);
+    } else {
+      std::error_code error;
+      fs::create_directories(placeOf(entry), error);
+      if (error) noteFailure();
+    }
+  }
+  return names;
 }
 
 // Always asks: an image does not tell what was recorded from its holes, and what firmware leaves in
@@ -150,6 +164,31 @@ CommandOutput RecordingMachine::doRunCommand(const std::string& line, std::size_
                               [&] { return toJson(line, source_->runCommand(line, limit)); });
   CapturedCommand command = readCommand(noted, "commands");
   return {true, command.status, std::move(command.output)};
+}
+
+HelperOutput RecordingMachine::doRunHelper(const std::string& command, const char* arguments,
+                                           const char* tracePath) {
+  const Json noted = remember("helpers", command, timesAsked_[command]++, [&] {
+    const HelperOutput output = source_->runHelper(command, arguments, tracePath);
+    return output.started ? toJson(command, output) : Json(nullptr);
+  });
+  if (noted.is_null()) return {};
+  return {true, readHelper(noted, "helpers").output};
+}
+
+std::optional<CpuidRegisters> RecordingMachine::doCpuid(std::uint32_t leaf, std::uint32_t subleaf) {
+  const Json noted = remember("cpuid", cpuidLeafName(leaf, subleaf), 0,
+                              [&] { return orNull(source_->cpuid(leaf, subleaf)); });
+  if (noted.is_null()) return std::nullopt;
+  return readCpuid(noted, "cpuid");
+}
+
+std::optional<struct statvfs> RecordingMachine::doFileSystemStatistics(const std::string& path,
+                                                                       StatisticsCall call) {
+  const char* section = call == StatisticsCall::statvfs64 ? "statvfs64" : "statvfs";
+  auto statistics = source_->fileSystemStatistics(path, call);
+  remember(section, path, 0, [&] { return toJson(statistics); });
+  return statistics;
 }
 
 std::optional<KernelIdentity> RecordingMachine::doKernelIdentity() {
@@ -238,6 +277,17 @@ void RecordingMachine::keepMemory(unsigned long address, const std::string& byte
   }
 }
 
+std::string RecordingMachine::placeOf(const std::string& path) const {
+  return directory_ + "/root" + files_.resolve(path, true);
+}
+
+void RecordingMachine::keepLink(const std::string& path, const std::string& target) {
+  std::error_code error;
+  const std::string link = directory_ + "/root" + files_.resolve(path, false);
+  fs::create_directories(fs::path(link).parent_path(), error);
+  if (symlink(target.c_str(), link.c_str()) != 0 && errno != EEXIST) noteFailure();
+}
+
 // Makes the file appear whole; false when it is there already or cannot be written.
 bool RecordingMachine::publish(const std::string& path, const std::string& contents) {
   std::error_code error;
@@ -258,16 +308,17 @@ void RecordingMachine::noteFailure() {
 
 Json RecordingMachine::mergeNotes() const {
   Json merged = {{"capture", 1}, {"absent", Json::array()}};
-  std::map<std::string, std::map<std::size_t, Json>> commands;
+  std::map<std::string, std::map<std::size_t, Json>> programs;  // by section and name
   for (const auto& entry : fs::directory_iterator(directory_ + kNotes)) {
     // Of a child that was killed while it was writing.
     if (entry.path().filename().string().starts_with(kDraft)) continue;
     std::ifstream file(entry.path());
     const Json note = Json::parse(file);
     const std::string section = note["section"], name = note["name"];
-    if (note["answer"].is_null() && name.empty()) continue;  // the machine does not tell
-    if (section == "commands") {
-      commands[name][note["turn"]] = note["answer"];
+    const bool isTelling = !note["answer"].is_null() || (!name.empty() && section == "locales");
+    if (!isTelling) continue;
+    if (section == "commands" || section == "helpers") {
+      programs[section + " " + name][note["turn"]] = note["answer"];
     } else if (section == "absent") {
       merged[section].push_back(note["answer"]);
     } else if (name.empty()) {
@@ -276,8 +327,9 @@ Json RecordingMachine::mergeNotes() const {
       merged[section][name] = note["answer"];
     }
   }
-  for (const auto& [line, turns] : commands) {
-    for (const auto& [turn, command] : turns) merged["commands"].push_back(command);
+  for (const auto& [name, turns] : programs) {
+    const std::string section = name.substr(0, name.find(' '));
+    for (const auto& [turn, program] : turns) merged[section].push_back(program);
   }
   std::sort(merged["absent"].begin(), merged["absent"].end());
   return merged;

@@ -29,8 +29,14 @@ class RecordingMachine : public Machine {
   FileText doReadFile(const std::string& path, std::size_t limit) override;
   int doExists(const std::string& path) override;
   std::optional<std::string> doReadLink(const std::string& path) override;
+  std::vector<std::string> doListDirectory(const std::string& path) override;
   FileText doReadMemory(unsigned long address, unsigned long length) override;
   CommandOutput doRunCommand(const std::string& line, std::size_t limit) override;
+  HelperOutput doRunHelper(const std::string& command, const char* arguments,
+                           const char* tracePath) override;
+  std::optional<CpuidRegisters> doCpuid(std::uint32_t leaf, std::uint32_t subleaf) override;
+  std::optional<struct statvfs> doFileSystemStatistics(const std::string& path,
+                                                       StatisticsCall call) override;
   std::optional<KernelIdentity> doKernelIdentity() override;
   std::optional<MemoryFigures> doMemoryFigures() override;
   unsigned long doPageSize() override;
@@ -48,6 +54,9 @@ class RecordingMachine : public Machine {
   // Puts what was read into the image of physical memory. A worker that reads the same range writes
   // the same bytes, so that none has to wait for another.
   void keepMemory(unsigned long address, const std::string& bytes);
+  // Where in the directory what was read at a path is kept.
+  std::string placeOf(const std::string& path) const;
+  void keepLink(const std::string& path, const std::string& target);
   bool publish(const std::string& path, const std::string& contents);
   void noteFailure();
   Json mergeNotes() const;
@@ -55,7 +64,7 @@ class RecordingMachine : public Machine {
   std::string directory_;
   std::unique_ptr<Machine> source_;
   CaptureFiles files_;
-  std::map<std::string, std::size_t> timesAsked_;  // by command line
+  std::map<std::string, std::size_t> timesAsked_;  // by command line or helper
   int* failure_;  // errno of the first failed write, shared with forked children
 };
 

@@ -99,6 +99,10 @@ std::optional<std::string> ReplayedMachine::doReadLink(const std::string& path) 
   return files_.readLink(path);
 }
 
+std::vector<std::string> ReplayedMachine::doListDirectory(const std::string& path) {
+  return files_.listDirectory(path);
+}
+
 FileText ReplayedMachine::doReadMemory(unsigned long address, unsigned long length) {
   for (const std::string& name : {memoryRangeName(address, length), std::string(kMemoryDevice)}) {
     const auto unreadable = facts_.unreadable.find(name);
@@ -108,12 +112,41 @@ FileText ReplayedMachine::doReadMemory(unsigned long address, unsigned long leng
 }
 
 CommandOutput ReplayedMachine::doRunCommand(const std::string& line, std::size_t limit) {
-  const auto found = facts_.commands.find(line);
-  if (found == facts_.commands.end()) return {true, 127, {}};
-  const std::size_t turn = std::min(timesAsked_[line]++, found->second.size() - 1);
-  const CapturedCommand& command = found->second[turn];
-  while (command.hangs) pause();
-  return {true, command.status, command.output.substr(0, limit)};
+  const CapturedCommand* command = takeTurn(facts_.commands, line);
+  if (!command) return {true, 127, {}};
+  return {true, command->status, command->output.substr(0, limit)};
+}
+
+HelperOutput ReplayedMachine::doRunHelper(const std::string& command, const char*, const char*) {
+  const CapturedCommand* helper = takeTurn(facts_.helpers, command);
+  return {true, helper ? helper->output : std::string()};
+}
+
+const CapturedCommand* ReplayedMachine::takeTurn(
+    const std::map<std::string, std::vector<CapturedCommand>>& programs, const std::string& name) {
+  const auto found = programs.find(name);
+  if (found == programs.end()) return nullptr;
+  const std::size_t turn = std::min(timesAsked_[name]++, found->second.size() - 1);
+  const CapturedCommand& program = found->second[turn];
+  while (program.hangs) pause();
+  return &program;
+}
+
+std::optional<CpuidRegisters> ReplayedMachine::doCpuid(std::uint32_t leaf, std::uint32_t subleaf) {
+  const auto found = facts_.cpuid.find(cpuidLeafName(leaf, subleaf));
+  if (found == facts_.cpuid.end()) return std::nullopt;
+  return found->second;
+}
+
+std::optional<struct statvfs> ReplayedMachine::doFileSystemStatistics(const std::string& path,
+                                                                      StatisticsCall call) {
+  auto found = facts_.statistics64.find(path);
+  if (call != StatisticsCall::statvfs64 || found == facts_.statistics64.end()) {
+    found = facts_.statistics.find(path);
+    if (found == facts_.statistics.end()) return std::nullopt;
+  }
+  while (found->second.hangs) pause();
+  return found->second.answer;
 }
 
 std::optional<KernelIdentity> ReplayedMachine::doKernelIdentity() {

@@ -1,0 +1,96 @@
+#include "common/vartree/ProgramOutput.h"
+
+#include <poll.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+#include <vector>
+
+#include <invscan/helper.h>
+
+#include "base/Descriptor.h"
+
+namespace invscan {
+namespace {
+
+constexpr std::size_t kBlock = 1 << 16;
+constexpr int kForever = -1;
+constexpr int kAskAgain = 50;  // milliseconds, where the kernel does not announce a child's end
+
+// A child that nobody has waited for.
+class Child {
+ public:
+  explicit Child(pid_t pid)
+      : pid_(pid), handle_(static_cast<int>(syscall(SYS_pidfd_open, pid, 0))) {}
+
+  // To poll for the end; -1 where the kernel has none.
+  int handle() const { return handle_.get(); }
+
+  // Also when the host has its children reaped for it.
+  bool hasEnded() const {
+    siginfo_t end{};
+    return waitid(P_PID, static_cast<id_t>(pid_), &end, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+           end.si_pid != 0;
+  }
+
+  // Never hits another process that has got the number meanwhile.
+  void kill() const {
+    if (handle_) {
+      syscall(SYS_pidfd_send_signal, handle_.get(), SIGKILL, nullptr, 0);
+    } else if (!hasEnded()) {
+      ::kill(pid_, SIGKILL);
+    }
+  }
+
+ private:
+  pid_t pid_;
+  Descriptor handle_;
+};
+
+// False at the end of the stream.
+bool readBlock(VtIStream& stream, std::vector<char>& block, std::string* text) {
+  const long count = stream.read(block.data(), block.size());
+  if (count > 0 && text) text->append(block.data(), static_cast<std::size_t>(count));
+  return count > 0 || (count < 0 && errno == EINTR);
+}
+
+// Standard output to its end, or to what there is when the program has ended: what it left running
+// may hold the pipe. Standard error is drained, lest the program wait for a reader.
+std::string takeOutput(VtProcess& process, const Child& child, std::size_t limit) {
+  std::vector<char> block(kBlock);
+  std::string text;
+  pollfd polled[] = {{process.outputPipe[0], POLLIN, 0},
+                     {process.errorPipe[0], POLLIN, 0},
+                     {child.handle(), POLLIN, 0}};
+  while (text.size() <= limit) {
+    const bool ended = child.hasEnded();
+    const int patience = ended ? 0 : child.handle() < 0 ? kAskAgain : kForever;
+    if (poll(polled, std::size(polled), patience) < 0) {
+      if (errno == EINTR) continue;
+      break;
+    }
+    if (polled[1].revents && !readBlock(*process.error, block, nullptr)) polled[1].fd = -1;
+    const bool more = polled[0].revents ? readBlock(*process.output, block, &text) : !ended;
+    if (!more) break;
+  }
+  if (text.size() > limit) text.clear();
+  return text;
+}
+
+}  // namespace
+
+std::optional<std::string> readProgramOutput(const char* path, const char* arguments,
+                                             const char* tracePath, std::size_t limit) {
+  const std::unique_ptr<VtProcess> process(VtProcess::create(path, arguments, tracePath));
+  if (!process) return std::nullopt;
+  const Child child(process->pid);
+  std::string text = takeOutput(*process, child, limit);
+  child.kill();
+  return text;
+}
+
+}  // namespace invscan
