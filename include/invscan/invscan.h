@@ -5,6 +5,7 @@
 #include <invscan/factory.h>
 #include <invscan/group.h>
 #include <invscan/groups.h>
+#include <invscan/hwconfig.h>
 #include <invscan/machine.h>
 #include <invscan/md5.h>
 #include <invscan/physmem.h>
