@@ -5,6 +5,7 @@
 #include <invscan/factory.h>
 #include <invscan/group.h>
 #include <invscan/groups.h>
+#include <invscan/helper.h>
 #include <invscan/hwconfig.h>
 #include <invscan/machine.h>
 #include <invscan/md5.h>
@@ -14,3 +15,4 @@
 #include <invscan/smbiosinfo.h>
 #include <invscan/table.h>
 #include <invscan/traits.h>
+#include <invscan/vartree.h>
