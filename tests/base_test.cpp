@@ -24,6 +24,7 @@
 #include <invscan/base/String.h>
 #include <invscan/base/Thread.h>
 
+#include "TraceSink.h"
 #include "log/Trace.h"
 
 namespace {
@@ -148,6 +149,22 @@ TEST(CpuThresholdTest, StretchesTheTimeToTheShare) {
   pauseAfter("20", [] { useProcessor(50ms); });
   EXPECT_GE(Clock::now() - start, 250ms);
   EXPECT_LT(Clock::now() - start, 1s);
+}
+
+// Neither the delay of a sleep nor the pauses that are too short for one may spoil the share.
+TEST(CpuThresholdTest, KeepsTheShareAlsoWhenAskedOften) {
+  CpuThreshold threshold;
+  threshold.initialize("80");
+  threshold.divideAmong(2);
+  const auto used = usedProcessorTime();
+  const auto start = Clock::now();
+  while (Clock::now() - start < 500ms) {
+    useProcessor(20us);
+    threshold.iteration();
+  }
+  const std::chrono::duration<double> time = Clock::now() - start;
+  const std::chrono::duration<double> busy = usedProcessorTime() - used;
+  EXPECT_NEAR(busy / time, 0.40, 0.06);
 }
 
 TEST(CpuThresholdTest, BoundsOnePauseAndCarriesNoDebt) {
@@ -297,27 +314,7 @@ TEST(FirstQuestionTest, LoadsTheNamedFile) {
   GTEST_FLAG_SET(death_test_style, "fast");
 }
 
-// A sink that tells what was written since it was last asked.
-class TraceTest : public testing::Test {
- protected:
-  ~TraceTest() override {
-    CcLogWrapper::setSink(-1, CcLogWrapper::kOff);
-    close(descriptor_);
-  }
-
-  void enable(CcLogWrapper::Level level) { CcLogWrapper::setSink(descriptor_, level); }
-
-  std::string written() {
-    std::string text(1 << 16, '\0');
-    const ssize_t length = pread(descriptor_, text.data(), text.size(), 0);
-    text.resize(static_cast<size_t>(length));
-    EXPECT_EQ(ftruncate(descriptor_, 0), 0);
-    EXPECT_EQ(lseek(descriptor_, 0, SEEK_SET), 0);
-    return text;
-  }
-
-  int descriptor_ = memfd_create("trace", MFD_CLOEXEC);
-};
+class TraceTest : public testing::Test, public invscan::TraceSink {};
 
 TEST_F(TraceTest, LineHasTimeProcessLevelWriterAndPlace) {
   enable(CcLogWrapper::kMin);

@@ -29,6 +29,7 @@ void answerFor(const kelGroupDef& definition, const ScannerOptions& options, int
   if (options.noteAccesses) startAccessLog();
   const std::unique_ptr<KelGroup> group(GroupFactory::getInstance()->getGroup(definition.name));
   const std::unique_ptr<KelTable> table(group ? group->getTable() : nullptr);
+  if (group) group->iteration();  // before the answer, which is a worker's end
   sendAnswer(descriptor, table.get(), options.noteAccesses ? accessLog() : std::vector<Access>());
 }
 

@@ -15,6 +15,8 @@ constexpr int64_t kSecond = 1'000'000'000;
 constexpr int64_t kLongestPause = 2 * kSecond;
 // Below this the sleep's own cost and delay would weigh more than what it is for.
 constexpr int64_t kShortestPause = kSecond / 200;
+// By so much a busy machine may delay the end of a pause.
+constexpr int64_t kLongestDelay = kSecond / 20;
 
 int64_t nanoseconds(clockid_t clock) {
   timespec now{};
@@ -62,9 +64,9 @@ void CpuThreshold::iteration() {
     sleepUntil(std::min(end, now + kLongestPause));
     now = nanoseconds(CLOCK_MONOTONIC);
   }
-  // What a pause took too long is given back with the next; time spent idle is not saved up, nor is
-  // what a bounded pause was too short.
-  wallNanoseconds_ = std::clamp(end, now - kShortestPause, now);
+  // What a pause took too long is given back with the next; otherwise idle time is not saved up,
+  // nor is what a bounded pause was too short.
+  wallNanoseconds_ = std::clamp(end, now - kLongestDelay, now);
   cpuNanoseconds_ = cpu;
 }
 
