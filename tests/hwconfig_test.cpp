@@ -1,7 +1,6 @@
 // The hardware configuration file, good, broken and hostile, and the XML trees behind it.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <time.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -15,6 +14,7 @@
 #include <invscan/factory.h>
 #include <invscan/hwconfig.h>
 
+#include "ProcessorTime.h"
 #include "TraceSink.h"
 
 namespace invscan {
@@ -22,24 +22,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
-
-std::chrono::nanoseconds usedProcessorTime() {
-  timespec used{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
-  return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
-}
-
-void useProcessor(std::chrono::nanoseconds time) {
-  for (const auto end = usedProcessorTime() + time; usedProcessorTime() < end;) {
-  }
-}
-
-// For how long this thread could have run, had there been a processor for it.
-std::chrono::nanoseconds delayedTime() {
-  unsigned long ran = 0, delayed = 0;
-  std::ifstream("/proc/thread-self/schedstat") >> ran >> delayed;
-  return std::chrono::nanoseconds(delayed);
-}
 
 // A file of its own; what it loads stays in the factory, which all tests share, but for the limit.
 class HardwareConfiguration : public testing::Test {
@@ -310,17 +292,13 @@ TEST_F(CpuThresholdOfAFile, ComesFromTheFileOrElseFromTheStore) {
 TEST_F(CpuThresholdOfAFile, HoldsTheProcessToIt) {
   ASSERT_EQ(load("<Hardware cpuThreshold='20'/>"), 0);
   const std::unique_ptr<KelGroup> group(factory_.getGroup("Memory"));
-  const auto used = usedProcessorTime();
-  const auto delayed = delayedTime();
-  const auto start = Clock::now();
-  for (int i = 0; Clock::now() - start < 2500ms; ++i) {
+  const ShareMeter meter;
+  for (int i = 0; meter.time() < 2500ms; ++i) {
     useProcessor(10us * (1 << i % 11));  // up to 10 ms
     group->iteration();
   }
-  const std::chrono::duration<double> time = Clock::now() - start;
-  const std::chrono::duration<double> busy = usedProcessorTime() - used;
-  EXPECT_LT(busy / time, 0.23);
-  EXPECT_GT(busy / (time - (delayedTime() - delayed)), 0.17);
+  EXPECT_LT(meter.share(), 0.23);
+  EXPECT_GT(meter.shareOfWhatWasThere(), 0.17);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <invscan/md5.h>
 #include <invscan/physmem.h>
 #include <invscan/print.h>
+#include <invscan/processor.h>
 #include <invscan/smbios.h>
 #include <invscan/smbiosinfo.h>
 #include <invscan/table.h>
