@@ -282,7 +282,7 @@ TEST_F(CpuThresholdOfAFile, ComesFromTheFileOrElseFromTheStore) {
   for (const auto& row : rows) {
     OrvCfg::setKey("hwscanner.cputhreshold", row.key);
     ASSERT_EQ(load(row.text), 0);
-    useProcessor(2ms);  // takes 200 ms with the limit, and longer on a busy machine
+    useProcessor(2ms);  // is 200 ms with the limit, which a busy machine does not hide
     const auto start = Clock::now();
     group->iteration();
     EXPECT_EQ(Clock::now() - start > 100ms, row.isLimited) << row.text << " " << row.key;

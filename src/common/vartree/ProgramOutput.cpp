@@ -24,7 +24,8 @@ constexpr int kAskAgain = 50;  // milliseconds, where the kernel does not announ
 // A child that nobody has waited for.
 class Child {
  public:
-  explicit Child(pid_t pid) : pid_(pid), handle_(static_cast<int>(syscall(SYS_pidfd_open, pid, 0))) {}
+  explicit Child(pid_t pid)
+      : pid_(pid), handle_(static_cast<int>(syscall(SYS_pidfd_open, pid, 0))) {}
 
   // To poll for the end; -1 where the kernel has none.
   int handle() const { return handle_.get(); }

@@ -37,6 +37,13 @@ void makePipe(int (&ends)[2]) {
   for (int& end : ends) end = aboveStandard(end);
 }
 
+bool hasPipes(const VtProcess& process) {
+  for (const auto& ends : {process.inputPipe, process.outputPipe, process.errorPipe}) {
+    if (ends[0] < 0 || ends[1] < 0) return false;
+  }
+  return true;
+}
+
 // All that the child needs, made before the fork: of a process with threads, the child may do
 // nothing but call the system.
 struct Launch {
@@ -119,9 +126,7 @@ VtProcess* VtProcess::create(const char* path, const char* arguments, const char
   launch.standard[0] = process->inputPipe[0];
   launch.standard[1] = process->outputPipe[1];
   launch.standard[2] = ownTrace ? ownTrace.get() : process->errorPipe[1];
-  const bool hasPipes =
-      process->inputPipe[0] >= 0 && process->outputPipe[0] >= 0 && process->errorPipe[0] >= 0;
-  process->pid = hasPipes ? start(launch) : -1;
+  process->pid = hasPipes(*process) ? start(launch) : -1;
   process->closeUnusedHandles();
   if (process->pid > 0) return process.release();
   closeEnd(process->inputPipe[1]);
