@@ -252,6 +252,9 @@ class Troubles(AgentTest):
                 (["--machine", "/does/not/exist", "list"], "/does/not/exist"),
                 (["--config", "/does/not/exist", "list"], "/does/not/exist"),
                 (["--config", broken], f"{broken}:2"),
+                (["--config", self.store("hw.conf", f"config_dir = {broken.parent}\n[hwscanner]\n"
+                                         f"config_file = {broken.name}\n")],
+                 f"{broken}: not a hardware configuration file"),
                 (["capture", empty, "--machine", self.machine], "leave out --machine")):
             with self.subTest(arguments):
                 run = self.run_agent(*arguments, live=True)

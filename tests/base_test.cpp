@@ -24,11 +24,16 @@
 #include <invscan/base/String.h>
 #include <invscan/base/Thread.h>
 
+#include "ProcessorTime.h"
+#include "TraceSink.h"
 #include "log/Trace.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+using invscan::ShareMeter;
+using invscan::usedProcessorTime;
+using invscan::useProcessor;
 using Clock = std::chrono::steady_clock;
 
 TEST(StringTest, NarrowTextSurvivesTheWayThereAndBack) {
@@ -132,22 +137,25 @@ Clock::duration pauseAfter(const char* percent, const Work& work) {
   return Clock::now() - start;
 }
 
-std::chrono::nanoseconds usedProcessorTime() {
-  timespec used{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
-  return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
-}
-
-void useProcessor(std::chrono::nanoseconds time) {
-  for (const auto end = usedProcessorTime() + time; usedProcessorTime() < end;) {
-  }
-}
-
 TEST(CpuThresholdTest, StretchesTheTimeToTheShare) {
   const auto start = Clock::now();
   pauseAfter("20", [] { useProcessor(50ms); });
   EXPECT_GE(Clock::now() - start, 250ms);
   EXPECT_LT(Clock::now() - start, 1s);
+}
+
+// Neither the delay of a sleep nor the pauses that are too short for one may spoil the share.
+TEST(CpuThresholdTest, KeepsTheShareAlsoWhenAskedOften) {
+  CpuThreshold threshold;
+  threshold.initialize("80");
+  threshold.divideAmong(2);
+  const ShareMeter meter;
+  while (meter.time() < 500ms) {
+    useProcessor(20us);
+    threshold.iteration();
+  }
+  EXPECT_LT(meter.share(), 0.44);
+  EXPECT_GT(meter.shareOfWhatWasThere(), 0.36);
 }
 
 TEST(CpuThresholdTest, BoundsOnePauseAndCarriesNoDebt) {
@@ -297,27 +305,7 @@ TEST(FirstQuestionTest, LoadsTheNamedFile) {
   GTEST_FLAG_SET(death_test_style, "fast");
 }
 
-// A sink that tells what was written since it was last asked.
-class TraceTest : public testing::Test {
- protected:
-  ~TraceTest() override {
-    CcLogWrapper::setSink(-1, CcLogWrapper::kOff);
-    close(descriptor_);
-  }
-
-  void enable(CcLogWrapper::Level level) { CcLogWrapper::setSink(descriptor_, level); }
-
-  std::string written() {
-    std::string text(1 << 16, '\0');
-    const ssize_t length = pread(descriptor_, text.data(), text.size(), 0);
-    text.resize(static_cast<size_t>(length));
-    EXPECT_EQ(ftruncate(descriptor_, 0), 0);
-    EXPECT_EQ(lseek(descriptor_, 0, SEEK_SET), 0);
-    return text;
-  }
-
-  int descriptor_ = memfd_create("trace", MFD_CLOEXEC);
-};
+class TraceTest : public testing::Test, public invscan::TraceSink {};
 
 TEST_F(TraceTest, LineHasTimeProcessLevelWriterAndPlace) {
   enable(CcLogWrapper::kMin);

@@ -11,7 +11,9 @@ import sys
 # Where the machine may be asked.
 SEAM = "invscan/machine/"
 
-# Sources for files that the host names, which are none of the machine's.
+# Sources for files that the host names, which are none of the machine's. The platform layer reads
+# others of that kind: the store and the hardware configuration file (base/RegularFile) are the
+# host's own also when another machine is replayed.
 HOSTS_FILES = {"invscan/SMBIOS/DumpFile.cpp"}
 
 # Functions with names of their own: not even mentioned.

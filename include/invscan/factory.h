@@ -3,6 +3,7 @@
 // A host's whole sequence:
 //   GroupFactory* factory = GroupFactory::getInstance();
 //   factory->initialise();
+//   factory->loadNodeFromFile(factory->m_HWConfigFile, 1);  // for settings and throttling
 //   std::list<String> names;
 //   factory->getAllGroups(names);
 //   for (const String& name : names) {
@@ -21,6 +22,7 @@
 #include <invscan/export.h>
 #include <invscan/group.h>
 
+class Node;
 class ProcessorInfo;
 class QCMInfo;
 
@@ -43,6 +45,41 @@ class INVSCAN_EXPORT GroupFactory {
   // also when the file is an absolute path: hosts expect it; kept.
   void setHWConfigFile();
 
+  // Reads the hardware configuration file (hwconfig.h) by mode:
+  //   1  attributes, priority and throttle; a host calls this with m_HWConfigFile after
+  //   initialise() 5  the records of the last Processors element 6  the records of the last QCMs
+  //   element
+  // Returns 0 when it was loaded (and for any other mode, which loads nothing), 2 when it is not a
+  // well-formed file within the limits of base/Xml.h, 5 when it cannot be opened for reading or is
+  // no regular file, -1 when the element is not in it. Unless that is 0 nothing has changed. The
+  // trace tells what is wrong, with its line.
+  //
+  // Loading again appends global attributes, of which the first of a name counts, replaces those of
+  // each group that the file names with attributes, and appends records. Groups that were handed
+  // out by name see what is new, and texts that they handed out stay valid.
+  //
+  // Mode 1 sets the throttle from the attribute "cpuThreshold" of the root, which may be empty for
+  // no limit, or from the key "hwscanner.cputhreshold" where there is no such attribute.
+  //
+  // The file is the host's own also while another machine is replayed.
+  int loadNodeFromFile(String path, int mode);
+
+  // Take from a tree what the three modes are about: a Hardware root, or a Group; a Processors
+  // element; a QCMs element. Null and other elements give nothing; they keep nothing of the node.
+  void getHWGroupFromNode(const Node* node);
+  void getProcessorFromNode(Node* node);
+  void getQCMFromNode(Node* node);
+
+  // The records loaded so far, in the order of the files. They belong to the factory.
+  const std::vector<ProcessorInfo*>& getProcessors() const { return processors_; }
+  const std::vector<QCMInfo*>& getQCMs() const { return qcms_; }
+  // The paths of the files that were loaded, one for each load.
+  const std::list<String>& getLoadedFiles() const { return loadedFiles_; }
+  // The "priority" that the file names, empty when none did. What it means is up to the host.
+  String getPriority() const { return priority_; }
+  // The throttle of all groups handed out by name, and of getGroup itself.
+  CpuThreshold& getCpuThreshold() { return cpuThreshold_; }
+
   // Appends the names of all groups, in catalogue order, to the list, which keeps what it holds.
   // Returns 0.
   int getAllGroups(std::list<String>& names);
@@ -62,6 +99,9 @@ class INVSCAN_EXPORT GroupFactory {
 
  private:
   GroupFactory() = default;
+  void takeNode(Node* node, int mode);
+  void takeSettings(const Node& root);
+  void takeGroup(const Node& group);
 
   std::vector<ProcessorInfo*> processors_;
   std::vector<QCMInfo*> qcms_;
@@ -70,7 +110,7 @@ class INVSCAN_EXPORT GroupFactory {
   String m_HWConfigFile;  // empty until setHWConfigFile()
 
  private:
-  std::list<String> strings_;
+  std::list<String> loadedFiles_;
   AttributeList globalAttributes_;
   std::map<String, AttributeList> groupAttributes_;
   String priority_;

@@ -6,10 +6,12 @@
 #include <invscan/group.h>
 #include <invscan/groups.h>
 #include <invscan/helper.h>
+#include <invscan/hwconfig.h>
 #include <invscan/machine.h>
 #include <invscan/md5.h>
 #include <invscan/physmem.h>
 #include <invscan/print.h>
+#include <invscan/processor.h>
 #include <invscan/smbios.h>
 #include <invscan/smbiosinfo.h>
 #include <invscan/table.h>

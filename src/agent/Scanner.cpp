@@ -38,6 +38,7 @@ std::string payloadFor(const kelGroupDef& definition, const ScannerOptions& opti
   if (options.noteAccesses) startAccessLog();
   const std::unique_ptr<KelGroup> group(GroupFactory::getInstance()->getGroup(definition.name));
   const std::unique_ptr<KelTable> table(group ? group->getTable() : nullptr);
+  if (group) group->iteration();  // before the answer, which is a worker's end
   return encodePayload(table.get(), options.noteAccesses ? accessLog() : std::vector<Access>());
 }
 

@@ -59,15 +59,16 @@ void setTrace(const Options& options) {
   CcLogWrapper::setSink(sink, options.trace);
 }
 
+void setDefault(const char* key, const char* value) {
+  if (OrvCfg::getKey(key).isEmpty()) OrvCfg::setKey(key, value);
+}
+
 void setStore(const Options& options) {
   if (!options.config.empty()) OrvCfg::load(options.config);
   if (OrvCfg::getError() != 0) throw Failure(OrvCfg::getErrorText());
-  constexpr char kSources[] = "hwscanner.sources";
-  if (options.classic) {
-    OrvCfg::setKey(kSources, "classic");
-  } else if (OrvCfg::getKey(kSources).isEmpty()) {
-    OrvCfg::setKey(kSources, "native");
-  }
+  if (options.classic) OrvCfg::setKey("hwscanner.sources", "classic");
+  setDefault("hwscanner.sources", "native");
+  setDefault("config_dir", "/etc/invscan");
 }
 
 void setMachine(const Options& options) {

@@ -13,6 +13,10 @@ namespace {
 
 constexpr int64_t kSecond = 1'000'000'000;
 constexpr int64_t kLongestPause = 2 * kSecond;
+// Below this the sleep's own cost and delay would weigh more than what it is for.
+constexpr int64_t kShortestPause = kSecond / 200;
+// By so much a busy machine may delay the end of a pause.
+constexpr int64_t kLongestDelay = kSecond / 20;
 
 int64_t nanoseconds(clockid_t clock) {
   timespec now{};
@@ -38,19 +42,32 @@ int parsePercent(const std::string& text) {
 }  // namespace
 
 void CpuThreshold::initialize(const String& percent) {
-  percent_ = parsePercent(percent.toNarrow());
+  const int share = parsePercent(percent.toNarrow());
+  stretch_ = share == 0 ? 0 : 100.0 / share;
   rebase();
 }
 
+void CpuThreshold::divideAmong(int processes) {
+  stretch_ *= std::max(processes, 1);
+}
+
 void CpuThreshold::iteration() {
-  if (percent_ == 0) return;
-  if (process_ == getpid()) {
-    const int64_t now = nanoseconds(CLOCK_MONOTONIC);
-    const int64_t used = nanoseconds(CLOCK_PROCESS_CPUTIME_ID) - cpuNanoseconds_;
-    const int64_t end = wallNanoseconds_ + used / percent_ * 100;
-    if (end > now) sleepUntil(std::min(end, now + kLongestPause));
+  if (stretch_ == 0) return;
+  if (process_ != getpid()) return rebase();
+
+  const int64_t cpu = nanoseconds(CLOCK_PROCESS_CPUTIME_ID);
+  int64_t now = nanoseconds(CLOCK_MONOTONIC);
+  const auto stretched = static_cast<double>(cpu - cpuNanoseconds_) * stretch_;
+  const int64_t end = wallNanoseconds_ + static_cast<int64_t>(stretched);
+  if (end > now && end < now + kShortestPause) return;
+  if (end > now) {
+    sleepUntil(std::min(end, now + kLongestPause));
+    now = nanoseconds(CLOCK_MONOTONIC);
   }
-  rebase();
+  // What a pause took too long is given back with the next; otherwise idle time is not saved up,
+  // nor is what a bounded pause was too short.
+  wallNanoseconds_ = std::clamp(end, now - kLongestDelay, now);
+  cpuNanoseconds_ = cpu;
 }
 
 void CpuThreshold::rebase() {

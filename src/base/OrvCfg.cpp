@@ -1,17 +1,14 @@
 #include <invscan/base/OrvCfg.h>
 
-#include <fcntl.h>
 #include <stdlib.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstddef>
 #include <map>
 #include <optional>
-#include <system_error>
 
 #include "base/IniText.h"
+#include "base/RegularFile.h"
 
 namespace invscan {
 namespace {
@@ -32,38 +29,8 @@ std::optional<Store>& store() {
   return instance;
 }
 
-int readOpenFile(int descriptor, std::string& text) {
-  struct stat status {};
-  if (fstat(descriptor, &status) != 0) return errno;
-  if (S_ISDIR(status.st_mode)) return EISDIR;
-  if (!S_ISREG(status.st_mode)) return EINVAL;
-
-  text.resize(kLargestFile + 1);
-  std::size_t length = 0;
-  while (length < text.size()) {
-    const ssize_t count = read(descriptor, text.data() + length, text.size() - length);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return errno;
-    if (count == 0) break;
-    length += static_cast<std::size_t>(count);
-  }
-  text.resize(length);
-  return length > kLargestFile ? EFBIG : 0;
-}
-
-int readFile(const std::string& path, std::string& text) {
-  // Non-blocking, so that a pipe without a writer is refused rather than waited for.
-  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (descriptor < 0) return errno;
-  const int error = readOpenFile(descriptor, text);
-  close(descriptor);
-  return error;
-}
-
 std::string unreadableText(const std::string& path, int error) {
-  const std::string reason =
-      error == EINVAL ? "Not a regular file" : std::generic_category().message(error);
-  return path + ": " + reason + "; expected a readable text file of at most 1 MiB";
+  return path + ": " + regularFileError(error) + "; expected a readable text file of at most 1 MiB";
 }
 
 std::optional<IniError> wrongValue(const IniEntries& entries) {
@@ -76,7 +43,8 @@ std::optional<IniError> wrongValue(const IniEntries& entries) {
 
 Store readStore(const std::string& path) {
   std::string text;
-  if (const int error = readFile(path, text)) return {{}, error, unreadableText(path, error)};
+  if (const int error = readRegularFile(path, kLargestFile, text))
+    return {{}, error, unreadableText(path, error)};
   IniEntries entries;
   std::optional<IniError> wrong = parseIni(text, entries);
   if (!wrong) wrong = wrongValue(entries);

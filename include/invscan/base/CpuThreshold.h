@@ -17,16 +17,21 @@ class INVSCAN_EXPORT CpuThreshold {
   // not a number, 0, 100 and more) means no limit.
   void initialize(const String& percent);
 
+  // Divides the share among processes that scan at the same time, such as forked workers: each is
+  // held to its part of it. Counts until initialize() is called again; less than 2 changes nothing.
+  void divideAmong(int processes);
+
   // Sleeps until the processor time that the process used since the last call is no more than its
-  // share of the time that passed. One pause is bounded, and a forked child starts counting afresh.
-  // Without a limit it only returns.
+  // share of the time that passed; a pause of less than 5 ms waits until more has come together.
+  // One pause is bounded to 2 s, and a forked child starts counting afresh. Without a limit it only
+  // returns.
   void iteration();
 
  private:
   void rebase();
 
-  int percent_ = 0;  // 0: no limit
-  int process_ = 0;  // whose time the figures below count
+  double stretch_ = 0;  // time that processor time is stretched to; 0: no limit
+  int process_ = 0;     // whose time the figures below count
   int64_t wallNanoseconds_ = 0;
   int64_t cpuNanoseconds_ = 0;
 };

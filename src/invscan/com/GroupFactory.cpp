@@ -4,6 +4,7 @@
 #include <invscan/base/OrvCfg.h>
 #include <invscan/catalogue.h>
 #include <invscan/groups.h>
+#include <invscan/hwconfig.h>
 #include <invscan/smbios.h>
 
 #include "log/Trace.h"
@@ -38,7 +39,10 @@ GroupFactory* GroupFactory::getInstance() {
   return singleton_;
 }
 
-GroupFactory::~GroupFactory() = default;
+GroupFactory::~GroupFactory() {
+  for (const ProcessorInfo* record : processors_) delete record;
+  for (const QCMInfo* record : qcms_) delete record;
+}
 
 int GroupFactory::initialise() {
   setHWConfigFile();
