@@ -45,10 +45,9 @@ class INVSCAN_EXPORT GroupFactory {
   // also when the file is an absolute path: hosts expect it; kept.
   void setHWConfigFile();
 
-  // Reads the hardware configuration file (hwconfig.h) by mode:
-  //   1  attributes, priority and throttle; a host calls this with m_HWConfigFile after
-  //   initialise() 5  the records of the last Processors element 6  the records of the last QCMs
-  //   element
+  // Reads the hardware configuration file (hwconfig.h) by mode: 1 for attributes, priority and
+  // throttle (a host calls this with m_HWConfigFile after initialise()), 5 for the records of the
+  // last Processors element, 6 for those of the last QCMs element.
   // Returns 0 when it was loaded (and for any other mode, which loads nothing), 2 when it is not a
   // well-formed file within the limits of base/Xml.h, 5 when it cannot be opened for reading or is
   // no regular file, -1 when the element is not in it. Unless that is 0 nothing has changed. The

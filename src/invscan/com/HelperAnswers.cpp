@@ -65,7 +65,8 @@ KeptAnswers cpuidAnswers, diskScanAnswers;
 }  // namespace invscan
 
 VtExecInfo* vtExecCommand(const char* command, const char* arguments, const char* tracePath) {
-  const invscan::HelperOutput output = invscan::machine().runHelper(command ? command : "", arguments, tracePath);
+  const invscan::HelperOutput output =
+      invscan::machine().runHelper(command ? command : "", arguments, tracePath);
   if (!output.started) return nullptr;
   invscan::TextStream stream(output.text);
   return vtParseProgramOutput(&stream);
