@@ -245,6 +245,10 @@ void noteAccess(const std::string& source, const std::string& outcome, double mi
   if (notes().wanted) notes().accesses.push_back({source, outcome, milliseconds});
 }
 
+void stopAccessLog() {
+  notes() = {};
+}
+
 bool useNativeSources() {
   return OrvCfg::getKey("hwscanner.sources") == String("native");
 }
