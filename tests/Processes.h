@@ -49,11 +49,6 @@ inline std::vector<pid_t> childrenOf(pid_t pid) {
   return children;
 }
 
-inline bool hasEnded(pid_t pid) {
-  const char state = stateOf(pid);
-  return state == 'X' || state == 'Z';
-}
-
 // The exit code of a copy of this process that runs a function.
 template <class Function>
 int inFork(Function function) {
@@ -94,5 +89,15 @@ class Stopwatch {
  private:
   std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
 };
+
+// Whether a process has ended, reaped or not, or does within a few seconds.
+inline bool endsSoon(pid_t pid) {
+  const Stopwatch watch;
+  while (stateOf(pid) != 'X' && stateOf(pid) != 'Z') {
+    if (watch.seconds() > 5) return false;
+    usleep(1000);
+  }
+  return true;
+}
 
 }  // namespace invscan

@@ -90,6 +90,6 @@ inline pid_t awaitEnd(pid_t child, int& status, std::chrono::milliseconds patien
 
 // How long a killed child is waited for: most end at once, and one that is stuck in the kernel ends
 // when that lets it.
-inline constexpr std::chrono::milliseconds kBurialPatience{20};
+inline constexpr std::chrono::milliseconds kBurialPatience{100};
 
 }  // namespace invscan
