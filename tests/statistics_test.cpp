@@ -172,10 +172,14 @@ TEST_F(Statistics, LeaveTheHostBehindAndDieWithIt) {
   EXPECT_EQ(kept.size(), 3U);
   std::ifstream file("/proc/" + std::to_string(served) + "/status");
   const std::string status{std::istreambuf_iterator<char>(file), {}};
-  for (const char* mask : {"\nSigBlk:\t0000000000000000\n", "\nSigCgt:\t0000000000000000\n",
-                           "\nSigIgn:\t0000000000001000\n"}) {  // SIGPIPE
-    EXPECT_NE(status.find(mask), std::string::npos) << mask << status;
-  }
+  const auto mask = [&status](const std::string& name) {
+    constexpr unsigned long kOfTheCLibrary = 0x180000000;  // handles them where there were threads
+    const std::size_t place = status.find("\n" + name + ":\t") + name.size() + 3;
+    return std::stoul(status.substr(place, 16), nullptr, 16) & ~kOfTheCLibrary;
+  };
+  EXPECT_EQ(mask("SigBlk"), 0U);
+  EXPECT_EQ(mask("SigCgt"), 0U);
+  EXPECT_EQ(mask("SigIgn"), 1UL << (SIGPIPE - 1));
   kill(host, SIGKILL);
   waitpid(host, nullptr, 0);
   EXPECT_TRUE(endsSoon(served));
