@@ -27,6 +27,29 @@ void checkCommand(const std::string& line, const CapturedCommand& command) {
   if (again.output != command.output || again.status != command.status) std::abort();
 }
 
+void checkHelper(const std::string& name, const CapturedCommand& helper) {
+  const Json written = toJson(name, HelperOutput{true, helper.output});
+  if (readHelper(Json::parse(written.dump()), "helper").output != helper.output) std::abort();
+}
+
+void checkStatistics(const std::string&, const CapturedStatistics& statistics) {
+  const Json written = toJson(statistics.answer);
+  if (toJson(readStatistics(Json::parse(written.dump()), "fact").answer) != written) std::abort();
+}
+
+template <class Map, class Check>
+void checkEach(const Map& map, Check check) {
+  for (const auto& [name, value] : map) check(name, value);
+}
+
+template <class Map, class Check>
+void checkTurns(const Map& map, Check check) {
+  for (const auto& [name, turns] : map) {
+    if (turns.empty()) std::abort();
+    for (const auto& turn : turns) check(name, turn);
+  }
+}
+
 void checkFacts(const CaptureFacts& facts) {
   checkRoundTrip(facts.kernelIdentity, readKernelIdentity);
   checkRoundTrip(facts.memoryFigures, readMemoryFigures);
@@ -34,9 +57,12 @@ void checkFacts(const CaptureFacts& facts) {
   for (const auto& [category, locale] : facts.locales) {
     checkRoundTrip(std::optional(locale), readLocale);
   }
-  for (const auto& [line, commands] : facts.commands) {
-    if (commands.empty()) std::abort();
-    for (const CapturedCommand& command : commands) checkCommand(line, command);
+  checkTurns(facts.commands, checkCommand);
+  checkTurns(facts.helpers, checkHelper);
+  checkEach(facts.statistics, checkStatistics);
+  checkEach(facts.statistics64, checkStatistics);
+  for (const auto& [leaf, registers] : facts.cpuid) {
+    checkRoundTrip(std::optional(registers), readCpuid);
   }
   for (const auto& [name, value] : facts.environment) {
     if (!isCapturedVariable(name) || value.find('\0') != std::string::npos) std::abort();

@@ -1,9 +1,11 @@
 // Captures as hostile input, and the way from a recording to its replay.
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <climits>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
@@ -74,6 +76,17 @@ TEST_F(Captures, RefuseWhatIsMalformedByFileAndPlace) {
       {"{\"capture\": 1, \"unreadable\": {\"/x\": \"ENOPE\"}}", "unreadable./x: expected the name"},
       {"{\"capture\": 1, \"netlink\": {\"22\": [\"00\", 7]}}", "netlink.22[1]: expected a text"},
       {"{\"capture\": 1, \"statvfs\": {\"/\": {\"result\": 5}}}", "statvfs./.result: expected 0"},
+      {R"({"capture": 1, "statvfs": {"/": {"f_frsize": -1}}})", "statvfs./.f_frsize: expected a"},
+      {R"({"capture": 1, "statvfs64": {"/": {"hang": 1}}})", "statvfs64./.hang: expected true"},
+      {R"({"capture": 1, "helpers": [{"line": "a"}]})", "unknown key helpers[0].line"},
+      {R"({"capture": 1, "cpuid": {"1": ["00000001", "00000001", "00000001", "00000001"]}})",
+       "cpuid.1: expected a leaf and subleaf such as"},
+      {R"({"capture": 1, "cpuid": {"00000001.00000000": ["00000001", "2"]}})",
+       "cpuid.00000001.00000000: expected eax, ebx, ecx and edx"},
+      {R"({"capture": 1, "cpuid": {"00000001.00000000": ["0001", "0002", "0003", "0004"]}})",
+       "cpuid.00000001.00000000: expected eax, ebx, ecx and edx"},
+      {R"({"capture": 1, "cpuid": {"00000001.00000000": [1, 2, 3, 4]}})",
+       "cpuid.00000001.00000000: expected a text"},
       {"{\"capture\": 1, \"interfaces\": [{}]}", "missing key interfaces[0].name"},
       {"{\"capture\": 1, \"absent\": {}}", "absent: expected a list"},
   };
@@ -236,6 +249,117 @@ TEST_F(Captures, HoldWhatWasAskedAlsoInForkedChildren) {
   EXPECT_EQ(accesses[0].outcome, "no such file or directory");
   EXPECT_EQ(accesses[1].outcome, "never asked when it was recorded");
   EXPECT_EQ(accesses[2].outcome, "is a directory");
+}
+
+TEST_F(Captures, AnswerProcessorsHelpersAndFileSystems) {
+  write("machine.json", R"({"capture": 1,
+    "cpuid": {"8000001D.00000003": ["00000001", "8000000A", "ffffffff", "00000000"]},
+    "commands": [{"line": "cpuid", "output": "printed"}],
+    "helpers": [{"command": "cpuid", "output": "1"}, {"command": "cpuid", "output_hex": "00ff"},
+                {"command": "diskscan", "hang": true}],
+    "statvfs": {"/": {"f_blocks": 5}, "/x": {"result": -1}, "/y": {"hang": true}},
+    "statvfs64": {"/y": {"f_blocks": 18446744073709551615}}})");
+  ASSERT_EQ(replay(), "");
+  const auto leaf = machine().cpuid(0x8000001D, 3);
+  ASSERT_TRUE(leaf);
+  EXPECT_EQ(leaf->ebx, 0x8000000A);
+  EXPECT_EQ(leaf->ecx, 0xFFFFFFFF);
+  EXPECT_FALSE(machine().cpuid(0x8000001D));
+
+  EXPECT_EQ(machine().runCommand("cpuid").text, "printed");
+  EXPECT_EQ(machine().runHelper("cpuid", nullptr, nullptr).text, "1") << "turns of its own";
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(machine().runHelper("cpuid", "-d", nullptr).text, std::string("\0\xff", 2));
+  }
+  EXPECT_EQ(machine().runHelper("unknown", nullptr, nullptr).text, "");
+
+  using enum StatisticsCall;
+  EXPECT_EQ(machine().fileSystemStatistics("/", statvfs64)->f_blocks, 5U) << "falls back";
+  EXPECT_EQ(machine().fileSystemStatistics("/y", statvfs64)->f_blocks, ULONG_MAX);
+  EXPECT_FALSE(machine().fileSystemStatistics("/x", statvfs));
+  EXPECT_FALSE(machine().fileSystemStatistics("/z", statvfs));
+
+  void (*const hanging[])() = {[] { machine().runHelper("diskscan", nullptr, nullptr); },
+                               [] { machine().fileSystemStatistics("/y", statvfs); }};
+  for (const auto& ask : hanging) {
+    const pid_t child = fork();
+    if (child == 0) _exit((ask(), 0));
+    usleep(50'000);
+    EXPECT_EQ(waitpid(child, nullptr, WNOHANG), 0) << "it waits";
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+  }
+}
+
+// A small tree such as that of /sys: all paths of an entry lead to one place.
+TEST_F(Captures, KeepDirectoriesAndFilesWhereLinksLead) {
+  const std::string live = directory_ / "live";
+  write("live/devices/disk/size", "8");
+  write("live/devices/disk/queue/kind", "ssd");
+  write("live/file", "");
+  write("outside", "untouched");
+  const fs::path block = directory_ / "live/block";
+  fs::create_directory(block);
+  const std::pair<const char*, std::string> links[] = {{"absolute", live + "/devices/disk"},
+                                                       {"circle", "other"},
+                                                       {"dangling", "../not/there"},
+                                                       {"other", "circle"},
+                                                       {"relative", "../devices/disk"}};
+  for (const auto& [name, target] : links) fs::create_symlink(target, block / name);
+  fs::create_symlink("block", directory_ / "live/class");
+
+  const auto ask = [&] {
+    std::string answers =
+        machine().readFile(block / "relative/size").text + " ";  // before the link
+    for (const char* path : {"", "/class", "/class/absolute", "/devices/disk", "/class/circle",
+                             "/class/dangling", "/file", "/none"}) {
+      for (const std::string& name : machine().listDirectory(live + path)) answers += name + " ";
+      answers += "; ";
+    }
+    for (const auto& [name, target] : links) {
+      answers += machine().readLink(live + "/class/" + name).value_or("none") + " ";
+    }
+    for (const char* path :
+         {"/class/absolute/queue/kind", "/devices/disk/size", "/class/circle/size"}) {
+      answers += machine().readFile(live + path).text + " ";
+    }
+    return answers;
+  };
+  std::string error;
+  ASSERT_TRUE(recordMachine(directory_ / "capture", error)) << error;
+  const std::string recorded = ask();
+  ASSERT_TRUE(finishRecording(error)) << error;
+  const std::string disk = live + "/devices/disk";
+  EXPECT_EQ(recorded,
+            "8 block class devices ; absolute circle dangling other relative ; queue ; "
+            "queue ; ; ; ; ; " +
+                disk +
+                " other ../not/there circle ../devices/disk "
+                "ssd 8  ");
+  const fs::path kept = (directory_ / "capture/root") / fs::path(live).relative_path();
+  EXPECT_TRUE(fs::is_symlink(kept / "block/relative"));
+  EXPECT_TRUE(fs::is_regular_file(kept / "devices/disk/size"));
+
+  fs::remove_all(live);
+  ASSERT_TRUE(replayMachine(directory_ / "capture", error)) << error;
+  EXPECT_EQ(ask(), recorded);
+}
+
+// The machine changes while it is recorded: a directory turns into a link to somewhere else.
+TEST_F(Captures, AreNeverLeftWhenTheyAreWritten) {
+  write("live/a/file", "inside");
+  write("elsewhere/keep", "");
+  std::string error;
+  const std::string capture = directory_ / "capture";
+  ASSERT_TRUE(recordMachine(capture, error)) << error;
+  const fs::path root = fs::path(capture) / "root" / directory_.relative_path();
+  fs::create_directories(root / "live");
+  fs::create_symlink(directory_ / "elsewhere", root / "live/a");
+  EXPECT_EQ(machine().readFile(directory_ / "live/a/file").text, "inside");
+  machine().listDirectory(directory_ / "live");
+  finishRecording(error);
+  EXPECT_FALSE(fs::exists(directory_ / "elsewhere/file"));
+  EXPECT_TRUE(fs::exists(root / "elsewhere/file"));
 }
 
 TEST_F(Captures, AreNotMadeWhereSomethingIs) {

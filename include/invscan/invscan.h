@@ -11,9 +11,11 @@
 #include <invscan/md5.h>
 #include <invscan/physmem.h>
 #include <invscan/print.h>
+#include <invscan/process.h>
 #include <invscan/processor.h>
 #include <invscan/smbios.h>
 #include <invscan/smbiosinfo.h>
+#include <invscan/statistics.h>
 #include <invscan/table.h>
 #include <invscan/traits.h>
 #include <invscan/vartree.h>

@@ -100,6 +100,10 @@ void appendTime(LineBuffer& line) {
 
 }  // namespace
 
+TraceSink traceSink() {
+  return {sinkDescriptor, static_cast<CcLogWrapper::Level>(sinkLevel.load())};
+}
+
 void writeTrace(CcLogWrapper::Level level, const char* mark, const TraceSite& site,
                 const char* format, va_list arguments) {
   if (!CcLogWrapper::isEnabled(level)) return;

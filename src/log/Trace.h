@@ -21,6 +21,13 @@ struct TraceSite {
   const char* function;
 };
 
+// What setSink() was told last.
+struct TraceSink {
+  int descriptor;
+  CcLogWrapper::Level level;
+};
+TraceSink traceSink();
+
 // Writes one line when the level is enabled. The mark stands where a line names its level.
 void writeTrace(CcLogWrapper::Level level, const char* mark, const TraceSite& site,
                 const char* format, va_list arguments) __attribute__((format(printf, 4, 0)));

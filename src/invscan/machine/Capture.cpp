@@ -1,17 +1,8 @@
 #include "invscan/machine/Capture.h"
 
-#include <fcntl.h>
-#include <linux/openat2.h>
-#include <sys/stat.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
-#include <array>
+#include <algorithm>
 #include <climits>
-#include <cstring>
-#include <deque>
-#include <filesystem>
-#include <string_view>
+#include <cstdio>
 
 namespace invscan {
 namespace {
@@ -217,6 +208,19 @@ void putOutput(Json& json, const std::string& output) {
   } else {
     json["output_hex"] = writeHex(output);
   }
+}
+
+// The key of a leaf, as cpuidLeafName() writes it.
+std::string readLeafName(std::string name) {
+  constexpr std::size_t kPoint = 8, kLength = 17;
+  const bool isLeaf = name.size() == kLength && name[kPoint] == '.' &&
+                      std::count_if(name.begin(), name.end(),
+                                    [](char c) { return hexDigit(c) >= 0; }) == kLength - 1;
+  if (!isLeaf) refuse("cpuid." + name, "a leaf and subleaf such as 00000004.00000001");
+  for (char& c : name) {
+    if (c >= 'A' && c <= 'F') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return name;
 }
 
 std::string eightDigits(std::uint32_t value) {
@@ -478,7 +482,7 @@ CaptureFacts readFacts(const std::string& text) {
     facts.statistics64[path] = readStatistics(value, "statvfs64." + path);
   });
   eachOf("cpuid", [&](const std::string& leaf, const Json& value) {
-    facts.cpuid[leaf] = readCpuid(value, "cpuid." + leaf);
+    facts.cpuid[readLeafName(leaf)] = readCpuid(value, "cpuid." + leaf);
   });
   eachOf("unreadable", [&](const std::string& path, const Json& value) {
     facts.unreadable[path] = readErrorName(value, "unreadable." + path);
@@ -487,117 +491,8 @@ CaptureFacts readFacts(const std::string& text) {
   return facts;
 }
 
-CaptureFiles::CaptureFiles(const std::string& directory)
-    : root_(::open((directory + "/root").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
-  if (root_ && !open("/", O_PATH)) {
-    throw CaptureError(
-        "cannot be kept apart from this machine's files: openat2 is refused here; "
-        "it takes Linux 5.6, outside of old sandboxes");
-  }
-}
-
-Descriptor CaptureFiles::open(const std::string& path, unsigned long flags) const {
-  if (!root_) {
-    errno = ENOENT;
-    return Descriptor();
-  }
-  open_how how{};
-  how.flags = flags | O_CLOEXEC;
-  how.resolve = RESOLVE_IN_ROOT | RESOLVE_NO_MAGICLINKS;
-  return Descriptor(
-      static_cast<int>(syscall(SYS_openat2, root_.get(), path.c_str(), &how, sizeof how)));
-}
-
-Descriptor CaptureFiles::openFile(const std::string& path) const {
-  Descriptor file = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-  struct stat status;
-  if (!file || fstat(file.get(), &status) != 0) return Descriptor();
-  if (S_ISREG(status.st_mode)) return file;
-  file.close();
-  errno = S_ISDIR(status.st_mode) ? EISDIR : ENOENT;
-  return Descriptor();
-}
-
-FileText CaptureFiles::read(const std::string& path, std::size_t limit) const {
-  return readFileText(openFile(path), limit);
-}
-
-FileText CaptureFiles::readRange(const std::string& path, unsigned long offset,
-                                 unsigned long length) const {
-  return invscan::readRange(openFile(path), offset, length);
-}
-
-int CaptureFiles::exists(const std::string& path) const {
-  return open(path, O_PATH) ? 0 : errno;
-}
-
-std::optional<std::string> CaptureFiles::readLink(const std::string& path) const {
-  const Descriptor link = open(path, O_PATH | O_NOFOLLOW);
-  char target[PATH_MAX];
-  const ssize_t length = link ? readlinkat(link.get(), "", target, sizeof target) : -1;
-  if (length < 0) return std::nullopt;
-  return std::string(target, static_cast<std::size_t>(length));
-}
-
-std::vector<std::string> CaptureFiles::listDirectory(const std::string& path) const {
-  return directoriesIn(open(path, O_RDONLY | O_DIRECTORY));
-}
-
-std::string CaptureFiles::resolve(const std::string& path, bool followsLast) const {
-  constexpr int kMostLinks = 40;
-  std::filesystem::path done = "/";
-  std::deque<std::string> left;
-  const auto prepend = [&left](const std::filesystem::path& parts) {
-    left.insert(left.begin(), parts.begin(), parts.end());
-  };
-  prepend(std::filesystem::path(path).relative_path());
-  for (int links = 0; !left.empty() && links <= kMostLinks;) {
-    const std::string part = left.front();
-    left.pop_front();
-    const auto target =
-        left.empty() && !followsLast ? std::nullopt : readLink((done / part).string());
-    if (target) {
-      ++links;
-      if (target->starts_with('/')) done = "/";
-      prepend(std::filesystem::path(*target).relative_path());
-    } else {
-      done = (done / part).lexically_normal();
-    }
-  }
-  return left.empty() ? done.string() : std::string();
-}
-
 std::string cpuidLeafName(std::uint32_t leaf, std::uint32_t subleaf) {
   return eightDigits(leaf) + "." + eightDigits(subleaf);
-}
-
-std::string memoryRangeName(unsigned long address, unsigned long length) {
-  char name[64];
-  snprintf(name, sizeof name, "%s 0x%lx+0x%lx", kMemoryDevice, address, length);
-  return name;
-}
-
-bool isCapturedVariable(const std::string& name) {
-  return name == "LANG" || name == "TZ" || name.rfind("LC_", 0) == 0;
-}
-
-std::map<std::string, std::string> capturedEnvironment() {
-  std::map<std::string, std::string> variables;
-  for (char** entry = environ; entry && *entry; ++entry) {
-    const std::string_view text = *entry;
-    const std::size_t equals = text.find('=');
-    if (equals == std::string_view::npos) continue;
-    const std::string name(text.substr(0, equals));
-    if (isCapturedVariable(name)) variables[name] = text.substr(equals + 1);
-  }
-  return variables;
-}
-
-std::string timeZoneFile(const char* timeZone) {
-  if (!timeZone) return "/etc/localtime";
-  const std::string name = *timeZone == ':' ? timeZone + 1 : timeZone;
-  if (name.empty() || name.front() == '/') return name;
-  return "/usr/share/zoneinfo/" + name;
 }
 
 }  // namespace invscan

@@ -2,6 +2,7 @@
 // describes the form. Everything in it is hostile.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -91,10 +92,6 @@ class CaptureFiles {
   std::optional<std::string> readLink(const std::string& path) const;
   std::vector<std::string> listDirectory(const std::string& path) const;
 
-  // The path of what a path leads to when links are followed below the root (the last component
-  // only when asked to), also where nothing is there yet; empty when links go round in circles.
-  std::string resolve(const std::string& path, bool followsLast) const;
-
  private:
   Descriptor open(const std::string& path, unsigned long flags) const;
   // A regular file to be read; none, and errno, for anything else.
@@ -102,6 +99,13 @@ class CaptureFiles {
 
   Descriptor root_;
 };
+
+// The text of the link at a path that leads through no links itself; none where there is no link.
+using LinkReader = std::function<std::optional<std::string>(const std::string& path)>;
+
+// Where a path leads when links are followed (the last component only when asked to), also where
+// nothing is there yet. Nothing leads above the root. Empty when links go round in circles.
+std::string followLinks(const std::string& path, bool followsLast, const LinkReader& linkAt);
 
 // The key of a leaf in "cpuid".
 std::string cpuidLeafName(std::uint32_t leaf, std::uint32_t subleaf);

@@ -1,6 +1,8 @@
 #include "invscan/machine/Machine.h"
 
 #include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -55,6 +57,14 @@ std::string judgeCommand(const CommandOutput& output) {
   return output.text.empty() ? "printed nothing" : "ok";
 }
 
+// Not every file system tells the kind of an entry along with its name.
+bool isDirectoryOrLink(int directory, const dirent& entry) {
+  if (entry.d_type != DT_UNKNOWN) return entry.d_type == DT_DIR || entry.d_type == DT_LNK;
+  struct stat status;
+  return fstatat(directory, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+         (S_ISDIR(status.st_mode) || S_ISLNK(status.st_mode));
+}
+
 std::vector<std::unique_ptr<Machine>>& machines() {
   static auto* instances = new std::vector<std::unique_ptr<Machine>>;
   return *instances;
@@ -81,7 +91,7 @@ std::vector<std::string> directoriesIn(Descriptor directory) {
   directory.release();
   while (const dirent* entry = readdir(stream.get())) {
     const std::string name = entry->d_name;
-    if (name != "." && name != ".." && (entry->d_type == DT_DIR || entry->d_type == DT_LNK)) {
+    if (name != "." && name != ".." && isDirectoryOrLink(dirfd(stream.get()), *entry)) {
       names.push_back(name);
     }
   }
@@ -243,6 +253,10 @@ void onMachineChange(void (*forget)()) {
 
 void noteAccess(const std::string& source, const std::string& outcome, double milliseconds) {
   if (notes().wanted) notes().accesses.push_back({source, outcome, milliseconds});
+}
+
+void stopAccessLog() {
+  notes() = {};
 }
 
 bool useNativeSources() {

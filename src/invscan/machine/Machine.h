@@ -185,6 +185,9 @@ void onMachineChange(void (*forget)());
 // Notes, when the access log is on, a question that a child of this process asked.
 void noteAccess(const std::string& source, const std::string& outcome, double milliseconds);
 
+// Ends the access log of this process: for a child whose notes nobody would see.
+void stopAccessLog();
+
 // Whether facts are taken from the kernel first (hwscanner.sources = native).
 bool useNativeSources();
 

@@ -107,7 +107,7 @@ FileText RecordingMachine::doReadFile(const std::string& path, std::size_t limit
     rememberError(path, file.error);
     return file;
   }
-  publish(placeOf(path), file.text);
+  keepFile(placeOf(path, true), file.text);
   return files_.read(path, limit);
 }
 
@@ -124,7 +124,7 @@ std::optional<std::string> RecordingMachine::doReadLink(const std::string& path)
     rememberError(path, ENOENT);
     return target;
   }
-  keepLink(path, *target);
+  keepLink(placeOf(path, false), *target);
   return target;
 }
 
@@ -134,12 +134,11 @@ std::vector<std::string> RecordingMachine::doListDirectory(const std::string& pa
   for (const std::string& name : names) {
     std::string entry = path;
     entry += "/" + name;
+    const std::string place = placeOf(entry, false);
     if (const auto target = source_->readLink(entry)) {
-      keepLink(entry, *target);
+      keepLink(place, *target);
     } else {
-      std::error_code error;
-      fs::create_directories(placeOf(entry), error);
-      if (error) noteFailure();
+      keepDirectory(place);
     }
   }
   return names;
@@ -160,7 +159,7 @@ FileText RecordingMachine::doReadMemory(unsigned long address, unsigned long len
 }
 
 CommandOutput RecordingMachine::doRunCommand(const std::string& line, std::size_t limit) {
-  const Json noted = remember("commands", line, timesAsked_[line]++,
+  const Json noted = remember("commands", line, timesAsked_["commands " + line]++,
                               [&] { return toJson(line, source_->runCommand(line, limit)); });
   CapturedCommand command = readCommand(noted, "commands");
   return {true, command.status, std::move(command.output)};
@@ -168,7 +167,7 @@ CommandOutput RecordingMachine::doRunCommand(const std::string& line, std::size_
 
 HelperOutput RecordingMachine::doRunHelper(const std::string& command, const char* arguments,
                                            const char* tracePath) {
-  const Json noted = remember("helpers", command, timesAsked_[command]++, [&] {
+  const Json noted = remember("helpers", command, timesAsked_["helpers " + command]++, [&] {
     const HelperOutput output = source_->runHelper(command, arguments, tracePath);
     return output.started ? toJson(command, output) : Json(nullptr);
   });
@@ -186,9 +185,9 @@ std::optional<CpuidRegisters> RecordingMachine::doCpuid(std::uint32_t leaf, std:
 std::optional<struct statvfs> RecordingMachine::doFileSystemStatistics(const std::string& path,
                                                                        StatisticsCall call) {
   const char* section = call == StatisticsCall::statvfs64 ? "statvfs64" : "statvfs";
-  auto statistics = source_->fileSystemStatistics(path, call);
-  remember(section, path, 0, [&] { return toJson(statistics); });
-  return statistics;
+  const Json noted =
+      remember(section, path, 0, [&] { return toJson(source_->fileSystemStatistics(path, call)); });
+  return readStatistics(noted, section).answer;
 }
 
 std::optional<KernelIdentity> RecordingMachine::doKernelIdentity() {
@@ -250,7 +249,7 @@ Json RecordingMachine::remember(const std::string& section, const std::string& n
   if (auto noted = recall()) return *noted;
   const std::string note =
       dump({{"section", section}, {"name", name}, {"turn", turn}, {"answer", ask()}});
-  publish(path, note);
+  publish(AT_FDCWD, path, note);
   if (auto noted = recall()) return *noted;
   return Json::parse(note)["answer"];
 }
@@ -262,11 +261,9 @@ void RecordingMachine::rememberError(const std::string& path, int error) {
 }
 
 void RecordingMachine::keepMemory(unsigned long address, const std::string& bytes) {
-  const std::string path = directory_ + "/root" + kMemoryDevice;
-  std::error_code error;
-  fs::create_directories(fs::path(path).parent_path(), error);
-  const Descriptor image(
-      open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  const fs::path place = placeOf(kMemoryDevice, true);
+  const Descriptor image(openat(makeParent(place).get(), place.filename().c_str(),
+                                O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
   if (!image) return noteFailure();
   for (std::size_t done = 0; done < bytes.size();) {
     const ssize_t count = pwrite(image.get(), bytes.data() + done, bytes.size() - done,
@@ -277,29 +274,56 @@ void RecordingMachine::keepMemory(unsigned long address, const std::string& byte
   }
 }
 
-std::string RecordingMachine::placeOf(const std::string& path) const {
-  return directory_ + "/root" + files_.resolve(path, true);
+std::string RecordingMachine::placeOf(const std::string& path, bool followsLast) {
+  return followLinks(path, followsLast, [this](const std::string& place) {
+    auto target = files_.readLink(place);
+    // This link differs from process to process, though what is behind it tells the same.
+    if (target || place == "/proc/self") return target;
+    target = source_->readLink(place);
+    if (target) keepLink(place, *target);
+    return target;
+  });
 }
 
-void RecordingMachine::keepLink(const std::string& path, const std::string& target) {
-  std::error_code error;
-  const std::string link = directory_ + "/root" + files_.resolve(path, false);
-  fs::create_directories(fs::path(link).parent_path(), error);
-  if (symlink(target.c_str(), link.c_str()) != 0 && errno != EEXIST) noteFailure();
+// A place has no links on its way. One that is there all the same was put there in this moment, by
+// a worker that found the machine changed; it is not followed, so that nothing is ever written
+// outside the capture.
+Descriptor RecordingMachine::makeParent(const std::string& place) const {
+  constexpr int kFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+  const fs::path directory = fs::path(place).parent_path();
+  if (!directory.has_relative_path())
+    return Descriptor(open((directory_ + "/root").c_str(), kFlags));
+  const Descriptor parent = makeParent(directory);
+  mkdirat(parent.get(), directory.filename().c_str(), S_IRWXU);
+  return Descriptor(openat(parent.get(), directory.filename().c_str(), kFlags));
 }
 
-// Makes the file appear whole; false when it is there already or cannot be written.
-bool RecordingMachine::publish(const std::string& path, const std::string& contents) {
-  std::error_code error;
-  fs::create_directories(fs::path(path).parent_path(), error);
+void RecordingMachine::keepFile(const std::string& place, const std::string& contents) {
+  publish(makeParent(place).get(), fs::path(place).filename(), contents);
+}
+
+void RecordingMachine::keepLink(const std::string& place, const std::string& target) {
+  const std::string name = fs::path(place).filename();
+  const int result = symlinkat(target.c_str(), makeParent(place).get(), name.c_str());
+  if (result != 0 && errno != EEXIST) noteFailure();
+}
+
+void RecordingMachine::keepDirectory(const std::string& place) {
+  const std::string name = fs::path(place).filename();
+  if (mkdirat(makeParent(place).get(), name.c_str(), S_IRWXU) != 0 && errno != EEXIST) {
+    noteFailure();
+  }
+}
+
+void RecordingMachine::publish(int directory, const std::string& name,
+                               const std::string& contents) {
   const std::string draft = directory_ + kNotes + "/" + kDraft + std::to_string(getpid());
   std::ofstream file(draft, std::ios::binary | std::ios::trunc);
   file << contents;
   file.close();
-  const bool isNew = file && link(draft.c_str(), path.c_str()) == 0;
+  const bool isNew = file && linkat(AT_FDCWD, draft.c_str(), directory, name.c_str(), 0) == 0;
   if (!isNew && (!file || errno != EEXIST)) noteFailure();
   unlink(draft.c_str());
-  return isNew;
 }
 
 void RecordingMachine::noteFailure() {

@@ -54,17 +54,23 @@ class RecordingMachine : public Machine {
   // Puts what was read into the image of physical memory. A worker that reads the same range writes
   // the same bytes, so that none has to wait for another.
   void keepMemory(unsigned long address, const std::string& bytes);
-  // Where in the directory what was read at a path is kept.
-  std::string placeOf(const std::string& path) const;
-  void keepLink(const std::string& path, const std::string& target);
-  bool publish(const std::string& path, const std::string& contents);
+  // Where below the capture's root that is kept which a path leads to, or the path's last component
+  // itself. Links on the way are kept as links, so that another path that leads there finds it.
+  std::string placeOf(const std::string& path, bool followsLast);
+  // The directory in which a place is, made where it is missing.
+  Descriptor makeParent(const std::string& place) const;
+  void keepFile(const std::string& place, const std::string& contents);
+  void keepLink(const std::string& place, const std::string& target);
+  void keepDirectory(const std::string& place);
+  // Makes a file appear whole in a directory, unless it is there already.
+  void publish(int directory, const std::string& name, const std::string& contents);
   void noteFailure();
   Json mergeNotes() const;
 
   std::string directory_;
   std::unique_ptr<Machine> source_;
   CaptureFiles files_;
-  std::map<std::string, std::size_t> timesAsked_;  // by command line or helper
+  std::map<std::string, std::size_t> timesAsked_;  // by section and name
   int* failure_;  // errno of the first failed write, shared with forked children
 };
 

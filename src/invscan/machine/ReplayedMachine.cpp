@@ -112,21 +112,21 @@ FileText ReplayedMachine::doReadMemory(unsigned long address, unsigned long leng
 }
 
 CommandOutput ReplayedMachine::doRunCommand(const std::string& line, std::size_t limit) {
-  const CapturedCommand* command = takeTurn(facts_.commands, line);
+  const CapturedCommand* command = takeTurn(facts_.commands, commandTurns_, line);
   if (!command) return {true, 127, {}};
   return {true, command->status, command->output.substr(0, limit)};
 }
 
 HelperOutput ReplayedMachine::doRunHelper(const std::string& command, const char*, const char*) {
-  const CapturedCommand* helper = takeTurn(facts_.helpers, command);
+  const CapturedCommand* helper = takeTurn(facts_.helpers, helperTurns_, command);
   return {true, helper ? helper->output : std::string()};
 }
 
-const CapturedCommand* ReplayedMachine::takeTurn(
-    const std::map<std::string, std::vector<CapturedCommand>>& programs, const std::string& name) {
+const CapturedCommand* ReplayedMachine::takeTurn(const Programs& programs, Turns& turns,
+                                                 const std::string& name) {
   const auto found = programs.find(name);
   if (found == programs.end()) return nullptr;
-  const std::size_t turn = std::min(timesAsked_[name]++, found->second.size() - 1);
+  const std::size_t turn = std::min(turns[name]++, found->second.size() - 1);
   const CapturedCommand& program = found->second[turn];
   while (program.hangs) pause();
   return &program;

@@ -41,13 +41,16 @@ class ReplayedMachine : public Machine {
   LocaleName doSetLocale(int category) override;
   void doSetTimeZone() override;
 
+  using Programs = std::map<std::string, std::vector<CapturedCommand>>;
+  using Turns = std::map<std::string, std::size_t>;
+
   // The captured program whose turn it is; null when the capture does not have it.
-  const CapturedCommand* takeTurn(
-      const std::map<std::string, std::vector<CapturedCommand>>& programs, const std::string& name);
+  static const CapturedCommand* takeTurn(const Programs& programs, Turns& turns,
+                                         const std::string& name);
 
   CaptureFacts facts_;
   CaptureFiles files_;
-  std::map<std::string, std::size_t> timesAsked_;  // by command line or helper
+  Turns commandTurns_, helperTurns_;
 };
 
 }  // namespace invscan

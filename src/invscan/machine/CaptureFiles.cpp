@@ -1,0 +1,109 @@
+// What a capture holds below its root.
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <deque>
+#include <filesystem>
+
+#include "invscan/machine/Capture.h"
+
+namespace invscan {
+
+CaptureFiles::CaptureFiles(const std::string& directory)
+    : root_(::open((directory + "/root").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+  if (root_ && !open("/", O_PATH)) {
+    throw CaptureError(
+        "cannot be kept apart from this machine's files: openat2 is refused here; "
+        "it takes Linux 5.6, outside of old sandboxes");
+  }
+}
+
+Descriptor CaptureFiles::open(const std::string& path, unsigned long flags) const {
+  if (!root_) {
+    errno = ENOENT;
+    return Descriptor();
+  }
+  open_how how{};
+  how.flags = flags | O_CLOEXEC;
+  how.resolve = RESOLVE_IN_ROOT | RESOLVE_NO_MAGICLINKS;
+  return Descriptor(
+      static_cast<int>(syscall(SYS_openat2, root_.get(), path.c_str(), &how, sizeof how)));
+}
+
+Descriptor CaptureFiles::openFile(const std::string& path) const {
+  Descriptor file = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  struct stat status;
+  if (!file || fstat(file.get(), &status) != 0) return Descriptor();
+  if (S_ISREG(status.st_mode)) return file;
+  file.close();
+  errno = S_ISDIR(status.st_mode) ? EISDIR : ENOENT;
+  return Descriptor();
+}
+
+FileText CaptureFiles::read(const std::string& path, std::size_t limit) const {
+  return readFileText(openFile(path), limit);
+}
+
+FileText CaptureFiles::readRange(const std::string& path, unsigned long offset,
+                                 unsigned long length) const {
+  return invscan::readRange(openFile(path), offset, length);
+}
+
+int CaptureFiles::exists(const std::string& path) const {
+  return open(path, O_PATH) ? 0 : errno;
+}
+
+std::optional<std::string> CaptureFiles::readLink(const std::string& path) const {
+  const Descriptor link = open(path, O_PATH | O_NOFOLLOW);
+  char target[PATH_MAX];
+  const ssize_t length = link ? readlinkat(link.get(), "", target, sizeof target) : -1;
+  if (length < 0) return std::nullopt;
+  return std::string(target, static_cast<std::size_t>(length));
+}
+
+std::vector<std::string> CaptureFiles::listDirectory(const std::string& path) const {
+  return directoriesIn(open(path, O_RDONLY | O_DIRECTORY));
+}
+
+std::string followLinks(const std::string& path, bool followsLast, const LinkReader& linkAt) {
+  constexpr int kMostLinks = 40;
+  std::filesystem::path done = "/";
+  std::deque<std::string> left;
+  const auto prepend = [&left](const std::filesystem::path& parts) {
+    left.insert(left.begin(), parts.begin(), parts.end());
+    std::erase_if(left, [](const std::string& part) { return part.empty() || part == "."; });
+  };
+  prepend(std::filesystem::path(path).relative_path());
+  for (int links = 0; !left.empty() && links <= kMostLinks;) {
+    const std::string part = left.front();
+    left.pop_front();
+    if (part == "..") {
+      done = done.parent_path();
+      continue;
+    }
+    const std::filesystem::path place = done / part;
+    const bool follows = followsLast || !left.empty();
+    if (const auto target = follows ? linkAt(place.string()) : std::nullopt) {
+      ++links;
+      if (target->starts_with('/')) done = "/";
+      prepend(std::filesystem::path(*target).relative_path());
+    } else {
+      done = place;
+    }
+  }
+  return left.empty() ? done.string() : std::string();
+}
+
+std::string memoryRangeName(unsigned long address, unsigned long length) {
+  char name[64];
+  snprintf(name, sizeof name, "%s 0x%lx+0x%lx", kMemoryDevice, address, length);
+  return name;
+}
+
+}  // namespace invscan
