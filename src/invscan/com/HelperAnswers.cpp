@@ -5,6 +5,7 @@
 #include <invscan/base/OrvCfg.h>
 #include <invscan/helper.h>
 
+#include "common/vartree/Release.h"
 #include "common/vartree/TextStream.h"
 #include "common/vartree/TraceFile.h"
 #include "invscan/machine/Machine.h"
@@ -65,7 +66,8 @@ KeptAnswers cpuidAnswers, diskScanAnswers;
 }  // namespace invscan
 
 VtExecInfo* vtExecCommand(const char* command, const char* arguments, const char* tracePath) {
-  const invscan::HelperOutput output = invscan::machine().runHelper(command ? command : "", arguments, tracePath);
+  const invscan::HelperOutput output =
+      invscan::machine().runHelper(command ? command : "", arguments, tracePath);
   if (!output.started) return nullptr;
   invscan::TextStream stream(output.text);
   return vtParseProgramOutput(&stream);
@@ -82,7 +84,7 @@ VtExecInfo* getDiskScanVT() {
 }
 
 int vtExecTest(const char* command) {
-  const VtExecInfo* info = vtExecCommand(command, nullptr, nullptr);
+  const invscan::Answer info(vtExecCommand(command, nullptr, nullptr));
   if (!info || info->result < 0) {
     std::fprintf(stderr, "*** Fatal: could not execute '%s'\n", command);
     return 1;
