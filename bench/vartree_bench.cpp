@@ -16,11 +16,6 @@ namespace {
 
 using namespace invscan;
 
-struct Release {
-  void operator()(VtNode* node) const { releaseTree(node); }
-};
-using Tree = std::unique_ptr<VtNode, Release>;
-
 Tree parse(const std::string& text) {
   TextStream stream(text);
   const auto lines = std::make_unique<VtILineStream>(&stream);

@@ -25,11 +25,6 @@ void require(bool holds) {
   if (!holds) std::abort();
 }
 
-struct Release {
-  void operator()(VtNode* node) const { releaseTree(node); }
-};
-using Tree = std::unique_ptr<VtNode, Release>;
-
 class PieceStream : public TextStream {
  public:
   PieceStream(std::string_view text, unsigned long piece) : TextStream(text), piece_(piece) {}
@@ -89,13 +84,10 @@ void lookUp(VtNode& root) {
 
 void readAnswer(std::string_view text) {
   TextStream stream(text);
-  VtExecInfo* info = vtParseProgramOutput(&stream);
+  const Answer info(vtParseProgramOutput(&stream));
   require((info->result >= 0) == (info->message != nullptr));
   require(info->message || !info->tree);
   if (info->tree) lookUp(*info->tree);
-  releaseTree(info->tree);
-  delete[] info->message;
-  delete info;
 }
 
 void convert(std::string_view text) {

@@ -22,6 +22,7 @@
 
 #include "TestMachine.h"
 #include "common/vartree/ProgramOutput.h"
+#include "common/vartree/Release.h"
 
 namespace invscan {
 namespace {
@@ -58,7 +59,7 @@ class Helpers : public testing::Test {
 
   std::string messageOf(const std::string& body, const char* arguments = nullptr,
                         const char* tracePath = nullptr) const {
-    const VtExecInfo* info = vtExecProgram(write(body).c_str(), arguments, tracePath);
+    const Answer info(vtExecProgram(write(body).c_str(), arguments, tracePath));
     return info && info->message ? info->message : "no answer";
   }
 
@@ -100,13 +101,13 @@ TEST_F(Helpers, AreReadWhateverTheyDo) {
   for (const Answered& expected : cases) {
     SCOPED_TRACE(expected.script);
     write(expected.script);
-    VtExecInfo* info = vtExecCommand("cpuid", nullptr, nullptr);
+    const Answer info(vtExecCommand("cpuid", nullptr, nullptr));
     ASSERT_NE(info, nullptr);
     EXPECT_EQ(info->result, expected.result);
     EXPECT_STREQ(info->message, expected.message);
-    EXPECT_EQ(vtGetValue(info, "", "x", info->tree ? -1 : -2), expected.x);
+    EXPECT_EQ(vtGetValue(info.get(), "", "x", info->tree ? -1 : -2), expected.x);
   }
-  EXPECT_EQ(vtExecCommand("missing", nullptr, nullptr)->result, -1);
+  EXPECT_EQ(Answer(vtExecCommand("missing", nullptr, nullptr))->result, -1);
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
 }
 
@@ -173,7 +174,7 @@ TEST_F(Helpers, RunWithoutStandardDescriptors) {
   const std::string path = write(kCountOpened);
   const auto test = [](const std::string& helper) {
     for (int number = 0; number < 3; ++number) close(number);
-    const VtExecInfo* info = vtExecProgram(helper.c_str(), nullptr, "/no/such/file");
+    const Answer info(vtExecProgram(helper.c_str(), nullptr, "/no/such/file"));
     return info && info->message && info->message == std::string(kOpened);
   };
   EXPECT_TRUE(holdsInChild(test, path));

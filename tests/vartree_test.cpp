@@ -20,11 +20,6 @@
 namespace invscan {
 namespace {
 
-struct Release {
-  void operator()(VtNode* node) const { releaseTree(node); }
-};
-using Tree = std::unique_ptr<VtNode, Release>;
-
 // Gives out a text in pieces of that size, interrupted by a signal before each.
 class SlowStream : public TextStream {
  public:

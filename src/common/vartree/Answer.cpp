@@ -8,6 +8,7 @@
 
 #include "common/text/Numbers.h"
 #include "common/vartree/ProgramOutput.h"
+#include "common/vartree/Release.h"
 #include "common/vartree/TextStream.h"
 
 namespace {
@@ -64,4 +65,11 @@ VtExecInfo* vtExecProgram(const char* path, const char* arguments, const char* t
   if (!text) return nullptr;
   TextStream stream(*text);
   return vtParseProgramOutput(&stream);
+}
+
+void invscan::releaseAnswer(VtExecInfo* info) {
+  if (!info) return;
+  releaseTree(info->tree);
+  delete[] info->message;
+  delete info;
 }

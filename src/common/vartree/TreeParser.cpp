@@ -172,8 +172,6 @@ int vtParseNodeDump(VtILineStream* in, VtNode* root) {
 }
 
 VtNode* vtParseNodeDump(VtILineStream* in) {
-  auto* root = new VtNode("");
-  if (vtParseNodeDump(in, root) == kVtParsed) return root;
-  invscan::releaseTree(root);
-  return nullptr;
+  invscan::Tree root(new VtNode(""));
+  return vtParseNodeDump(in, root.get()) == kVtParsed ? root.release() : nullptr;
 }

@@ -5,6 +5,7 @@
 #include <invscan/base/OrvCfg.h>
 #include <invscan/helper.h>
 
+#include "common/vartree/Release.h"
 #include "common/vartree/TextStream.h"
 #include "common/vartree/TraceFile.h"
 #include "invscan/machine/Machine.h"
@@ -83,7 +84,7 @@ VtExecInfo* getDiskScanVT() {
 }
 
 int vtExecTest(const char* command) {
-  const VtExecInfo* info = vtExecCommand(command, nullptr, nullptr);
+  const invscan::Answer info(vtExecCommand(command, nullptr, nullptr));
   if (!info || info->result < 0) {
     std::fprintf(stderr, "*** Fatal: could not execute '%s'\n", command);
     return 1;
