@@ -1,10 +1,11 @@
-"""Holds the helper program cpuid against lscpu and the cpuid tool inside virtual machines:
+"""Holds the helper program cpuid against lscpu and the cpuid tool, here and inside virtual machines:
 cpuid_test.py HELPER DIRECTORY
 
 DIRECTORY keeps the kernel between runs."""
 
 import json
 import re
+import subprocess
 import sys
 import unittest
 from pathlib import Path
@@ -52,8 +53,8 @@ def answer_in(text):
             stack.pop()
         elif value := re.fullmatch(r"(\w+):([is])=(.*)", line):
             stack[-1][value[1]] = int(value[3]) if value[2] == "i" else value[3]
-        else:
-            break  # what the next program printed
+        elif line:
+            raise ValueError(f"{line!r} in {text}")
     assert len(stack) == 1, text
     return stack[0]
 
@@ -67,12 +68,10 @@ def fields_of(entries):
 
 
 class Machine:
-    """What helper and tools say inside one virtual machine. The tools look for a hypervisor by other
-    rules, so that only signatures compare."""
+    """What helper and tools say on one machine. The tools look for a hypervisor by other rules, so
+    that only signatures compare."""
 
-    def __init__(self, smp, cpu, *options, more={}):
-        outputs = machine.boot(DIRECTORY, [HELPER, *TOOLS], COMMANDS | more, "-m", "256",
-                               "-smp", smp, "-cpu", f"{cpu},check=off", *options)
+    def __init__(self, outputs):
         self.outputs = outputs
         self.answer = answer_in(outputs["helper"])
         self.table = self.answer.only("ProcessorTable")
@@ -88,19 +87,31 @@ class Machine:
         return int(count[1]) if count else 1
 
 
+def this_machine():
+    return Machine({name: subprocess.check_output(command, shell=True, text=True)
+                    for name, command in COMMANDS.items()})
+
+
+def virtual_machine(smp, cpu, *options, more={}):
+    return Machine(machine.boot(DIRECTORY, [HELPER, *TOOLS], COMMANDS | more, "-m", "256",
+                                "-smp", smp, "-cpu", f"{cpu},check=off", *options))
+
+
 class Processors(unittest.TestCase):
     def assert_agreement(self, vm):
         sockets, cores, threads = (int(vm.lscpu[field]) for field in (
             "Socket(s)", "Core(s) per socket", "Thread(s) per core"))
-        self.assertEqual(dict(vm.table), {
-            "ActivePackageCount": sockets, "ActiveCoreCount": sockets * cores,
-            "ActiveProcessorCount": int(vm.lscpu["CPU(s)"]),
-            # The emulator's firmware tells the truth.
-            "BiosTotalPackageCount": sockets, "BiosTotalCoreCount": sockets * cores,
-            "BiosTotalProcessorCount": int(vm.lscpu["CPU(s)"])})
         self.assertEqual(len(vm.packages), sockets)
+        self.assertEqual([vm.table[f"Active{kind}Count"] for kind in ("Package", "Core", "Processor")],
+                         [sockets, sockets * cores, int(vm.lscpu["CPU(s)"])])
         for package in vm.packages:
             self.assert_package(package, vm, cores, threads)
+
+    def assert_virtual(self, vm):
+        self.assert_agreement(vm)
+        # The emulator's firmware tells the truth.
+        for kind in ("Package", "Core", "Processor"):
+            self.assertEqual(vm.table[f"BiosTotal{kind}Count"], vm.table[f"Active{kind}Count"])
 
     def assert_package(self, package, vm, cores, threads):
         expected = {
@@ -121,9 +132,12 @@ class Processors(unittest.TestCase):
         self.assertEqual((signature >> 4 & 15) + (signature >> 12 & 0xF0), model)
         self.assertEqual(signature & 15, stepping)
 
+    def test_this_machine(self):
+        self.assert_agreement(this_machine())
+
     def test_intel_sockets_cores_and_threads(self):
-        vm = Machine("sockets=2,cores=2,threads=2", "Nehalem", more=OFFLINE)
-        self.assert_agreement(vm)
+        vm = virtual_machine("sockets=2,cores=2,threads=2", "Nehalem", more=OFFLINE)
+        self.assert_virtual(vm)
         self.assertEqual(vm.packages[0].only("Features"), {"IEM64T": 1, "LM": 1})
         signature = re.search(r'hypervisor_id \(0x40000000\) = "(.*)"', vm.outputs["cpuid"])[1]
         self.assertEqual(vm.answer.only("Hypervisor")["Vendor"], signature)
@@ -133,21 +147,22 @@ class Processors(unittest.TestCase):
         self.assertEqual([package["TotalProcCount"] for package in table.children["Processor"]], [4, 4])
 
     def test_amd_cores(self):
-        vm = Machine("sockets=1,cores=8", "EPYC", more=OFFLINE)
-        self.assert_agreement(vm)
+        vm = virtual_machine("sockets=1,cores=8", "EPYC", more=OFFLINE)
+        self.assert_virtual(vm)
         (package,) = answer_in(vm.outputs["helper-offline"]).only("ProcessorTable").children["Processor"]
         lscpu = fields_of(json.loads(vm.outputs["lscpu-offline"])["lscpu"])
         self.assertEqual(package["ActiveCoreCount"], int(lscpu["Core(s) per socket"]))
         self.assertEqual([package["TotalCoreCount"], package["TotalProcCount"]], [8, int(lscpu["CPU(s)"])])
 
     def test_eight_sockets(self):
-        self.assert_agreement(Machine("sockets=8", "qemu64"))
+        self.assert_virtual(virtual_machine("sockets=8", "qemu64"))
 
     def test_a_hypervisor_that_hides(self):
-        vm = Machine("1", "max,-hypervisor", "-smbios",
-                     "type=1,manufacturer=VMware,, Inc.,product=VMware7,,1,version=None,serial=S-1,"
-                     "uuid=01234567-89ab-cdef-0123-456789abcdef")
-        self.assert_agreement(vm)
+        vm = virtual_machine(
+            "1", "max,-hypervisor", "-smbios",
+            "type=1,manufacturer=VMware,, Inc.,product=VMware7,,1,version=None,serial=S-1,"
+            "uuid=01234567-89ab-cdef-0123-456789abcdef")
+        self.assert_virtual(vm)
         hypervisor = vm.answer.only("Hypervisor")
         self.assertEqual([hypervisor["Vendor"], hypervisor["Virtualization"]], ["", "VMware"])
         self.assertEqual(vm.answer.only("System"), {
