@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <invscan/base/OrvCfg.h>
 #include <invscan/groups.h>
@@ -92,6 +93,10 @@ class HostileMachine : public Machine {
     const std::string target = answer();
     return target.empty() ? std::nullopt : std::optional(target);
   }
+  std::vector<std::string> doListDirectory(const std::string&) override {
+    const std::string name = answer();
+    return name.empty() ? std::vector<std::string>() : std::vector<std::string>{name};
+  }
   FileText doReadMemory(unsigned long, unsigned long length) override {
     std::string bytes = answer();
     bytes.resize(length);
@@ -100,6 +105,21 @@ class HostileMachine : public Machine {
   CommandOutput doRunCommand(const std::string&, std::size_t limit) override {
     const std::string text = answer();
     return {!text.empty(), 0, text.substr(0, limit)};
+  }
+  HelperOutput doRunHelper(const std::string&, const char*, const char*) override {
+    return {true, answer()};
+  }
+  std::optional<CpuidRegisters> doCpuid(std::uint32_t, std::uint32_t) override {
+    const auto value = number();
+    if (!value) return std::nullopt;
+    const auto bits = static_cast<std::uint32_t>(*value);
+    return CpuidRegisters{bits, ~bits, bits >> 7, bits * 5};
+  }
+  std::optional<struct statvfs> doFileSystemStatistics(const std::string&,
+                                                       StatisticsCall) override {
+    struct statvfs statistics {};
+    statistics.f_frsize = statistics.f_blocks = statistics.f_bavail = count();
+    return statistics;
   }
   std::optional<KernelIdentity> doKernelIdentity() override {
     KernelIdentity kernel;

@@ -198,6 +198,25 @@ class Commands(AgentTest):
         self.assertIn("explain [GROUP...]", self.answer("--help", live=True))
 
 
+class Helpers(AgentTest):
+    def test_answer_is_shown(self):
+        helper = {"command": "cpuid", "output": "; note\n1.0 3 partly\n(A\n x:f=.5\n)\n"}
+        machine = self.make_machine("helped", MACHINE | {"helpers": [helper]}, FILES)
+        self.assertEqual(self.answer("helper", "cpuid", "--machine", machine, live=True),
+                         "Command 'cpuid' executed successfully\n"
+                         "VT version = 1.0, result = 3, message = partly\n"
+                         "(\n   (A\n      x:f=0.500000\n   )\n)\n")
+        run = self.run_agent("helper", "diskscan")
+        self.assertEqual((run.returncode, run.stdout, run.stderr.decode()),
+                         (2, b"", "*** Fatal: could not execute 'diskscan'\n"))
+
+    def test_wrong_usage(self):
+        for words, complaint in ((["lspci"], 'no helper "lspci"; there are cpuid and diskscan'),
+                                 ([], "invscan helper cpuid|diskscan"),
+                                 (["cpuid", "--output", "x"], "--output has no meaning")):
+            self.assert_fails(self.run_agent("helper", *words), 2, complaint)
+
+
 class Troubles(AgentTest):
     def test_wrong_usage(self):
         empty = self.scratch / "empty"

@@ -59,6 +59,7 @@ DIRECTIONS = [
     ("", INTERNAL, "internal headers stand in quotes"),
     ("base/", r'"(?!base/)', "the platform layer's base stands on itself alone"),
     ("log/", r'"(?!log/|base/)', "the log stands on the base alone"),
+    ("common/", r'"(?!common/|base/|log/)', "what is common knows nothing of the machine"),
     ("invscan/", r'"agent/|"helpers/|<CLI/', "the library knows nothing of agent and helpers"),
     ("helpers/", r'"agent/|<CLI/', "a helper knows nothing of the agent"),
     (SEAM, r'"invscan/(com|linux|SMBIOS)/', "the seam knows nothing of those who ask it"),
@@ -139,6 +140,7 @@ def self_check():
         assert not list(direct_accesses(line)), f"found, but harmless: {line}"
     directions = [("base/", "log/Trace.h", True), ("base/", "base/IniText.h", False),
                   ("agent/", "invscan/machine/Machine.h", True), ("agent/", "agent/Text.h", False),
+                  ("common/", "invscan/machine/Machine.h", True),
                   (SEAM, "invscan/com/model/Traits.h", True), (SEAM, "base/X.h", False)]
     assert list(wrong_includes("#include <invscan/machine/Machine.h>\n", INTERNAL))
     assert not list(wrong_includes("#include <invscan/machine.h>\n", INTERNAL))

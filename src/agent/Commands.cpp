@@ -53,6 +53,15 @@ const std::vector<Command>& commands() {
        false,
        runSmbios,
        true},
+      {"helper",
+       "cpuid|diskscan",
+       "run a helper program and print its answer",
+       1,
+       1,
+       {},
+       false,
+       false,
+       runHelper},
   };
   return table;
 }

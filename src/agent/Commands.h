@@ -39,5 +39,6 @@ int runDescribe(const Options& options);
 int runCapture(const Options& options);
 int runExplain(const Options& options);
 int runSmbios(const Options& options);
+int runHelper(const Options& options);
 
 }  // namespace invscan::agent

@@ -27,8 +27,8 @@ std::string commandHelp() {
     columns.add({std::string(command.name) + " " + command.arguments, command.summary});
   }
   return "Commands:\n" + columns.text("  ") +
-         "\nExit status: 0 every group answered, 1 a group timed out or crashed, 2 wrong usage or "
-         "unreadable input.";
+         "\nExit status: 0 every group answered, 1 a group timed out or crashed, 2 wrong usage, "
+         "unreadable input, or a helper that gives no valid answer.";
 }
 
 // A validator that says in plain words what is accepted.

@@ -1,5 +1,8 @@
 #include "common/text/Numbers.h"
 
+#include <algorithm>
+#include <charconv>
+#include <climits>
 #include <clocale>
 #include <cstdlib>
 #include <string>
@@ -18,10 +21,14 @@ locale_t cLocale() {
 }  // namespace
 
 std::optional<long> findInteger(std::string_view text) {
-  const std::string digits(text.substr(0, kLongestNumber));
-  char* end = nullptr;
-  const long number = strtol(digits.c_str(), &end, 10);
-  if (end == digits.c_str()) return std::nullopt;
+  text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+  const bool isNegative = text.starts_with('-');
+  const bool isSigned = isNegative || text.starts_with('+');
+  const char* digits = text.data() + (isSigned ? 1 : 0);
+  // from_chars knows "-", but not "+", and neither may stand twice.
+  if (digits == text.data() + text.size() || *digits < '0' || *digits > '9') return std::nullopt;
+  long number = isNegative ? LONG_MIN : LONG_MAX;  // stays when the digits are too many
+  std::from_chars(isNegative ? text.data() : digits, text.data() + text.size(), number);
   return number;
 }
 

@@ -1,44 +1,95 @@
 #include "common/vartree/ProgramOutput.h"
 
-#include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
-#include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <sstream>
+#include <cerrno>
+#include <memory>
 #include <vector>
+
+#include <invscan/helper.h>
 
 #include "base/Descriptor.h"
 
 namespace invscan {
+namespace {
 
-std::optional<std::string> readProgramOutput(const char* path, const char* arguments, const char*,
-                                             std::size_t limit) {
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) return std::nullopt;
-  Descriptor output(ends[0]), input(ends[1]);
-  std::istringstream words(arguments ? arguments : "");
-  std::vector<std::string> texts{path};
-  for (std::string word; words >> word;) texts.push_back(word);
-  std::vector<char*> vector;
-  for (std::string& text : texts) vector.push_back(text.data());
-  vector.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_adddup2(&actions, input.get(), 1);
-  posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-  pid_t pid = 0;
-  const int error = posix_spawn(&pid, path, &actions, nullptr, vector.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  input.close();
-  if (error != 0) return std::string();
+constexpr std::size_t kBlock = 1 << 16;
+constexpr int kForever = -1;
+constexpr int kAskAgain = 50;  // milliseconds, where the kernel does not announce a child's end
+
+// A child that nobody has waited for.
+class Child {
+ public:
+  explicit Child(pid_t pid)
+      : pid_(pid), handle_(static_cast<int>(syscall(SYS_pidfd_open, pid, 0))) {}
+
+  // To poll for the end; -1 where the kernel has none.
+  int handle() const { return handle_.get(); }
+
+  // Also when the host has its children reaped for it.
+  bool hasEnded() const {
+    siginfo_t end{};
+    return waitid(P_PID, static_cast<id_t>(pid_), &end, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+           end.si_pid != 0;
+  }
+
+  // Never hits another process that has got the number meanwhile.
+  void kill() const {
+    if (handle_) {
+      syscall(SYS_pidfd_send_signal, handle_.get(), SIGKILL, nullptr, 0);
+    } else if (!hasEnded()) {
+      ::kill(pid_, SIGKILL);
+    }
+  }
+
+ private:
+  pid_t pid_;
+  Descriptor handle_;
+};
+
+// False at the end of the stream.
+bool readBlock(VtIStream& stream, std::vector<char>& block, std::string* text) {
+  const long count = stream.read(block.data(), block.size());
+  if (count > 0 && text) text->append(block.data(), static_cast<std::size_t>(count));
+  return count > 0 || (count < 0 && errno == EINTR);
+}
+
+// Standard output to its end, or to what there is when the program has ended: what it left running
+// may hold the pipe. Standard error is drained, lest the program wait for a reader.
+std::string takeOutput(VtProcess& process, const Child& child, std::size_t limit) {
+  std::vector<char> block(kBlock);
   std::string text;
-  readAll(output.get(), text, limit + 1);
-  kill(pid, SIGKILL);
-  waitpid(pid, nullptr, 0);
+  pollfd polled[] = {{process.outputPipe[0], POLLIN, 0},
+                     {process.errorPipe[0], POLLIN, 0},
+                     {child.handle(), POLLIN, 0}};
+  while (text.size() <= limit) {
+    const bool ended = child.hasEnded();
+    const int patience = ended ? 0 : child.handle() < 0 ? kAskAgain : kForever;
+    if (poll(polled, std::size(polled), patience) < 0) {
+      if (errno == EINTR) continue;
+      break;
+    }
+    if (polled[1].revents && !readBlock(*process.error, block, nullptr)) polled[1].fd = -1;
+    const bool more = polled[0].revents ? readBlock(*process.output, block, &text) : !ended;
+    if (!more) break;
+  }
   if (text.size() > limit) text.clear();
+  return text;
+}
+
+}  // namespace
+
+std::optional<std::string> readProgramOutput(const char* path, const char* arguments,
+                                             const char* tracePath, std::size_t limit) {
+  const std::unique_ptr<VtProcess> process(VtProcess::create(path, arguments, tracePath));
+  if (!process) return std::nullopt;
+  const Child child(process->pid);
+  std::string text = takeOutput(*process, child, limit);
+  child.kill();
   return text;
 }
 

@@ -13,7 +13,7 @@ constexpr unsigned kContinuationMask = 0x3F;
 // A form of several bytes: 2 hold 11 bits, and each further one 5 more.
 int encodedSize(unsigned character) {
   if (character < 0x80) return 1;
-  const int bits = std::bit_width(character);
+  const auto bits = static_cast<int>(std::bit_width(character));
   return bits <= 11 ? 2 : (bits - 2) / 5 + 1;
 }
 

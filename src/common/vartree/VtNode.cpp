@@ -128,8 +128,7 @@ namespace invscan {
 namespace {
 
 void release(VtVariant* variant) {
-  delete[] variant->name;
-  if (variant->kind == kVtString) delete[] variant->value.string;
+  delete[] variant->name;  // with the text behind it
   if (variant->kind == kVtWideString) delete[] variant->value.wide;
   if (variant->kind == kVtData) delete[] variant->value.data;
   delete variant;

@@ -12,6 +12,16 @@ Unit* copy(const Unit* units, unsigned long count) {
   return copied;
 }
 
+// A name and a text behind it in one block: most values are texts.
+char* joined(const char* name, const char* text) {
+  const std::size_t nameSize = std::strlen(name) + 1;
+  const std::size_t textSize = std::strlen(text) + 1;
+  auto* block = new char[nameSize + textSize];
+  std::memcpy(block, name, nameSize);
+  std::memcpy(block + nameSize, text, textSize);
+  return block;
+}
+
 }  // namespace
 
 char* vtStrDup(const char* text) {
@@ -32,8 +42,12 @@ VtVariant::VtVariant(const char* valueName, int number)
 }
 
 VtVariant::VtVariant(const char* valueName, const char* text)
-    : name(vtStrDup(valueName)), kind(kVtString), next(nullptr), value{}, length(0) {
-  value.string = vtStrDup(text ? text : "");
+    : name(joined(valueName, text ? text : "")),
+      kind(kVtString),
+      next(nullptr),
+      value{},
+      length(0) {
+  value.string = name + std::strlen(name) + 1;
 }
 
 VtVariant::VtVariant(const char* valueName, double number)

@@ -14,6 +14,7 @@
 #include <invscan/machine.h>
 
 #include "base/Descriptor.h"
+#include "common/vartree/ProgramOutput.h"
 
 namespace invscan {
 
@@ -79,7 +80,7 @@ struct CpuidRegisters {
 enum class StatisticsCall { statvfs, statvfs64 };
 
 // A helper program's whole output; more of it is refused.
-inline constexpr std::size_t kHelperOutputLimit = 256 << 20;
+inline constexpr std::size_t kHelperOutputLimit = kProgramOutputLimit;
 
 // What runs a helper of this machine: false when no process could be made, otherwise the output,
 // which is empty when there is no such program.

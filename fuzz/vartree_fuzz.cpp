@@ -1,0 +1,125 @@
+// Hostile answers of helpers: response line and dump, read at once and in small pieces; look-ups;
+// and what was read, written and read again, which has to be the same.
+#include <algorithm>
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include <invscan/helper.h>
+
+#include "common/vartree/Release.h"
+#include "common/vartree/TextStream.h"
+#include "common/vartree/TreeWriter.h"
+
+namespace {
+
+using namespace invscan;
+
+void require(bool holds) {
+  if (!holds) std::abort();
+}
+
+struct Release {
+  void operator()(VtNode* node) const { releaseTree(node); }
+};
+using Tree = std::unique_ptr<VtNode, Release>;
+
+class PieceStream : public TextStream {
+ public:
+  PieceStream(std::string_view text, unsigned long piece) : TextStream(text), piece_(piece) {}
+
+  long read(char* buffer, unsigned long size) override {
+    return TextStream::read(buffer, std::min(size, piece_));
+  }
+
+ private:
+  unsigned long piece_;
+};
+
+Tree parse(std::string_view text, unsigned long piece, int& result) {
+  // The same buffer for all: making it costs more than reading a short text.
+  static auto* const lines = new VtILineStream(nullptr);
+  PieceStream stream(text, piece);
+  lines->in = &stream;
+  lines->ended = 0;
+  Tree root(new VtNode(""));
+  result = vtParseNodeDump(lines, root.get());
+  lines->position = lines->count = lines->searched = 0;
+  return root;
+}
+
+std::string dump(const VtNode& node) {
+  char* text = nullptr;
+  std::size_t size = 0;
+  FILE* file = open_memstream(&text, &size);
+  TreeWriter(file).node(node, 0);
+  std::fclose(file);
+  std::string result(text, size);
+  std::free(text);
+  return result;
+}
+
+// Trees are equal when their dumps are; only wide strings get shorter each time.
+void checkRoundTrip(const VtNode& root) {
+  int result = 0;
+  const std::string written = dump(root);
+  const Tree read = parse(written, ULONG_MAX, result);
+  require(result == kVtParsed && read->children && !read->children->next);
+  const std::string again = dump(*read->children);
+  require(again == written ||
+          (again.size() < written.size() && written.find(":u=") != written.npos));
+}
+
+void lookUp(VtNode& root) {
+  VtExecInfo info{0, 1, 0, nullptr, &root};
+  for (const char* path : {"", ".", "A", "A.B.C", "..", "A."}) {
+    vtGetValue(&info, path, "x");
+    vtGetValue(&info, path, "n", 1);
+    root.getValueF(path, "f", 1.F);
+  }
+  require(vtGetNode(&info, nullptr, 0) == &root);
+  require(root.getChild(nullptr, 0) == root.children);
+}
+
+void readAnswer(std::string_view text) {
+  TextStream stream(text);
+  VtExecInfo* info = vtParseProgramOutput(&stream);
+  require((info->result >= 0) == (info->message != nullptr));
+  require(info->message || !info->tree);
+  if (info->tree) lookUp(*info->tree);
+  releaseTree(info->tree);
+  delete[] info->message;
+  delete info;
+}
+
+void convert(std::string_view text) {
+  const std::string bytes(text);
+  const auto count = std::min<std::size_t>(bytes.size() + 1, 40);
+  const auto wide = std::make_unique<wchar_t[]>(count);
+  const auto utf8 = std::make_unique<unsigned char[]>(count);
+  const unsigned long characters =
+      utf8ToWideChar(wide.get(), count, reinterpret_cast<const unsigned char*>(bytes.c_str()));
+  require(characters < count);
+  require(stringToUTF8(utf8.get(), count, wide.get()) <= characters);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string_view text(reinterpret_cast<const char*>(data), size);
+  int result = 0, resultOfPieces = 0;
+  const Tree tree = parse(text, ULONG_MAX, result);
+  const Tree same = parse(text, 5, resultOfPieces);
+  require(result == resultOfPieces && dump(*tree) == dump(*same));
+  checkRoundTrip(*tree);
+  lookUp(*tree);
+  readAnswer(text);
+  convert(text);
+  return 0;
+}

@@ -1,0 +1,16 @@
+// The file that a helper writes its trace to: the host's own, wherever the machine under scan is.
+#pragma once
+
+#include <string>
+
+#include "base/Descriptor.h"
+
+namespace invscan {
+
+// Makes or empties the file and writes its first line, which tells the time. None when it cannot be
+// had, or when the path is a link or anything but a regular file.
+Descriptor openTraceFile(const char* path);
+
+bool canListDirectory(const std::string& path);
+
+}  // namespace invscan
