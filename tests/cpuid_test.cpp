@@ -249,7 +249,8 @@ TEST(CpuidHelper, FallsBackToTheKernelsTextForNonsenseTopology) {
       "model name\t: AMD  EPYC\x1B[1m\nstepping\t: 1\ncpu MHz\t\t: 2596.6\nphysical id\t: 0\n"
       "core id\t\t: 0\nflags\t\t: fpu lm hypervisor\n\n"
       "processor\t: 1\nmodel\t\t: 99\nphysical id\t: 1\ncore id\t\t: 0\n"};
-  for (const char* online : {"0-999999999999", "1-0", "0,0", "0-1,", "0;1", "-1", "two"}) {
+  for (const char* online :
+       {"0-999999999999", "0-99999999", "16384", "1-0", "0,0", "0-1,", "0;1", "-1", "two"}) {
     SCOPED_TRACE(online);
     EXPECT_FALSE(parseCpuList(online));
     const OnMachine machine({.files = {{"/proc/cpuinfo", cpuInfo},
