@@ -245,6 +245,16 @@ class INVSCAN_EXPORT SMBIOSTable4Data : public SMBIOSTextData {
   unsigned char getUpgrade() const { return byte(25); }
   char* getSerialNumber() const { return isSince2(3) ? text(32) : nullptr; }
   char* getAssetTag() const { return isSince2(3) ? text(33) : nullptr; }
+  // Of the package; 0 when the firmware does not tell. In native tables 0xFF sends to the field for
+  // larger numbers.
+  unsigned short getCoreCount() const { return count(35, 42); }
+  unsigned short getThreadCount() const { return count(37, 46); }
+
+ private:
+  unsigned short count(int at, int larger) const {
+    if (!isSince2(5)) return 0;
+    return isNative() && byte(at) == 0xFF && holds(larger, 2) ? word(larger) : byte(at);
+  }
 };
 
 // Memory Controller, of old firmware.

@@ -1,0 +1,39 @@
+// What the firmware's table tells, where it can be read, and what the kernel took out of it.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include <invscan/smbios.h>
+
+namespace invscan::cpuid {
+
+struct SystemIdentity {
+  std::string manufacturer, product, version, serialNumber, uuid;
+};
+
+// Central processors, as the firmware found them when it started; no value where it does not tell.
+struct FirmwareTotals {
+  std::optional<long> packages, cores, processors;
+};
+
+class Firmware {
+ public:
+  Firmware();
+
+  // Without a readable table, which takes root, from /sys/class/dmi/id: serial number and UUID are
+  // for root there too.
+  SystemIdentity system() const;
+  FirmwareTotals totals() const;
+  // Of the first central processor: MHz, and the byte for its family; 0 when not known.
+  long processorClock() const;
+  unsigned char processorFamily() const;
+
+ private:
+  const SMBIOSTable4Data* processor(int n) const;
+  const SMBIOSTable4Data* firstProcessor() const;
+
+  SMBIOSTable table_;
+};
+
+}  // namespace invscan::cpuid
