@@ -19,6 +19,7 @@
 #include <invscan/export.h>
 
 struct VtExecInfo;
+struct VtIStream;
 
 // The kind of a value, with its letter in the text form.
 enum : int {
@@ -29,7 +30,8 @@ enum : int {
   kVtData = 4,        // d, hexadecimal digits behind the number of bytes
 };
 
-// A named value. Names and texts are copies that belong to it; a null text makes an empty one.
+// A named value. The name, which must not be null, and texts and data are copies that belong to it;
+// null texts and data make empty ones.
 struct INVSCAN_EXPORT VtVariant {
   VtVariant(const char* valueName, int number);
   VtVariant(const char* valueName, const char* text);
@@ -58,7 +60,8 @@ struct INVSCAN_EXPORT VtNode {
   VtNode(const VtNode&) = delete;
   VtNode& operator=(const VtNode&) = delete;
 
-  // Appends in constant time, and clears what came behind the new one. Always true.
+  // Appends in constant time, and clears what came behind the new one. Always true. Null, or one
+  // without name, is a mistake that an assertion catches; so it is for null names below.
   bool addValue(VtVariant* variant);
   bool addChild(VtNode* node);
 
@@ -103,9 +106,80 @@ INVSCAN_EXPORT VtNode* vtGetNode(const VtExecInfo* info, const char* name, int i
 
 // Writes a value, or a node with all below it, to standard output, indented by level; a null node
 // writes nothing. A wide string's count is its characters, and only that many bytes of its UTF-8
-// form follow, which shortens texts beyond ASCII: readers expect it; kept.
+// form follow, which shortens texts beyond ASCII: readers expect it; kept. A value of unknown kind
+// is written as its address. Numbers look the same in every locale. Indentation grows to level 128
+// and no further, so that the depth of a tree costs no more than its size.
 INVSCAN_EXPORT void vtDumpValue(const VtVariant* value, int level);
 INVSCAN_EXPORT void vtDumpNode(const VtNode* node, int level);
 // Writes the indentation of a level: as often what the second returns, three blanks.
 INVSCAN_EXPORT void vtIndent(int level);
 INVSCAN_EXPORT const char* vtGetIndentString();
+
+// Lines out of a stream, which must outlive it. It is large: better made with new.
+struct INVSCAN_EXPORT VtILineStream {
+  static constexpr int kBufferSize = 409600;
+
+  explicit VtILineStream(VtIStream* stream);
+  VtILineStream(const VtILineStream&) = delete;
+  VtILineStream& operator=(const VtILineStream&) = delete;
+
+  // Copies the next line, without its end and cut to size - 1 bytes, and returns the buffer; null
+  // at the end of input. A line ends with LF, at its first CR or NUL there is nothing more to see,
+  // and what follows the last LF is a line too. One that fills the whole buffer of the stream ends
+  // the input. A null buffer or a size of 0 skips a line and returns the null or the buffer.
+  char* getline(char* line, unsigned long size, int unused);
+
+  // The next line that has been read completely, null when there is none; it belongs to the stream,
+  // may be overwritten, and is good until the next call.
+  char* get_next_line();
+
+  // The next line in place, as far as it is to be seen: getline without the copy. The last one may
+  // lack a terminator.
+  char* nextInPlace(unsigned long& length);
+
+  VtIStream* in;
+  unsigned char ended;  // whether the stream had no more
+  char buffer[kBufferSize];
+  int position;  // of the first byte that was not given out
+  int count;     // bytes in the buffer
+  int searched;  // no line ends between position and here
+};
+
+// Reads the text form and adds what it finds to the root; a node is added when it is closed. 0 at
+// the end of input, where nodes still open are dropped; at the first line that is wrong, what is
+// wrong with it, and what was added stays. Lines are cut to 102399 bytes, names of nodes and values
+// at the first byte that is not UTF-8. Numbers are the longest beginning that is one, or the
+// nearest that fits, with "." as decimal point; no number is 0. Hexadecimal digits are not checked.
+enum : int {
+  kVtParsed = 0,
+  kVtBadLine = -1,     // begins with neither ( ) ; nor a letter or digit
+  kVtNoOpenNode = -4,  // ) without a node to close
+  kVtBadValue = -5,    // not name, :, one letter, =
+  kVtBadKind = -6,     // a letter that is no kind
+  kVtBadData = -9,     // no count with a comma, or fewer digits than it says
+};
+INVSCAN_EXPORT int vtParseNodeDump(VtILineStream* in, VtNode* root);
+// The same with a new root named ""; null when the text is wrong.
+INVSCAN_EXPORT VtNode* vtParseNodeDump(VtILineStream* in);
+
+// The bytes of a wide string or of data in the text form.
+struct VtData {
+  unsigned char* bytes;
+  unsigned long length;
+};
+
+// Copies, to be released with delete[]; null of null. The last copies that many bytes.
+INVSCAN_EXPORT char* vtStrDup(const char* text);
+INVSCAN_EXPORT wchar_t* vtStrDup(const wchar_t* text);
+INVSCAN_EXPORT unsigned char* vtBufDup(const unsigned char* bytes, unsigned long size);
+
+// Writes a text as UTF-8 with a terminator and returns how many characters (not bytes) it wrote; a
+// character that does not fit, or that is negative, is left out. Nothing is written to null or into
+// size 0. Characters above U+FFFF take up to six bytes by the rule of the others.
+INVSCAN_EXPORT unsigned long stringToUTF8(unsigned char* out, unsigned long outSize,
+                                          const wchar_t* in);
+
+// The way back: writes at most outCount - 1 characters and a terminator, and returns how many.
+// Bytes are not checked; a character that the end of the text cuts short is left out.
+INVSCAN_EXPORT unsigned long utf8ToWideChar(wchar_t* out, unsigned long outCount,
+                                            const unsigned char* in);

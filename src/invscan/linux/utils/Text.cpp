@@ -1,13 +1,9 @@
 #include "invscan/linux/utils/Text.h"
 
-#include <clocale>
-#include <cstdlib>
+#include <algorithm>
 
 namespace invscan {
 namespace {
-
-// No source pads its numbers with more blanks or digits than this.
-constexpr std::size_t kLongestNumber = 256;
 
 bool isContinuation(char byte) {
   return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
@@ -19,11 +15,6 @@ std::size_t characterBoundary(std::string_view text, std::size_t most) {
   while (end > 0 && most - end < 3 && isContinuation(text[end])) --end;
   // More continuation bytes than a character can have: not UTF-8, so any place is as good.
   return end == 0 || isContinuation(text[end]) ? most : end;
-}
-
-locale_t cLocale() {
-  static const locale_t instance = newlocale(LC_NUMERIC_MASK, "C", nullptr);
-  return instance;
 }
 
 }  // namespace
@@ -61,22 +52,6 @@ std::string_view nextField(std::string_view& rest, std::string_view delimiters) 
 std::string_view withoutTrailing(std::string_view text, char unwanted) {
   while (!text.empty() && text.back() == unwanted) text.remove_suffix(1);
   return text;
-}
-
-std::optional<long> findInteger(std::string_view text) {
-  const std::string digits(text.substr(0, kLongestNumber));
-  char* end = nullptr;
-  const long number = strtol(digits.c_str(), &end, 10);
-  if (end == digits.c_str()) return std::nullopt;
-  return number;
-}
-
-long leadingInteger(std::string_view text) {
-  return findInteger(text).value_or(0);
-}
-
-double leadingReal(std::string_view text) {
-  return strtod_l(std::string(text.substr(0, kLongestNumber)).c_str(), nullptr, cLocale());
 }
 
 }  // namespace invscan

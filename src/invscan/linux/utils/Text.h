@@ -3,9 +3,9 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
-#include <string>
 #include <string_view>
+
+#include "common/text/Numbers.h"
 
 namespace invscan {
 
@@ -35,14 +35,5 @@ std::string_view cutText(std::string_view text, std::size_t most);
 std::string_view nextField(std::string_view& rest, std::string_view delimiters);
 
 std::string_view withoutTrailing(std::string_view text, char unwanted);
-
-// The decimal number at the front of a text, behind white space, or the nearest that fits; none
-// when there is no digit, for which the second form has 0.
-std::optional<long> findInteger(std::string_view text);
-long leadingInteger(std::string_view text);
-
-// The floating-point number at the front of a text, with "." as decimal point; 0 when there is
-// none.
-double leadingReal(std::string_view text);
 
 }  // namespace invscan
