@@ -57,11 +57,25 @@ class QuestionKeeper : public Machine {
   std::optional<std::string> doReadLink(const std::string& path) override {
     return keep([=](Machine& asked) { return asked.readLink(path); });
   }
+  std::vector<std::string> doListDirectory(const std::string& path) override {
+    return keep([=](Machine& asked) { return asked.listDirectory(path); });
+  }
   FileText doReadMemory(unsigned long address, unsigned long length) override {
     return keep([=](Machine& asked) { return asked.tryMemory(address, length); });
   }
   CommandOutput doRunCommand(const std::string& line, std::size_t limit) override {
     return keep([=](Machine& asked) { return asked.runCommand(line, limit); });
+  }
+  HelperOutput doRunHelper(const std::string& command, const char* arguments,
+                           const char* tracePath) override {
+    return keep([=](Machine& asked) { return asked.runHelper(command, arguments, tracePath); });
+  }
+  std::optional<CpuidRegisters> doCpuid(std::uint32_t leaf, std::uint32_t subleaf) override {
+    return keep([=](Machine& asked) { return asked.cpuid(leaf, subleaf); });
+  }
+  std::optional<struct statvfs> doFileSystemStatistics(const std::string& path,
+                                                       StatisticsCall call) override {
+    return keep([=](Machine& asked) { return asked.fileSystemStatistics(path, call); });
   }
   std::optional<KernelIdentity> doKernelIdentity() override {
     return keep([](Machine& asked) { return asked.kernelIdentity(); });

@@ -53,12 +53,13 @@ std::string mapperNode(const std::string& sysfsName) {
 
 BlockDevices::BlockDevices() {
   for (const std::string& name : machine().listDirectory(kDevices)) add(name);
-  findWhatIsBelow();
+  for (BlockDevice& device : devices_) findWhatIsBelow(device);
   visits_.resize(devices_.size());
 }
 
 void BlockDevices::add(const std::string& sysfsName) {
   BlockDevice device;
+  device.sysfsName = sysfsName;
   device.name = withSlashes(sysfsName);
   device.path = machine().readLink(kDevices + "/" + sysfsName).value_or("");
   device.number = attribute(sysfsName, "dev");
@@ -71,29 +72,27 @@ void BlockDevices::add(const std::string& sysfsName) {
     nodes_.emplace(device.node, index);
   }
   if (!device.number.empty()) numbers_.emplace(device.number, index);
-  names_.emplace(sysfsName, index);
+  sysfsNames_.emplace(sysfsName, index);
   devices_.push_back(std::move(device));
 }
 
-void BlockDevices::findWhatIsBelow() {
-  for (const auto& [sysfsName, index] : names_) {
-    BlockDevice& device = devices_[index];
-    const auto whole = names_.find(componentFromEnd(device.path, 1));
-    if (whole != names_.end()) {
-      device.kind = BlockKind::kPartition;
-      device.below.push_back(whole->second);
-    } else {
-      // Only devices without hardware lie on others.
-      if (isVirtual(device.path)) addBelow(device, sysfsName);
-      if (device.below.empty() && isDisk(sysfsName)) device.kind = BlockKind::kDisk;
-    }
+void BlockDevices::findWhatIsBelow(BlockDevice& device) const {
+  const auto whole = sysfsNames_.find(componentFromEnd(device.path, 1));
+  if (whole != sysfsNames_.end()) {
+    device.kind = BlockKind::kPartition;
+    device.below.push_back(whole->second);
+    return;
   }
+  // Only devices without hardware lie on others.
+  if (isVirtual(device.path)) addMembers(device);
+  if (device.below.empty() && isDisk(device.sysfsName)) device.kind = BlockKind::kDisk;
 }
 
-void BlockDevices::addBelow(BlockDevice& device, const std::string& sysfsName) const {
-  for (const std::string& name : machine().listDirectory(kDevices + "/" + sysfsName + "/slaves")) {
-    const auto found = names_.find(name);
-    if (found != names_.end()) device.below.push_back(found->second);
+void BlockDevices::addMembers(BlockDevice& device) const {
+  const std::string members = kDevices + "/" + device.sysfsName + "/slaves";
+  for (const std::string& name : machine().listDirectory(members)) {
+    const auto found = sysfsNames_.find(name);
+    if (found != sysfsNames_.end()) device.below.push_back(found->second);
   }
 }
 

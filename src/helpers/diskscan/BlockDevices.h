@@ -16,10 +16,11 @@ enum class BlockKind {
 };
 
 struct BlockDevice {
-  std::string name;    // in /dev, such as "sda1" or "cciss/c0d0"
-  std::string node;    // what it is mounted by: "/dev/sda1", "/dev/mapper/vg-root"
-  std::string path;    // the text of its link in /sys/class/block
-  std::string number;  // "8:1"
+  std::string sysfsName;  // "sda1"; "cciss!c0d0" where the name has a slash
+  std::string name;       // in /dev: "sda1", "cciss/c0d0"
+  std::string node;       // what it is mounted by: "/dev/sda1", "/dev/mapper/vg-root"
+  std::string path;       // the text of its link in /sys/class/block
+  std::string number;     // "8:1"
   BlockKind kind = BlockKind::kVolume;
   std::vector<std::size_t> below;  // the devices that it lies on directly
 };
@@ -42,12 +43,11 @@ class BlockDevices {
 
  private:
   void add(const std::string& sysfsName);
-  void findWhatIsBelow();
-  void addBelow(BlockDevice& device, const std::string& sysfsName) const;
+  void findWhatIsBelow(BlockDevice& device) const;
+  void addMembers(BlockDevice& device) const;
 
   std::vector<BlockDevice> devices_;
-  std::unordered_map<std::string, std::size_t> names_;  // in sysfs
-  std::unordered_map<std::string, std::size_t> numbers_, nodes_;
+  std::unordered_map<std::string, std::size_t> sysfsNames_, numbers_, nodes_;
   std::vector<std::size_t> visits_;  // in which descent a device was last met
   std::size_t descents_ = 0;
 };

@@ -56,9 +56,9 @@ void addHbaTable(TreeBuilder table) {
 
 }  // namespace
 
-VtNode* scanDisks() {
-  auto* root = new VtNode("ScsiInfo");
-  TreeBuilder tree(root);
+Tree scanDisks() {
+  Tree root(new VtNode("ScsiInfo"));
+  TreeBuilder tree(root.get());
   BlockDevices devices;
   const Disks disks = readDisks(devices);
   addDiskTable(tree.child("DiskTable"), disks);

@@ -45,6 +45,18 @@ std::string firstOf(std::initializer_list<std::string> paths) {
   return {};
 }
 
+// A rate such as "6.0 Gbit"; without a link the kernel has words there.
+std::string readRate(const std::string& path) {
+  std::string rate = readAttribute(path);
+  return leadingReal(rate) > 0 ? rate : std::string();
+}
+
+// An address such as "0x500605b0000272b9"; without a link it may be naught.
+std::string readAddress(const std::string& path) {
+  std::string address = readAttribute(path);
+  return address.find_first_not_of("0x") != std::string::npos ? address : std::string();
+}
+
 // What the links of a SAS adapter itself tell: not those of expanders behind it.
 struct SasPorts {
   std::string address;
@@ -64,9 +76,8 @@ std::map<std::string, SasPorts> readSasPorts() {
     const std::string host = hostOfPhy(phy);
     if (host.empty()) continue;
     SasPorts& own = ports[host];
-    if (own.address.empty()) own.address = readAttribute(kSasPhys + "/" + phy + "/sas_address");
-    const std::string rate = readAttribute(kSasPhys + "/" + phy + "/negotiated_linkrate");
-    // "Unknown" and "Phy disabled" are no rates.
+    if (own.address.empty()) own.address = readAddress(kSasPhys + "/" + phy + "/sas_address");
+    const std::string rate = readRate(kSasPhys + "/" + phy + "/negotiated_linkrate");
     if (leadingReal(rate) > leadingReal(own.rate)) own.rate = rate;
   }
   return ports;
@@ -74,7 +85,7 @@ std::map<std::string, SasPorts> readSasPorts() {
 
 void addFibreChannel(HostAdapter& adapter, const std::string& fibre) {
   adapter.type = "Fibre Channel";
-  adapter.speed = readAttribute(fibre + "/speed");
+  adapter.speed = readRate(fibre + "/speed");
   adapter.nodeName = readAttribute(fibre + "/node_name");
   adapter.portName = readAttribute(fibre + "/port_name");
 }
@@ -133,10 +144,11 @@ void HostReader::addBus(HostAdapter& adapter, const std::string& host,
   if (sas != sasPorts_.end()) {
     adapter.type = "SAS";
     adapter.speed = sas->second.rate;
-    adapter.portName = sas->second.address;
+    adapter.portName = readAddress(kScsiHosts + "/" + host + "/host_sas_address");
+    if (adapter.portName.empty()) adapter.portName = sas->second.address;
   } else if (!ata.empty()) {
     adapter.type = "SATA";
-    adapter.speed = readAttribute("/sys/class/ata_link/link" + ata.substr(3) + "/sata_spd");
+    adapter.speed = readRate("/sys/class/ata_link/link" + ata.substr(3) + "/sata_spd");
   } else if (machine().exists(kIscsiHosts + "/" + host)) {
     adapter.type = "iSCSI";
   } else {

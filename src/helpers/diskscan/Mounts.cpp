@@ -1,6 +1,7 @@
 #include "helpers/diskscan/Mounts.h"
 
 #include <string_view>
+#include <utility>
 
 #include "invscan/linux/utils/Text.h"
 #include "invscan/machine/Machine.h"
@@ -56,8 +57,9 @@ void forEachLine(const char* path, Take take) {
 
 std::vector<Mount> readMounts() {
   std::vector<Mount> mounts;
-  forEachLine("/proc/self/mountinfo",
-              [&](std::string_view line) { mounts.push_back(parseMount(line)); });
+  forEachLine("/proc/self/mountinfo", [&](std::string_view line) {
+    if (Mount mount = parseMount(line); !mount.source.empty()) mounts.push_back(std::move(mount));
+  });
   forEachLine("/proc/swaps", [&](std::string_view line) {
     const std::string source(nextField(line, " \t"));
     if (nextField(line, " \t") == "partition") mounts.push_back({"", source, "swap", "swap"});

@@ -28,7 +28,7 @@ int refuse(const std::string& message) {
 int answer() {
   const auto failure = invscan::diskscan::scanFailure();
   vtDumpResponse(failure ? 1 : 0, failure ? failure->c_str() : "OK");
-  vtDumpNode(invscan::diskscan::scanDisks(), 0);
+  vtDumpNode(invscan::diskscan::scanDisks().get(), 0);
   return fflush(stdout) == 0 && !ferror(stdout) ? 0 : kFailed;
 }
 
