@@ -18,6 +18,8 @@ using Lines = std::vector<std::string>;
 // A machine made of devices: links in their classes to where they are.
 class Devices {
  public:
+  Devices() { directory("/sys/class/block", {}); }
+
   Devices& add(const std::string& className, const std::string& path,
                const Attributes& attributes = {}) {
     const std::string directory = "/sys/class/" + className;
@@ -171,6 +173,17 @@ TEST(DiskScan, FollowsVolumesDownToEveryDisk) {
     lattice.volume("dm-" + std::to_string(i + 1), "", below);
   }
   EXPECT_EQ(lattice.scan("PartitionTable").size(), 200U);
+
+  // More than anybody would read: each of many volumes lies on each of many disks.
+  Devices square;
+  Lines all;
+  for (int i = 0; i < 1500; ++i) {
+    all.push_back("sd" + std::to_string(i));
+    square.disk("a/1:0:0:" + std::to_string(i) + "/block/" + all.back(), "");
+    if (i > 0) square.volume("dm-" + std::to_string(i), "", {"dm-0"});
+  }
+  square.volume("dm-0", "", all);
+  EXPECT_THROW(square.scan("PartitionTable"), std::runtime_error);
 }
 
 TEST(DiskScan, NamesAccessPointsAsTheTableOfMountsDoes) {
@@ -205,7 +218,7 @@ TEST(DiskScan, NamesAccessPointsAsTheTableOfMountsDoes) {
                                                 "/dev/root|/|ext4 < sda",
                                                 "/dev/disk/by-label/\\x20|/other|xfs < sda",
                                                 "/dev/sda2|/a blank\\ (Disk|xfs < sda",
-                                                                                "/dev/sdc|/span|btrfs < sdb, sdc",
+                                                "/dev/sdc|/span|btrfs < sdb, sdc",
                                                 "/dev/dm-0|swap|swap < sdd",
                                             }));
 }

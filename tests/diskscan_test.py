@@ -12,6 +12,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+from pathlib import Path
 
 LSBLK = "lsblk --json --bytes --output-all"
 # Disks to lsblk, but in memory.
@@ -100,6 +101,21 @@ class ThisMachine(unittest.TestCase):
                     other = subprocess.run(["/proc/self/fd/0"], stdin=program, text=True, user=user,
                                            capture_output=True, cwd=nowhere, env={})
                 self.assertEqual(other.stdout, usual)
+
+    def test_scans_a_capture(self):
+        with tempfile.TemporaryDirectory() as capture:
+            Path(capture, "machine.json").write_text('{"capture": 1}')
+            answer = self.run_it("--machine", capture)
+            self.assertEqual((answer.stdout, answer.returncode),
+                             ("1.0 1 /sys/class/block is not there\n", 1))
+            disk = Path(capture, "root/sys/devices/1:0:0:0/block/sdq")
+            disk.mkdir(parents=True)
+            (disk / "dev").write_text("65:0\n")
+            (disk / "size").write_text("8\n")
+            Path(capture, "root/sys/class/block").mkdir(parents=True)
+            Path(capture, "root/sys/class/block/sdq").symlink_to("../../devices/1:0:0:0/block/sdq")
+            tables = tree_of(self.run_it("--machine", capture).stdout)
+            self.assertEqual([disk["Id"] for disk in tables["DiskTable"]], ["1:0:0:0"])
 
     def test_refuses_other_arguments_in_one_line(self):
         for arguments in (["-x"], ["--machine"], ["--machine", "/nowhere"], ["--help", "more"], [""]):

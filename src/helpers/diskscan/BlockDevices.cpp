@@ -10,7 +10,7 @@
 namespace invscan::diskscan {
 namespace {
 
-const std::string kDevices = "/sys/class/block";
+const std::string kDevices = std::string(kBlockDevices) + "/";
 
 // Names before a number of what is no disk, though it may have a size: it lies on other devices, on
 // files or in memory, or is a drive for media.
@@ -24,7 +24,7 @@ bool isNoDisk(std::string_view name) {
 }
 
 std::string attribute(const std::string& sysfsName, const char* name) {
-  return readAttribute(kDevices + "/" + sysfsName + "/" + name);
+  return readAttribute(kDevices + sysfsName + "/" + name);
 }
 
 // A hidden disk is one path to a namespace that stands there as a disk of its own.
@@ -52,7 +52,7 @@ std::string mapperNode(const std::string& sysfsName) {
 }  // namespace
 
 BlockDevices::BlockDevices() {
-  for (const std::string& name : machine().listDirectory(kDevices)) add(name);
+  for (const std::string& name : machine().listDirectory(kBlockDevices)) add(name);
   for (BlockDevice& device : devices_) findWhatIsBelow(device);
   visits_.resize(devices_.size());
 }
@@ -61,7 +61,7 @@ void BlockDevices::add(const std::string& sysfsName) {
   BlockDevice device;
   device.sysfsName = sysfsName;
   device.name = withSlashes(sysfsName);
-  device.path = machine().readLink(kDevices + "/" + sysfsName).value_or("");
+  device.path = machine().readLink(kDevices + sysfsName).value_or("");
   device.number = attribute(sysfsName, "dev");
   device.node = mapperNode(sysfsName);
   const std::size_t index = devices_.size();
@@ -89,7 +89,7 @@ void BlockDevices::findWhatIsBelow(BlockDevice& device) const {
 }
 
 void BlockDevices::addMembers(BlockDevice& device) const {
-  const std::string members = kDevices + "/" + device.sysfsName + "/slaves";
+  const std::string members = kDevices + device.sysfsName + "/slaves";
   for (const std::string& name : machine().listDirectory(members)) {
     const auto found = sysfsNames_.find(name);
     if (found != sysfsNames_.end()) device.below.push_back(found->second);

@@ -9,6 +9,9 @@
 
 namespace invscan::diskscan {
 
+// Where they are told.
+inline constexpr char kBlockDevices[] = "/sys/class/block";
+
 enum class BlockKind {
   kDisk,       // something that holds data itself
   kPartition,  // a part of the device below it

@@ -1,5 +1,8 @@
 #include "helpers/diskscan/DiskScan.h"
 
+#include <stdexcept>
+#include <string>
+
 #include "common/vartree/TreeBuilder.h"
 #include "helpers/diskscan/Disks.h"
 #include "helpers/diskscan/HostAdapters.h"
@@ -57,6 +60,9 @@ void addHbaTable(TreeBuilder table) {
 }  // namespace
 
 Tree scanDisks() {
+  if (!machine().exists(kBlockDevices)) {
+    throw std::runtime_error(std::string(kBlockDevices) + " is not there");
+  }
   Tree root(new VtNode("ScsiInfo"));
   TreeBuilder tree(root.get());
   BlockDevices devices;
@@ -65,11 +71,6 @@ Tree scanDisks() {
   addPartitionTable(tree.child("PartitionTable"), disks, devices);
   addHbaTable(tree.child("HbaTable"));
   return root;
-}
-
-std::optional<std::string> scanFailure() {
-  if (machine().exists("/sys/class")) return std::nullopt;
-  return "/sys is not there";
 }
 
 }  // namespace invscan::diskscan

@@ -2,8 +2,6 @@
 #pragma once
 
 #include <memory>
-#include <optional>
-#include <string>
 
 #include <invscan/vartree.h>
 
@@ -16,10 +14,8 @@ struct TreeRelease {
 };
 using Tree = std::unique_ptr<VtNode, TreeRelease>;
 
-// Scans the machine: the node "ScsiInfo" with all its tables.
+// Scans the machine: the node "ScsiInfo" with all its tables. Throws std::runtime_error when the
+// machine tells nothing, or more than an answer can hold.
 Tree scanDisks();
-
-// Why the machine cannot be scanned; nothing when it can.
-std::optional<std::string> scanFailure();
 
 }  // namespace invscan::diskscan

@@ -3,6 +3,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -16,6 +17,10 @@ namespace {
 
 constexpr std::string_view kSpanningType = "btrfs";
 const std::string kSpanningFileSystems = "/sys/fs/btrfs";
+
+// Readers refuse an answer of 256 MiB. Machines have less than this by far; what is forged may have
+// the square of its devices.
+constexpr std::size_t kMostDisks = 2'000'000;
 
 using AccessPoints = std::map<std::string, Mount>;  // by source
 using Members = std::vector<std::size_t>;
@@ -67,27 +72,49 @@ std::string recordedType(const BlockDevice& device) {
   return {};
 }
 
+class PartitionReader {
+ public:
+  explicit PartitionReader(BlockDevices& devices)
+      : devices_(devices), spanning_(readSpanning(devices)), mounts_(accessPointsOf(devices)) {}
+
+  std::vector<Partition> read() {
+    for (std::size_t index = 0; index < devices_.all().size(); ++index) addDevice(index);
+    return std::move(partitions_);
+  }
+
+ private:
+  void addDevice(std::size_t index) {
+    const BlockDevice& device = devices_.all()[index];
+    const Members disks = devices_.disksBelow({index});
+    if (disks.empty()) return;
+    for (const auto& [source, mount] : mounts_[index]) {
+      const auto members = spanning_.find(index);
+      const bool isSpanning = mount.type == kSpanningType && members != spanning_.end();
+      add({source, mount.point, mount.type,
+           isSpanning ? devices_.disksBelow(*members->second) : disks});
+    }
+    if (mounts_[index].empty() && device.kind != BlockKind::kDisk) {
+      add({device.node, "", recordedType(device), disks});
+    }
+  }
+
+  void add(Partition partition) {
+    disks_ += partition.disks.size();
+    if (disks_ > kMostDisks) throw std::runtime_error("too many disks below partitions");
+    partitions_.push_back(std::move(partition));
+  }
+
+  BlockDevices& devices_;
+  std::unordered_map<std::size_t, SharedMembers> spanning_;
+  std::vector<AccessPoints> mounts_;  // by device
+  std::vector<Partition> partitions_;
+  std::size_t disks_ = 0;
+};
+
 }  // namespace
 
 std::vector<Partition> readPartitions(BlockDevices& devices) {
-  std::vector<Partition> partitions;
-  const auto spanning = readSpanning(devices);
-  const auto accessPoints = accessPointsOf(devices);
-  for (std::size_t index = 0; index < devices.all().size(); ++index) {
-    const BlockDevice& device = devices.all()[index];
-    const Members disks = devices.disksBelow({index});
-    if (disks.empty()) continue;
-    if (accessPoints[index].empty() && device.kind != BlockKind::kDisk) {
-      partitions.push_back({device.node, "", recordedType(device), disks});
-    }
-    for (const auto& [source, mount] : accessPoints[index]) {
-      const auto members = spanning.find(index);
-      const bool isSpanning = mount.type == kSpanningType && members != spanning.end();
-      partitions.push_back({source, mount.point, mount.type,
-                            isSpanning ? devices.disksBelow(*members->second) : disks});
-    }
-  }
-  return partitions;
+  return PartitionReader(devices).read();
 }
 
 }  // namespace invscan::diskscan

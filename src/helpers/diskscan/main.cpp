@@ -25,11 +25,18 @@ int refuse(const std::string& message) {
   return kWrongUsage;
 }
 
+// Readers go by the response, but a shell may go by the status.
 int answer() {
-  const auto failure = invscan::diskscan::scanFailure();
-  vtDumpResponse(failure ? 1 : 0, failure ? failure->c_str() : "OK");
-  vtDumpNode(invscan::diskscan::scanDisks().get(), 0);
-  return fflush(stdout) == 0 && !ferror(stdout) ? 0 : kFailed;
+  int status = 0;
+  try {
+    const auto tree = invscan::diskscan::scanDisks();
+    vtDumpResponse(0, "OK");
+    vtDumpNode(tree.get(), 0);
+  } catch (const std::exception& error) {
+    vtDumpResponse(kFailed, error.what());
+    status = kFailed;
+  }
+  return fflush(stdout) == 0 && !ferror(stdout) ? status : kFailed;
 }
 
 int run(int argc, char** argv) {
@@ -45,10 +52,5 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  try {
-    return run(argc, argv);
-  } catch (const std::exception& error) {
-    fprintf(stderr, "diskscan: %s\n", error.what());
-    return kFailed;
-  }
+  return run(argc, argv);
 }
