@@ -102,6 +102,14 @@ class ThisMachine(unittest.TestCase):
                                            capture_output=True, cwd=nowhere, env={})
                 self.assertEqual(other.stdout, usual)
 
+    def test_opens_no_device(self):
+        with tempfile.NamedTemporaryFile("r") as log:
+            subprocess.run(["strace", "-e", "trace=open,openat", "-o", log.name, PROGRAM],
+                           stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            opened = log.read()
+        self.assertIn('"/sys/class/block', opened)
+        self.assertNotIn('"/dev/', opened)
+
     def test_scans_a_capture(self):
         with tempfile.TemporaryDirectory() as capture:
             Path(capture, "machine.json").write_text('{"capture": 1}')

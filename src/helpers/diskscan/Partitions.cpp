@@ -20,7 +20,7 @@ const std::string kSpanningFileSystems = "/sys/fs/btrfs";
 
 // Readers refuse an answer of 256 MiB. Machines have less than this by far; what is forged may have
 // the square of its devices.
-constexpr std::size_t kMostDisks = 2'000'000;
+constexpr std::size_t kMostDisks = 1'000'000;
 
 using AccessPoints = std::map<std::string, Mount>;  // by source
 using Members = std::vector<std::size_t>;
