@@ -52,8 +52,12 @@ SETUP = r"""
     mount $shared bare; echo 64M >/sys/block/zram0/disksize
     busybox dd if=/dev/zero of=image bs=1M count=8; busybox losetup /dev/loop0 image
 """
+# Disks come up in their own time.
+WAITING = ("for second in $(busybox seq 60); do "
+           f"[ $(ls /sys/class/block | busybox grep -cE '^(sd.|vda|nvme.n1|mmcblk0)$') = {DISKS} ] && break; "
+           "busybox sleep 1; done")
 COMMANDS = {
-    "wait": "busybox sleep 3",
+    "wait": WAITING,
     "setup": f"({SETUP})",
     "lsblk": diskscan_test.LSBLK,
     "diskscan": PROGRAM,
