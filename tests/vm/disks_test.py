@@ -18,10 +18,10 @@ DIRECTORY = Path(sys.argv[2]).resolve()
 
 PROGRAMS = [PROGRAM, "/usr/bin/lsblk", "/usr/bin/setpriv", "/sbin/lvm", "/sbin/mdadm", "/sbin/mkfs.ext4"]
 MODULES = ("virtio-pci virtio-blk virtio-scsi mptsas ahci nvme xhci-pci usb-storage sdhci-pci mmc-block "
-           "sd-mod sr-mod sg raid1 dm-mod zram loop crc32c-generic ext4 btrfs").split()
+           "sd-mod sr-mod sg raid1 dm-mod zram loop crc32c-generic ext4").split()
 
-# Two SAS disks, an optical drive and a disk in USB, one disk and an optical drive of virtio's SCSI,
-# SATA and virtio disks, a memory card, a namespace of its own and one that two controllers share.
+# Two SAS disks, a disk and an optical drive at a virtual SCSI host, SATA, virtio and USB disks, a
+# memory card, a namespace of its own and one that two controllers share.
 DEVICES = """
     -device mptsas1068,id=m -device scsi-hd,bus=m.0,drive=d0,wwn=0x5000c50000000010
     -device scsi-hd,bus=m.0,drive=d1,wwn=0x5000c50000000011
