@@ -107,6 +107,7 @@ TEST(DiskScan, TellsWhereEveryKindOfDiskStands) {
           .disk("virtual/block/dm-3", "252:3")
           .disk(raid + "0/2:0:0:0/block/sr0", "11:0")
           .disk("platform/floppy.0/block/fd0", "2:0")
+          .disk(raid + "3/2:0:3:0/block/sdz", "65:144", {{"size", "0"}})
           .add("fc_remote_ports", "x/rport-5:0-1",
                {{"node_name", "0x200000"}, {"port_name", "0x210000"}})
           .add("sas_device", "x/end_device-0:0", {{"sas_address", "0x5000c5"}})
@@ -121,7 +122,8 @@ TEST(DiskScan, TellsWhereEveryKindOfDiskStands) {
           .add("scsi_generic", sas + "/scsi_generic/sg0")
           .add("scsi_generic", raid + "0/2:0:0:0/scsi_generic/sg1", {{"device/type", "5"}})
           .add("scsi_generic", raid + "1/2:0:1:0/scsi_generic/sg2", {{"device/type", "0"}})
-          .add("scsi_generic", raid + "2/2:0:2:0/scsi_generic/sg3", {{"device/type", "13"}});
+          .add("scsi_generic", raid + "2/2:0:2:0/scsi_generic/sg3", {{"device/type", "13"}})
+          .add("scsi_generic", raid + "3/2:0:3:0/scsi_generic/sg5", {{"device/type", "0"}});
   EXPECT_EQ(machine.scan("DiskTable"), Lines({
                                            "5:0:1:7|sda|sg4|1|0x200000|0x210000",
                                            "0:0:0:0|sdb|sg0|0||0x5000c5",
@@ -204,7 +206,7 @@ TEST(DiskScan, NamesAccessPointsAsTheTableOfMountsDoes) {
                 "23 22 8:2 /inside /bound rw - xfs /dev/sda2 rw\n"
                 "24 22 8:2 / /a\\040blank\\134\\012(Disk rw - xfs /dev/sda2 rw\n"
                 "25 22 8:2 / /again rw - xfs /dev/sda2 rw\n"
-                "26 22 8:2 / /other rw - xfs /dev/disk/by-label/\\x20 rw\n"
+                "26 22 8:2 / /other rw - xfs /dev/disk/by-label/a\\040b rw\n"
                 "27 22 0:33 /@ /span rw - btrfs /dev/sdc rw\n"
                 "28 22 0:34 / /no rw - tmpfs /dev/sdb rw\n"
                 "29 22 8:0 / /whole\\9 rw - iso9660 /dev/sda rw\n"
@@ -216,7 +218,7 @@ TEST(DiskScan, NamesAccessPointsAsTheTableOfMountsDoes) {
   EXPECT_EQ(machine.scan("PartitionTable"), Lines({
                                                 "/dev/sda|/whole\\9|iso9660 < sda",
                                                 "/dev/root|/|ext4 < sda",
-                                                "/dev/disk/by-label/\\x20|/other|xfs < sda",
+                                                "/dev/disk/by-label/a b|/other|xfs < sda",
                                                 "/dev/sda2|/a blank\\ (Disk|xfs < sda",
                                                 "/dev/sdc|/span|btrfs < sdb, sdc",
                                                 "/dev/dm-0|swap|swap < sdd",
