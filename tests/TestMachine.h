@@ -42,7 +42,9 @@ class TestMachine : public Machine {
     return {file->second.error, file->second.text.substr(0, limit)};
   }
   int doExists(const std::string& path) override {
-    return answers_.files.count(path) != 0 ? 0 : ENOENT;
+    const bool isThere = answers_.files.count(path) != 0 || answers_.links.count(path) != 0 ||
+                         answers_.directories.count(path) != 0;
+    return isThere ? 0 : ENOENT;
   }
   std::optional<std::string> doReadLink(const std::string& path) override {
     return find(answers_.links, path);

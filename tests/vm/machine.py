@@ -15,6 +15,7 @@ INIT = """#!/bin/busybox sh
 /bin/busybox mount -t sysfs sys /sys
 /bin/busybox mount -t devtmpfs dev /dev
 export PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8
+{modules}
 {commands}
 /bin/busybox poweroff -f
 """
@@ -51,8 +52,21 @@ def libraries(program):
     return {Path(path) for path in re.findall(r"(/\S+) \(0x", listing)}
 
 
-def initramfs(target, programs, commands):
-    """An archive with the programs at their own paths, and an init that runs the commands."""
+def module_files(directory, names):
+    """The kernel's modules of these names and what they need, in the order to load them."""
+    place, = Path(directory).glob("lib/modules/*")
+    if not (place / "modules.dep").exists():
+        subprocess.run([BUSYBOX, "depmod", "-b", directory, place.name], check=True)
+    needs = dict(line.split(":") for line in (place / "modules.dep").read_text().splitlines())
+    paths = {Path(path).stem.replace("_", "-"): path for path in needs}
+    order = [path for name in names
+             for path in (*reversed(needs[paths[name]].split()), paths[name])]
+    return [place / path for path in dict.fromkeys(order)]
+
+
+def initramfs(target, programs, commands, modules=()):
+    """An archive with the programs at their own paths, and an init that loads the modules and runs
+    the commands."""
     root = target.with_suffix(".root")
     shutil.rmtree(root, ignore_errors=True)
     for name in ("proc", "sys", "dev", "tmp", "root", "bin"):
@@ -65,8 +79,11 @@ def initramfs(target, programs, commands):
             place = root / str(file).lstrip("/")
             place.parent.mkdir(parents=True, exist_ok=True)
             shutil.copy(file, place)
+    for module in modules:
+        shutil.copy(module, root / "root")
+    loading = "\n".join(f"/bin/busybox insmod /root/{module.name}" for module in modules)
     script = "\n".join(f"echo '@@ {name}'; {command}" for name, command in commands.items())
-    (root / "init").write_text(INIT.format(commands=script + "\necho '@@ end'"))
+    (root / "init").write_text(INIT.format(modules=loading, commands=script + "\necho '@@ end'"))
     (root / "init").chmod(0o755)
     names = "\0".join(str(path.relative_to(root)) for path in sorted(root.rglob("*"))) + "\0"
     archive = subprocess.run(["cpio", "--null", "-o", "-H", "newc", "--quiet"], cwd=root,
@@ -74,14 +91,15 @@ def initramfs(target, programs, commands):
     target.write_bytes(gzip.compress(archive, 1))
 
 
-def boot(directory, programs, commands, *options):
-    """Runs the commands inside a machine with those options of qemu; what each printed, by name.
+def boot(directory, programs, commands, *options, modules=()):
+    """Runs the commands inside a machine with those options of qemu and those modules of the kernel;
+    what each printed, by name.
 
     The machine is emulated: the acceleration of nested machines is not to be relied on."""
     directory = Path(directory)
     image = directory / "initramfs.gz"
     linux = kernel(directory / "kernel")
-    initramfs(image, programs, commands)
+    initramfs(image, programs, commands, module_files(directory / "kernel", modules))
     run = subprocess.run(
         ["qemu-system-x86_64", "-accel", "tcg", "-display", "none", "-serial", "stdio",
          "-monitor", "none", "-nic", "none", "-no-reboot", "-kernel", linux, "-initrd", image,

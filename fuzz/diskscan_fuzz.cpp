@@ -1,0 +1,60 @@
+// Forged machines: the input is lines of a letter, a path and what is there. "l" is a link, "f" a
+// file, which may be given line by line, and "d" a name in a directory.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "../tests/TestMachine.h"
+#include "helpers/diskscan/DiskScan.h"
+#include "invscan/linux/utils/Text.h"
+
+namespace {
+
+using namespace invscan;
+
+Answers machineOf(std::string_view input) {
+  Answers answers;
+  answers.directories["/sys/class/block"] = {};
+  TextLines lines(input, input.size());
+  for (std::string_view line; lines.next(line);) {
+    line = withoutTrailing(line, '\n');
+    const std::string_view kind = nextField(line, " ");
+    const std::string path(nextField(line, " "));
+    const std::size_t slash = std::min(path.rfind('/'), path.size());
+    if (kind == "f") answers.files[path].text += std::string(line) + "\n";
+    if (kind == "d") answers.directories[path].emplace_back(line);
+    if (kind == "l" && answers.links.emplace(path, line).second && slash < path.size()) {
+      answers.directories[path.substr(0, slash)].push_back(path.substr(slash + 1));
+    }
+  }
+  return answers;
+}
+
+// No text ends a line of the dump.
+void check(const VtNode* node) {
+  for (const VtVariant* value = node->values; value; value = value->next) {
+    const std::string_view text = value->kind == kVtString ? value->value.string : "";
+    if (std::any_of(text.begin(), text.end(), [](unsigned char byte) { return byte < ' '; })) {
+      std::abort();
+    }
+  }
+  for (const VtNode* child = node->children; child; child = child->next) check(child);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static TestMachine* const machine = [] {
+    auto made = std::make_unique<TestMachine>(Answers{});
+    TestMachine* const kept = made.get();
+    setMachine(std::move(made));
+    return kept;
+  }();
+  machine->answerWith(machineOf({reinterpret_cast<const char*>(data), size}));
+  check(diskscan::scanDisks().get());
+  return 0;
+}
