@@ -147,9 +147,10 @@ struct INVSCAN_EXPORT VtILineStream {
 
 // Reads the text form and adds what it finds to the root; a node is added when it is closed. 0 at
 // the end of input, where nodes still open are dropped; at the first line that is wrong, what is
-// wrong with it, and what was added stays. Lines are cut to 102399 bytes, names of nodes and strings
-// at the first byte that is not UTF-8. Numbers are the longest beginning that is one, or the
-// nearest that fits, with "." as decimal point; no number is 0. Hexadecimal digits are not checked.
+// wrong with it, and what was added stays. Lines are cut to 102399 bytes, names of nodes and
+// strings at the first byte that is not UTF-8. Numbers are the longest beginning that is one, or
+// the nearest that fits, with "." as decimal point; no number is 0. Hexadecimal digits are not
+// checked.
 enum : int {
   kVtParsed = 0,
   kVtBadLine = -1,     // begins with neither ( ) ; nor a letter or digit
