@@ -25,7 +25,7 @@
 #include <invscan/base/Thread.h>
 
 #include "ProcessorTime.h"
-#include "TraceSink.h"
+#include "TracedText.h"
 #include "log/Trace.h"
 
 namespace {
@@ -305,7 +305,7 @@ TEST(FirstQuestionTest, LoadsTheNamedFile) {
   GTEST_FLAG_SET(death_test_style, "fast");
 }
 
-class TraceTest : public testing::Test, public invscan::TraceSink {};
+class TraceTest : public testing::Test, public invscan::TracedText {};
 
 TEST_F(TraceTest, LineHasTimeProcessLevelWriterAndPlace) {
   enable(CcLogWrapper::kMin);

@@ -15,7 +15,7 @@
 #include <invscan/hwconfig.h>
 
 #include "ProcessorTime.h"
-#include "TraceSink.h"
+#include "TracedText.h"
 
 namespace invscan {
 namespace {
@@ -205,7 +205,7 @@ TEST_F(HardwareConfiguration, RefusesHostileFilesInOneLine) {
       {"1 MiB and a byte", "<h>" + repeated(" ", (1 << 20) - 6) + "</h>",
        "File too large at line 0"},
   };
-  TraceSink sink;
+  TracedText sink;
   for (const auto& row : rows) {
     sink.enable(CcLogWrapper::kMin);
     EXPECT_EQ(load(row.text), 2) << row.what;
@@ -222,7 +222,7 @@ TEST_F(HardwareConfiguration, RefusesHostileFilesInOneLine) {
 }
 
 TEST_F(HardwareConfiguration, LeavesOutWhatIsOutsideTheFile) {
-  TraceSink sink;
+  TracedText sink;
   sink.enable(CcLogWrapper::kMin);
   EXPECT_EQ(load("<!DOCTYPE Hardware SYSTEM 'file:///dev/zero' [\n"
                  "<!ENTITY e SYSTEM 'file:///dev/zero'>]>\n<Hardware>&e;</Hardware>"),

@@ -11,7 +11,7 @@
 #include <invscan/processor.h>
 
 #include "TestMachine.h"
-#include "TraceSink.h"
+#include "TracedText.h"
 
 namespace invscan {
 namespace {
@@ -156,7 +156,7 @@ TEST(Processor, FamiliesThatNobodyKnowsAreUnknown) {
       {"1.0 0\n(ProcessorTable\n(Processor\nModel:s=H\n)\n)\n", "Unknown", "Running CPUID"},
       {"1.0 0\n(ProcessorTable\n(Processor\nFamily:i=6\n)\n)\n", "", "Running CPUID"},
   };
-  TraceSink sink;
+  TracedText sink;
   for (const auto& row : rows) {
     const OnMachine machine(withHelper(row.answer));
     sink.enable(CcLogWrapper::kMin);

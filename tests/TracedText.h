@@ -1,4 +1,4 @@
-// A sink that tells what was traced since it was last asked.
+// What was traced, as a test sees it: a sink that tells what came since it was last asked.
 #pragma once
 
 #include <sys/mman.h>
@@ -11,12 +11,12 @@
 
 namespace invscan {
 
-class TraceSink {
+class TracedText {
  public:
-  TraceSink() = default;
-  TraceSink(const TraceSink&) = delete;
-  TraceSink& operator=(const TraceSink&) = delete;
-  ~TraceSink() {
+  TracedText() = default;
+  TracedText(const TracedText&) = delete;
+  TracedText& operator=(const TracedText&) = delete;
+  ~TracedText() {
     CcLogWrapper::setSink(-1, CcLogWrapper::kOff);
     close(descriptor_);
   }
