@@ -45,11 +45,11 @@ class Helpers : public testing::Test {
     useLiveMachine();
   }
   ~Helpers() override {
+    useLiveMachine();
     while (wait(nullptr) > 0) {  // the library waits for none, and other tests count children
     }
     unsetenv("ORV_HOMEDIR");
     fs::remove_all(directory_);
-    useLiveMachine();
   }
 
   std::string write(const std::string& body, const std::string& command = "cpuid") const {

@@ -116,6 +116,7 @@ TEST_F(Statistics, AskThroughOneChildAsLongAsItLives) {
   }
   EXPECT_EQ(child(), first);
   EXPECT_EQ(descriptorsOf(getpid()).size(), before);
+  ASSERT_GT(first, 0);
   kill(first, SIGKILL);
   EXPECT_TRUE(endsSoon(first));
   EXPECT_EQ(timeout_statvfs("/", info_, kPatience, false), 0);
@@ -180,6 +181,7 @@ TEST_F(Statistics, LeaveTheHostBehindAndDieWithIt) {
   EXPECT_EQ(mask("SigBlk"), 0U);
   EXPECT_EQ(mask("SigCgt"), 0U);
   EXPECT_EQ(mask("SigIgn"), 1UL << (SIGPIPE - 1));
+  ASSERT_GT(host, 0);
   kill(host, SIGKILL);
   waitpid(host, nullptr, 0);
   EXPECT_TRUE(endsSoon(served));
