@@ -108,19 +108,37 @@ TEST(FirmwareGroups, DescribeMemoryModules) {
   }
 }
 
+std::string memoryArray(unsigned capacityMb, unsigned slots) {
+  return structure(16, "\3\3\3" + number(capacityMb << 10, 4) + zeros(2) + number(slots, 2));
+}
+
+std::string memoryController(unsigned power, unsigned slots) {
+  return structure(5, zeros(4) + number(power, 1) + zeros(5) + number(slots, 1));
+}
+
 TEST(FirmwareGroups, TellWhatMemoryFits) {
-  // 4 slots that take 8 GiB each.
-  const std::string array = structure(16, "\3\3\3" + number(32 << 20, 4) + zeros(2) + number(4, 2));
   const struct {
-    const char *what, *meminfo;
-    std::string structures;
-    const char* limits;
-  } cases[] = {{"nothing told", "", kBios, "-|-"},
-               {"full", "MemTotal: 34359738368 kB\n", array, "32768|4"},
-               {"more than fits", "MemTotal: 34360786944 kB\n", array, "-|4"}};
+    const char *what, *limits;
+    std::string structures, meminfo{};
+  } cases[] = {
+      {"nothing told", "-|-", kBios},
+      {"no size", "-|4", memoryController(0, 4)},
+      {"no size that there can be", "-|4", memoryController(40, 4)},
+      {"no slots", "-|-", memoryArray(16384, 0)},
+      {"the controller's slots", "16384|2", memoryController(11, 2) + memoryArray(16384, 4)},
+      {"a module as large as its share", "16384|4",
+       memoryArray(16384, 4) + memoryDevice(4096, 9, 3)},
+      {"a larger one", "65536|4", memoryArray(16384, 4) + memoryDevice(8192, 9, 3)},
+      {"an even share of an odd capacity", "12288|3", memoryArray(12288, 3)},
+      {"no even share", "49152|3", memoryArray(16384, 3)},
+      {"full", "32768|4", memoryArray(32768, 4), "MemTotal: 34359738368 kB\n"},
+      {"more than fits", "-|4", memoryArray(32768, 4), "MemTotal: 34360786944 kB\n"},
+  };
   for (const auto& test : cases) {
-    const Firmware firmware(test.structures, "classic", test.meminfo);
-    EXPECT_EQ(valuesOf(3, {"Max Memory MB", "Num Slots Supported"}), test.limits) << test.what;
+    for (const char* sources : {"classic", "native"}) {
+      const Firmware firmware(test.structures, sources, test.meminfo);
+      EXPECT_EQ(valuesOf(3, {"Max Memory MB", "Num Slots Supported"}), test.limits) << test.what;
+    }
   }
 }
 

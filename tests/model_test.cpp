@@ -28,11 +28,7 @@
 #include <invscan/print.h>
 #include <invscan/table.h>
 
-#include "invscan/com/model/RowBuilder.h"
-
 namespace {
-
-using invscan::RowBuilder;
 
 // The type of an argument is the type of the value: a time is a long, and what has no overload must
 // not turn into something else.
@@ -43,16 +39,10 @@ static_assert(!kMakesAttrib<bool> && !kMakesAttrib<char> && !kMakesAttrib<signed
 static_assert(!kMakesAttrib<const unsigned char*> && !kMakesAttrib<const wchar_t*>);
 static_assert(kMakesAttrib<char*> && kMakesAttrib<std::string&>);
 
-template <class Value>
-concept BuildsCount = requires(RowBuilder& row, Value value) {
-  row.count(1, value);
-};
-static_assert(BuildsCount<std::size_t> && !BuildsCount<long> && !BuildsCount<unsigned>);
-
 constexpr const char* kUtf8 = "C.UTF-8";
 
 // Gives locale and time zone back after each test.
-class ModelTest : public testing::Test {
+class Model : public testing::Test {
  protected:
   static void useLocale(const char* name) { ASSERT_TRUE(std::setlocale(LC_ALL, name)) << name; }
   static void useZone(const char* zone) {
@@ -65,10 +55,6 @@ class ModelTest : public testing::Test {
     tzset();
   }
 };
-using RecordTest = ModelTest;
-using TableTest = ModelTest;
-using PrintTest = ModelTest;
-
 std::string hexadecimal(const unsigned char* bytes, std::size_t count) {
   std::string text;
   char digits[3];
@@ -103,7 +89,7 @@ std::unique_ptr<KelTableAttrib> attrib(Argument... argument) {
 
 const unsigned char kOctets[] = {0x00, 0xAB, 0x10};
 
-TEST_F(RecordTest, EveryTypeHasItsLayoutAndItsPrint) {
+TEST_F(Model, EveryTypeHasItsLayoutAndItsPrint) {
   useLocale(kUtf8);
   useZone("UTC");
   const struct {
@@ -145,7 +131,7 @@ TEST_F(RecordTest, EveryTypeHasItsLayoutAndItsPrint) {
   }
 }
 
-TEST_F(RecordTest, OneInvalidByteEmptiesTheWholeString) {
+TEST_F(Model, OneInvalidByteEmptiesTheWholeString) {
   const std::pair<const char*, const char*> rows[] = {
       {kUtf8, "caf\xE9 noir"}, {kUtf8, "cut \xE2\x82"}, {"C", "caf\xC3\xA9"}};
   for (const auto& [locale, text] : rows) {
@@ -158,7 +144,15 @@ TEST_F(RecordTest, OneInvalidByteEmptiesTheWholeString) {
   }
 }
 
-TEST_F(RecordTest, StringsArePackedOneBehindTheOther) {
+TEST_F(Model, ADestroyedAttributeHasNoType) {
+  alignas(KelTableAttrib) unsigned char storage[sizeof(KelTableAttrib)];
+  auto* attrib = new (storage) KelTableAttrib(5, 7UL);
+  attrib->~KelTableAttrib();
+  EXPECT_EQ(attrib->getType(), kNoType);
+  EXPECT_EQ(attrib->getId(), 0);
+}
+
+TEST_F(Model, StringsArePackedOneBehindTheOther) {
   alignas(KelString) unsigned char buffer[64];
   std::fill(std::begin(buffer), std::end(buffer), 0x7F);
   unsigned long offset = 8;
@@ -179,7 +173,7 @@ TEST_F(RecordTest, StringsArePackedOneBehindTheOther) {
             "7f7f7f7f");
 }
 
-TEST_F(RecordTest, ADateTimeIsLocalTimeOfFourDigitYears) {
+TEST_F(Model, ADateTimeIsLocalTimeOfFourDigitYears) {
   useZone("CET-1CEST,M3.5.0,M10.5.0/3");
   const std::string unwritten = std::string(8, '\0') + std::string(18, '#');
   const std::pair<long, std::string> rows[] = {
@@ -198,7 +192,7 @@ TEST_F(RecordTest, ADateTimeIsLocalTimeOfFourDigitYears) {
   }
 }
 
-TEST_F(TableTest, WalksStayAtTheEndUntilReset) {
+TEST_F(Model, WalksStayAtTheEndUntilReset) {
   KelTable table(4, 1);
   EXPECT_EQ(table.addRow(nullptr), 0);
   auto* first = new KelTableRow;
@@ -220,7 +214,7 @@ TEST_F(TableTest, WalksStayAtTheEndUntilReset) {
   EXPECT_EQ(first->getNext(), attrib);
 }
 
-TEST_F(TableTest, NamesItselfFromItsOwnDefinitions) {
+TEST_F(Model, TablesNameThemselvesFromTheirOwnDefinitions) {
   const kelGroupDef definitions[] = {{900, "Mine", nullptr, nullptr, 0, 1, 0},
                                      {kEndOfTable, nullptr, nullptr, nullptr, 0, 0, 0}};
   EXPECT_STREQ(KelTable(definitions, 900, 1).getGroupName(), "Mine");
@@ -228,7 +222,7 @@ TEST_F(TableTest, NamesItselfFromItsOwnDefinitions) {
   EXPECT_STREQ(KelTable(nullptr, 900, 1).getGroupName(), "Unknown");
 }
 
-TEST_F(TableTest, DumpsItsRecordsForDebugging) {
+TEST_F(Model, DumpsItsRecordsForDebugging) {
   KelTable table(4, 3);
   auto* row = new KelTableRow;
   row->addAttrib(new KelTableAttrib(1, static_cast<unsigned char>(10)));
@@ -258,7 +252,7 @@ TEST_F(TableTest, DumpsItsRecordsForDebugging) {
                 dump("24", "00000001", "12 (Undefined Attrib Type)", "Unknown attrib value type"));
 }
 
-TEST_F(PrintTest, AStringThatTheLocaleCannotExpressIsNotWritten) {
+TEST_F(Model, AStringThatTheLocaleCannotExpressIsNotWritten) {
   useLocale(kUtf8);
   const auto euro = attrib("10 \xE2\x82\xAC");
   useLocale("C");
@@ -269,7 +263,7 @@ TEST_F(PrintTest, AStringThatTheLocaleCannotExpressIsNotWritten) {
   EXPECT_EQ(text, "next");
 }
 
-TEST_F(PrintTest, FloatsReadAsPrintfWritesThem) {
+TEST_F(Model, FloatsReadAsPrintfWritesThem) {
   using Limits = std::numeric_limits<double>;
   for (const double value : {-0.0, 2.5e-7, 5e-7, 1e15 / 3, -2.0000005, Limits::max(),
                              Limits::denorm_min(), -Limits::infinity(), -Limits::quiet_NaN()}) {
@@ -278,7 +272,7 @@ TEST_F(PrintTest, FloatsReadAsPrintfWritesThem) {
   }
 }
 
-TEST_F(PrintTest, FloatsKeepTheirPointWhereTheLocaleHasAComma) {
+TEST_F(Model, FloatsKeepTheirPointWhereTheLocaleHasAComma) {
   // Made here, since none may be installed.
   const std::string directory = testing::TempDir() + "model_test_locale";
   std::filesystem::create_directories(directory);
@@ -296,13 +290,12 @@ TEST_F(PrintTest, FloatsKeepTheirPointWhereTheLocaleHasAComma) {
   EXPECT_EQ(written([](FILE* to) { std::fprintf(to, "%.1f", 1.5); }), "1,5");
 }
 
-TEST_F(PrintTest, EnumerationsPrintInTableOrderAsSignedNumbers) {
+TEST_F(Model, EnumerationsPrintInTableOrderAsSignedNumbers) {
   const kelEnumDef values[] = {{2, "two"}, {0xFFFFFFFE, "minus two"}, {kEndOfTable, nullptr}};
   const kelAttribDef enumerated = {1, "a", KEL_ULONG, 0, values};
   const kelAttribDef plain = {2, "b", KEL_ULONG, 0, nullptr};
   const std::string text = written([&](FILE* to) {
-    for (const kelAttribDef* attrib : {&plain, &enumerated}) PrintKelEnumToFile(to, attrib);
-    PrintKelEnumToFile(to, nullptr);
+    for (auto* attrib : {&plain, &enumerated}) PrintKelEnumToFile(to, attrib);
   });
   EXPECT_EQ(text, "\n\t\t2 = \"two\"\n\t\t-2 = \"minus two\"");
 }

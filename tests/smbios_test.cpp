@@ -64,8 +64,10 @@ std::string written(const std::string& text) {
 }
 
 TEST(SmbiosRecords, PutTheReleaseDateInOrder) {
+  const auto dated = [](const char* date) {
+    return parsed(structure(0, zeros(4) + "\1" + zeros(10), {date}));
+  };
   const std::pair<const char*, const char*> cases[] = {{"02/30/05", "2005-02-30"},
-                                                       {"11/04/97", "1997-11-04"},
                                                        {"11/04/2009", "2009-11-04"},
                                                        {"1/4/97", "1/4/97"},
                                                        {"11/04/19 rev 2", "1919-11-04"},
@@ -73,14 +75,11 @@ TEST(SmbiosRecords, PutTheReleaseDateInOrder) {
                                                        {" 11/04/97", ""},
                                                        {"2009-11-04-12:00", "2009-11-04-12:0"}};
   for (const auto& [date, expected] : cases) {
-    const auto table = parsed(structure(0, zeros(4) + "\1" + zeros(10), {date}));
-    EXPECT_EQ(freed(table->getTable0()->getReleaseDateAsYYYYMMDD()), expected);
+    EXPECT_EQ(freed(dated(date)->getTable0()->getReleaseDateAsYYYYMMDD()), expected);
   }
-  const auto dated = parsed(structure(0, zeros(4) + "\1" + zeros(10), {"11/x4/2009"}));
-  const time_t time = dated->getTable0()->getReleaseDateAsTimeT();
-  const tm* parts = localtime(&time);
-  EXPECT_TRUE(parts->tm_year == 109 && parts->tm_mon == 10 && parts->tm_mday == 4 &&
-              parts->tm_hour == 0);
+  tm day{};
+  day.tm_year = 109, day.tm_mon = 10, day.tm_mday = 4, day.tm_isdst = -1;
+  EXPECT_EQ(dated("11/x4/2009")->getTable0()->getReleaseDateAsTimeT(), mktime(&day));
   const auto undated = parsed(structure(0, zeros(15), {"Maker"}));
   EXPECT_EQ(freed(undated->getTable0()->getReleaseDateAsYYYYMMDD()), "none");
   EXPECT_EQ(undated->getTable0()->getReleaseDateAsTimeT(), 0);
@@ -94,8 +93,7 @@ TEST(SmbiosRecords, ConvertSizesAndVoltages) {
   } const devices[] = {{0x8200, number(64, 4), 512, 512},
                        {0xFFFF, number(64, 4), 0, 0},
                        {0x7FFF, number(64, 4), 0x7FFFU << 10, 64U << 10},
-                       {0x7FFF, number(0x7FFFFFFF, 4), 0x7FFFU << 10, kNotKnown},
-                       {0x7FFF, "", 0x7FFFU << 10, 0x7FFFU << 10}};
+                       {0x7FFF, number(0x7FFFFFFF, 4), 0x7FFFU << 10, kNotKnown}};
   for (const auto& test : devices) {
     const std::string device =
         structure(17, zeros(8) + number(test.word, 2) + zeros(14) + test.more);
@@ -108,6 +106,11 @@ TEST(SmbiosRecords, ConvertSizesAndVoltages) {
       structure(16, "\3\3\3" + number(0x80000000, 4) + zeros(4) + number(6ULL << 40, 8)));
   EXPECT_EQ(extended->getTable16()->getWholeCapacity(), 6ULL << 30);
   EXPECT_EQ(extended->getTable16()->getMaxCapacity(), kNotKnown);
+  const std::pair<int, unsigned> modules[] = {{0x7D, kNotKnown}, {31, 1U << 31}, {32, 0}};
+  for (const auto& [byte, megabytes] : modules) {
+    const auto table = parsed(structure(6, zeros(5) + number(byte, 1) + zeros(2), {"DIMM"}));
+    EXPECT_EQ(table->getTable6(0)->getInstalledSizeMB(), megabytes) << byte;
+  }
   const std::pair<int, double> voltages[] = {{0x8C, 1.2}, {0x01, 5.0}, {0x02, 3.3}, {0x04, 2.9}};
   for (const auto& [byte, volts] : voltages) {
     const auto table = parsed(structure(4, zeros(13) + number(byte, 1) + zeros(10)));
@@ -159,15 +162,12 @@ TEST(SmbiosRecords, OpenTheirGatesByVersion) {
 
 TEST(SmbiosRecords, EndWhereTheStructureSays) {
   // The texts of a short structure must not pass for fields.
-  const auto table =
-      parsed(structure(3, "\1\3", {"Maker", "\2\2\2"}) + structure(1, "\1\2\3", {"M"}) +
-             structure(2, std::string("\1\xFF\0\2", 4), {"Board"}));
+  const auto table = parsed(structure(3, "\1\3", {"Maker", "\2\2\2"}) +
+                            structure(2, std::string("\1\xFF\0\2", 4), {"Board"}));
   EXPECT_EQ(orNone(table->getTable3()->getManufacturer()), "Maker");
-  for (const char* text :
-       {table->getTable3()->getVersion(), table->getTable1()->getProduct(),
-        table->getTable2()->getProduct(), table->getTable2()->getSerialNumber()}) {
-    EXPECT_EQ(orNone(text), "none");
-  }
+  EXPECT_EQ(orNone(table->getTable3()->getVersion()), "none");
+  EXPECT_EQ(orNone(table->getTable2()->getProduct()), "none");
+  EXPECT_EQ(orNone(table->getTable2()->getSerialNumber()), "none");
 }
 
 TEST(SmbiosRecords, KeepFifteenTextsAndStepOverTheRest) {
@@ -237,7 +237,8 @@ int harvest(std::string structures) {
 
 // The sanitizers tell when a reader leaves the table.
 TEST(SmbiosWalk, StaysInsideInjuredTables) {
-  for (const char* name : {"dell-poweredge-1650.bin", "parallels-guest.bin"}) {
+  for (const char* name :
+       {"dell-poweredge-1650.bin", "parallels-guest.bin", "lenovo-thinkpad-t490.bin"}) {
     const std::string dump = fileText(kRealTables / name);
     const std::string entry = dump.substr(0, kEntryPointSize);
     const std::string whole = dump.substr(kEntryPointSize);
@@ -295,11 +296,6 @@ TEST(SmbiosSearch, FindsTheFirstAnchorWhoseTableCanBeRead) {
   }
 }
 
-std::string memoryArray(unsigned use, unsigned capacity, unsigned devices) {
-  return structure(16, number(3, 1) + number(use, 1) + "\3" + number(capacity, 4) + "\xFE\xFF" +
-                           number(devices, 2));
-}
-
 TEST(NativeSmbios, WalksByTheStandard) {
   std::string many;
   for (int i = 0; i < 4000; ++i) many += structure(221, zeros(8), {"a", "bc"});
@@ -313,7 +309,7 @@ TEST(NativeSmbios, WalksByTheStandard) {
   EXPECT_FALSE(atEnd(kEnd)->getTable2()) << "behind the end of the table";
   EXPECT_FALSE(atEnd(std::string("\7\3\0\0\0", 5))->getTable2()) << "behind a broken length";
   // These two swallow the type byte of a type 0 behind them in classic tables.
-  for (const std::string& hungry : {memoryArray(3, 0, 0), structure(5, zeros(11))}) {
+  for (const std::string& hungry : {structure(16, zeros(11)), structure(5, zeros(11))}) {
     EXPECT_TRUE(atEnd(hungry + bios)->getTable0());
     EXPECT_FALSE(parsed(hungry + bios)->getTable0());
   }
@@ -321,64 +317,33 @@ TEST(NativeSmbios, WalksByTheStandard) {
   EXPECT_EQ(decodeFirmwareTables(entryPoint64(0x300, 0), many), nullptr);
 }
 
-std::string memoryFacts() {
-  unsigned size = 7, slots = 7;
-  const bool isKnown = getMemorySpecs(&size, &slots);
-  return (isKnown ? "" : "unknown ") + std::to_string(slots) + " x " + std::to_string(size);
-}
-
-TEST(SmbiosFacts, TellHowMuchMemoryFitsIn) {
-  const auto controller = [](unsigned power, unsigned slots) {
-    return structure(5, zeros(4) + number(power, 1) + zeros(5) + number(slots, 1));
-  };
-  const auto device = [](unsigned megabytes) {
-    return structure(17, zeros(8) + number(megabytes, 2) + zeros(9));
-  };
-  const std::string array = memoryArray(3, 16777216, 4);
-  const std::pair<std::string, std::string> cases[] = {
-      {"", "unknown 0 x 0"},
-      {controller(0, 4), "4 x 0"},
-      {controller(40, 4), "4 x 0"},
-      {controller(11, 2) + array, "2 x 8192"},
-      {array + device(8192), "4 x 16384"},  // larger than its share
-      {array + device(4096), "4 x 4096"},
-      {memoryArray(3, 12582912, 3), "3 x 4096"},  // an even share of an odd capacity
-      {memoryArray(3, 16777216, 3), "3 x 16384"},
-      {memoryArray(3, 16777216, 0), "unknown 0 x 0"},
-  };
-  for (const auto& [structures, expected] : cases) {
-    for (const char* sources : {"classic", "native"}) {
-      const Firmware firmware(structures, sources);
-      EXPECT_EQ(memoryFacts(), expected) << sources;
-    }
-  }
+std::string facts() {
+  unsigned short speed = 9, clock = 9, upgrade = 9, powerOn = 9, keyboard = 9;
+  unsigned edx = 9;
+  std::ostringstream text;
+  text << SM_Processor(&speed, &clock, &upgrade, &edx) << " of " << SM_ProcessorCount() << "/"
+       << SM_PopulatedProcessorCount();
+  text << ": " << speed << " " << clock << " " << upgrade << " " << std::hex << edx;
+  const int error = SM_HWSecurity(&powerOn, &keyboard);
+  text << "; " << error << ": " << std::dec << powerOn << " " << keyboard;
+  return text.str();
 }
 
 TEST(SmbiosFacts, TellOfProcessorsAndPasswords) {
-  const auto processor = [](unsigned clock, unsigned upgrade) {
-    return structure(4, zeros(1) + "\3\x3F" + zeros(5) + number(0xBFEBFBFF, 4) + zeros(2) +
-                            number(clock, 2) + zeros(2) + number(1400, 2) + "\x41" +
-                            number(upgrade, 1));
-  };
-  unsigned short speed = 9, clock = 9, upgrade = 9, powerOn = 9, keyboard = 9;
-  unsigned edx = 9;
-  EXPECT_EQ(SM_Processor(&speed, &clock, &upgrade, &edx), 0);
-  EXPECT_TRUE(speed == 0 && clock == 0 && upgrade == 0 && edx == 0);
-  EXPECT_EQ(SM_HWSecurity(&powerOn, &keyboard), 1);
-  EXPECT_TRUE(powerOn == 3 && keyboard == 3);
-  struct {
-    unsigned clockIn, upgradeIn, clock, upgrade, byte, powerOn, keyboard;
-  } const cases[] = {{2500, 18, 0, 0, 0x3C, 0, 15},
-                     {2000, 17, 2000, 17, 0x40, 1, 16},
-                     {100, 4, 100, 4, 0xFF, 1023, 16383}};
+  EXPECT_EQ(facts(), "0 of 0/0: 0 0 0 0; 1: 3 3");
+  const struct {
+    unsigned clock, upgrade, security;
+    const char* told;
+  } cases[] = {{2500, 18, 0x3C, "1 of 2/1: 1400 0 0 bfebfbff; 0: 0 15"},
+               {2000, 17, 0x40, "1 of 2/1: 1400 2000 17 bfebfbff; 0: 1 16"},
+               {100, 4, 0xFF, "1 of 2/1: 1400 100 4 bfebfbff; 0: 1023 16383"}};
   for (const auto& test : cases) {
-    const Firmware firmware(processor(test.clockIn, test.upgradeIn) + processor(1, 1) +
-                            structure(24, number(test.byte, 1)));
-    EXPECT_EQ(SM_Processor(&speed, &clock, &upgrade, &edx), 1);
-    EXPECT_TRUE(clock == test.clock && upgrade == test.upgrade) << clock << " " << upgrade;
-    EXPECT_TRUE(speed == 1400 && SM_ProcessorCount() == 2 && SM_PopulatedProcessorCount() == 2);
-    EXPECT_EQ(SM_HWSecurity(&powerOn, &keyboard), 0);
-    EXPECT_TRUE(powerOn == test.powerOn && keyboard == test.keyboard) << test.byte;
+    const std::string processor =
+        structure(4, zeros(1) + "\3\x3F" + zeros(5) + number(0xBFEBFBFF, 4) + zeros(2) +
+                         number(test.clock, 2) + zeros(2) + number(1400, 2) + "\x41" +
+                         number(test.upgrade, 1));
+    const Firmware firmware(processor + structure(4, "") + structure(24, number(test.security, 1)));
+    EXPECT_EQ(facts(), test.told);
   }
 }
 
@@ -407,7 +372,6 @@ TEST(FirmwareTexts, AreCleaned) {
       {"The System Manufacturer's", "", "The System Manufacturer's"},
       {"A\x80z", "A", "A.z"},
       {"A b\x7F \n c", "A b\x7F", "A b. . c"},
-      {"\r\n \x1", "", ".. ."},
   };
   for (const auto& test : cases) {
     std::string value = test.value, out(value.size() + 1, 'x');
