@@ -106,12 +106,13 @@ TEST(SmbiosRecords, ConvertSizesAndVoltages) {
       structure(16, "\3\3\3" + number(0x80000000, 4) + zeros(4) + number(6ULL << 40, 8)));
   EXPECT_EQ(extended->getTable16()->getWholeCapacity(), 6ULL << 30);
   EXPECT_EQ(extended->getTable16()->getMaxCapacity(), kNotKnown);
-  const std::pair<int, unsigned> modules[] = {{0x7D, kNotKnown}, {31, 1U << 31}, {32, 0}};
+  const std::pair<unsigned, unsigned> modules[] = {{0x7D, kNotKnown}, {31, 1U << 31}, {32, 0}};
   for (const auto& [byte, megabytes] : modules) {
     const auto table = parsed(structure(6, zeros(5) + number(byte, 1) + zeros(2), {"DIMM"}));
     EXPECT_EQ(table->getTable6(0)->getInstalledSizeMB(), megabytes) << byte;
   }
-  const std::pair<int, double> voltages[] = {{0x8C, 1.2}, {0x01, 5.0}, {0x02, 3.3}, {0x04, 2.9}};
+  const std::pair<unsigned, double> voltages[] = {
+      {0x8C, 1.2}, {0x01, 5.0}, {0x02, 3.3}, {0x04, 2.9}};
   for (const auto& [byte, volts] : voltages) {
     const auto table = parsed(structure(4, zeros(13) + number(byte, 1) + zeros(10)));
     EXPECT_DOUBLE_EQ(table->getTable4(0)->getVoltageInVolts(), volts) << byte;
