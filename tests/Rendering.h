@@ -2,8 +2,10 @@
 #pragma once
 
 #include <cstdlib>
+#include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <invscan/invscan.h>
 
@@ -49,6 +51,27 @@ inline std::string collected(unsigned long groupId) {
   const std::unique_ptr<KelGroup> group(GroupFactory::getInstance()->getKELGroup(groupId));
   const std::unique_ptr<KelTable> table(group ? group->getTable() : nullptr);
   return rendered(table.get());
+}
+
+// The printed values of these attributes as "a|b", rows separated by ";"; "-" is not there.
+inline std::string valuesOf(unsigned long groupId, const std::vector<std::string>& attributes) {
+  const std::unique_ptr<KelGroup> group(GroupFactory::getInstance()->getKELGroup(groupId));
+  const std::unique_ptr<KelTable> table(group->getTable());
+  if (!table) return "no table";
+  std::string text;
+  while (KelTableRow* row = table->getNext()) {
+    std::map<std::string, std::string> values;
+    while (const KelTableAttrib* attrib = row->getNext()) {
+      const char* name = getAttribNameFromId(getGroupDefinitionFromId(groupId), attrib->getId());
+      values[name] = printed(attrib->getAttribPtr());
+    }
+    for (const std::string& attribute : attributes) {
+      text += (values.count(attribute) != 0 ? values[attribute] : "-") + "|";
+    }
+    text.back() = ';';
+  }
+  if (!text.empty()) text.pop_back();
+  return text;
 }
 
 }  // namespace invscan

@@ -19,6 +19,7 @@ namespace invscan {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
 void* const kMapFailed = reinterpret_cast<void*>(-1L);
 
@@ -52,147 +53,138 @@ class PhysicalMemory : public testing::Test {
   fs::path directory_;
 };
 
-// A range as getPhysMem() gives it; "" with no more than the failure 37.
-std::string physical(unsigned long address, int length) {
-  std::string bytes(static_cast<std::size_t>(std::max(length, 16)), '?');
-  const std::string before = bytes;
-  auto* buffer = reinterpret_cast<unsigned char*>(bytes.data());
-  const int result = BIOSROM().getPhysMem(buffer, 0, reinterpret_cast<void*>(address), length);
-  if (result == 0) return bytes.substr(0, static_cast<std::size_t>(length));
-  EXPECT_EQ(result, 37);
-  EXPECT_EQ(bytes, before);
-  return "";
+// The bytes that a mapping shows of a range, "" when it failed. Gives it back.
+std::string shown(void* address, unsigned long start, unsigned long length, void* handle) {
+  EXPECT_EQ(handle != nullptr, address != kMapFailed);
+  std::string bytes;
+  if (address != kMapFailed) {
+    const unsigned long skipped = slm_page_off(reinterpret_cast<void*>(start));
+    bytes.assign(static_cast<char*>(address) + skipped, length);
+    EXPECT_EQ(slm_file_munmap(&handle), 0);
+    EXPECT_EQ(handle, nullptr);
+  }
+  EXPECT_EQ(slm_file_munmap(&handle), -1);
+  return bytes;
+}
+
+std::string mapped(const std::string& path, unsigned long offset, unsigned long length,
+                   int alignment) {
+  void* handle = &handle;
+  void* address = slm_file_mmap(path.c_str(), offset, length, alignment, 0, &handle);
+  return shown(address, offset, length, handle);
+}
+
+std::string physical(unsigned long start, unsigned long end, int alignment) {
+  void* handle = &handle;
+  void* address = slm_phys_mmap(start, end, alignment, &handle);
+  return shown(address, start, end - start, handle);
 }
 
 TEST_F(PhysicalMemory, MapsRangesOfFilesThatAreThereWhole) {
   const NoneLeftOpen descriptors;
   const auto page = static_cast<unsigned long>(slm_get_page_size());
   const std::string file = write("file", std::string(page, 'a') + "0123456789");
-  struct {
+  const struct {
     unsigned long offset, length;
     int alignment;
     const char* found;
-  } const cases[] = {
-      {page, 10, 0, "0123456789"}, {page + 3, 7, 1, "3456789"},  {page + 3, 7, 0, nullptr},
-      {page, 11, 0, nullptr},      {page + 3, 8, 1, nullptr},    {page, 0, 0, nullptr},
-      {2 * page, 1, 1, nullptr},   {page + 3, -1UL, 1, nullptr}, {-1UL, 2, 1, nullptr},
-      {-page, page, 1, nullptr},
+  } cases[] = {
+      {page, 10, 0, "0123456789"}, {page + 3, 7, 1, "3456789"}, {page + 3, 7, 0, ""},
+      {page, 11, 0, ""},           {page + 3, 8, 1, ""},        {page, 0, 0, ""},
+      {2 * page, 1, 1, ""},        {page + 3, -1UL, 1, ""},     {-1UL, 2, 1, ""},
+      {-page, page, 1, ""},
   };
   for (const auto& test : cases) {
-    void* handle = &handle;
-    void* address =
-        slm_file_mmap(file.c_str(), test.offset, test.length, test.alignment, 0, &handle);
-    ASSERT_EQ(address != kMapFailed, test.found != nullptr) << test.offset << " " << test.length;
-    EXPECT_EQ(handle != nullptr, test.found != nullptr);
-    if (!test.found) continue;
-    const auto off = slm_page_off(reinterpret_cast<void*>(test.offset));
-    EXPECT_EQ(std::string(static_cast<char*>(address) + off, test.length), test.found);
-    EXPECT_EQ(slm_file_munmap(&handle), 0);
-    EXPECT_EQ(handle, nullptr);
-    EXPECT_EQ(slm_file_munmap(&handle), -1);
+    EXPECT_EQ(mapped(file, test.offset, test.length, test.alignment), test.found)
+        << test.offset << " " << test.length;
   }
 }
 
 TEST_F(PhysicalMemory, WritesToFilesAndCreatesThem) {
-  const NoneLeftOpen descriptors;
   const std::string file = write("file", "abc"), created = directory_ / "new";
   void* handle = nullptr;
   void* address = slm_file_mmap(file.c_str(), 0, 3, 1, 1, &handle);
   ASSERT_NE(address, kMapFailed);
   static_cast<char*>(address)[1] = 'X';
-  EXPECT_EQ(slm_file_munmap(&handle), 0);
-  std::string text;
-  std::ifstream(file) >> text;
-  EXPECT_EQ(text, "aXc");
-  for (const char* name :
-       {created.c_str(), directory_.c_str(), static_cast<const char*>(nullptr)}) {
-    EXPECT_EQ(slm_file_mmap(name, 0, 1, 1, 0, &handle), kMapFailed);
-  }
+  EXPECT_EQ(shown(address, 0, 3, handle), "aXc");
+  EXPECT_EQ(mapped(file, 0, 3, 0), "aXc");
+  for (const std::string& name : {created, directory_.string()})
+    EXPECT_EQ(mapped(name, 0, 1, 1), "");
   EXPECT_EQ(fs::status(created).permissions() & ~fs::perms(0640), fs::perms::none);
-  EXPECT_EQ(slm_file_mmap(file.c_str(), 0, 1, 1, 0, nullptr), kMapFailed);
+  EXPECT_EQ(slm_file_mmap(nullptr, 0, 1, 1, 0, &handle), kMapFailed);
 }
 
-TEST_F(PhysicalMemory, IsThatOfTheMachineUnderScan) {
-  const OnMachine here({.physicalMemory = {{0x2FF0, "0123456789ABCDEF" + std::string(16, 'x')}}});
-  struct {
-    unsigned long address;
-    int length;
-    std::string found;
-  } const ranges[] = {{0x2FF3, 5, "34567"}, {0x3000, 16, std::string(16, 'x')},
-                      {0x2FEF, 2, ""},      {0x3000, 17, ""},
-                      {0x2FF0, -1, ""},     {-1UL, 1, ""},
-                      {-1UL, 2, ""},        {1UL << 63, 1, ""}};
-  for (const auto& test : ranges) {
-    EXPECT_EQ(physical(test.address, test.length), test.found) << test.address;
-  }
+TEST_F(PhysicalMemory, IsReadIntoABufferOrNotAtAll) {
+  const OnMachine here({.physicalMemory = {{0x2FF0, "0123456789ABCDEF"}}});
+  unsigned char buffer[] = "????????";
+  const auto read = [&](unsigned long address, int length) {
+    return BIOSROM().getPhysMem(buffer, 0, reinterpret_cast<void*>(address), length);
+  };
+  for (const unsigned long address : {0x2FEFUL, 0x2FF9UL, -1UL}) EXPECT_EQ(read(address, 8), 37);
+  EXPECT_EQ(read(0x2FF0, -1), 37);
+  EXPECT_STREQ(reinterpret_cast<char*>(buffer), "????????");
+  EXPECT_EQ(read(0x2FF9, 7), 0);
+  EXPECT_STREQ(reinterpret_cast<char*>(buffer), "9ABCDEF?");
+}
 
-  const OnMachine paged({.physicalMemory = {{0x2000, std::string(0x1005, 'y') + "z"}}});
-  void* handle = nullptr;
-  const void* address = slm_phys_mmap(0x3003, 0x3006, 1, &handle);
-  ASSERT_NE(address, kMapFailed);
-  EXPECT_EQ(std::string(static_cast<const char*>(address) + 3, 3), "yyz");
-  EXPECT_EQ(slm_phys_munmap(&handle), 0);
-  EXPECT_EQ(slm_phys_munmap(&handle), -1);
-  for (const char* name : {"/dev/mem", "//dev/../dev/mem"}) {
-    address = slm_file_mmap(name, 0x2000, 1, 0, 0, &handle);
-    ASSERT_NE(address, kMapFailed) << name;
-    EXPECT_EQ(*static_cast<const char*>(address), 'y');
-    EXPECT_EQ(slm_file_munmap(&handle), 0);
+TEST_F(PhysicalMemory, IsMappedFromTheMachineUnderScan) {
+  const OnMachine here({.physicalMemory = {{0x2000, std::string(0x1005, 'y') + "z"}}});
+  const struct {
+    unsigned long start, end;
+    int alignment;
+    const char* found;
+  } cases[] = {
+      {0x3003, 0x3006, 1, "yyz"}, {0x3003, 0x3006, 0, ""}, {0x3003, 0x3007, 1, ""},
+      {0x3003, 0x3002, 1, ""},    {0x2000, 0x2000, 1, ""}, {0, -1UL, 1, ""},
+  };
+  for (const auto& [start, end, alignment, found] : cases) {
+    EXPECT_EQ(physical(start, end, alignment), found) << start << " " << end;
   }
+  for (const char* name : {"/dev/mem", "//dev/../dev/mem"}) {
+    EXPECT_EQ(mapped(name, 0x2000, 1, 0), "y") << name;
+  }
+  void* handle = nullptr;
+  EXPECT_EQ(slm_file_mmap("/dev/mem", 0x2000, 1, 0, 1, &handle), kMapFailed) << "for writing";
+
+  // A link to the device leads there, and does not make it where it is missing.
   const std::string link = directory_ / "link";
   fs::create_symlink("/dev/mem", link);
   const bool isThere = fs::exists("/dev/mem");
-  EXPECT_EQ(slm_file_mmap(link.c_str(), 0x2000, 1, 0, 0, &handle) != kMapFailed, isThere);
+  EXPECT_EQ(mapped(link, 0x2000, 1, 0), isThere ? "y" : "");
   EXPECT_EQ(fs::exists("/dev/mem"), isThere);
-  if (isThere) slm_file_munmap(&handle);
-  struct {
-    unsigned long start, end;
-    int alignment;
-  } const refused[] = {{0x3003, 0x3006, 0}, {0x3003, 0x3007, 1}, {0x3003, 0x3002, 1},
-                       {0x2000, 0x2000, 1}, {0, -1UL, 1},        {0x2000, 0x10000002000, 1}};
-  for (const auto& [start, end, alignment] : refused) {
-    EXPECT_EQ(slm_phys_mmap(start, end, alignment, &handle), kMapFailed) << start << " " << end;
-    EXPECT_EQ(handle, nullptr);
-  }
-  EXPECT_EQ(slm_file_mmap("/dev/mem", 0x2000, 1, 0, 1, &handle), kMapFailed);
 }
 
 TEST_F(PhysicalMemory, OfACaptureIsASparseImage) {
   const std::string image = write("root/dev/mem", "");
   write("machine.json", R"({"capture": 1, "unreadable": {"/dev/mem 0x10+0x4": "EPERM"}})");
-  const off_t end = 1L << 40;
-  ASSERT_EQ(truncate(image.c_str(), end), 0);
-  std::fstream(image, std::ios::in | std::ios::out | std::ios::binary).seekp(end - 4) << "tail";
+  const unsigned long end = 1UL << 40;
+  fs::resize_file(image, end - 4);
+  std::ofstream(image, std::ios::app | std::ios::binary) << "tail";
   std::string error;
   ASSERT_TRUE(replayMachine(directory_, error)) << error;
   const NoneLeftOpen descriptors;
-  startAccessLog();
+  const auto expectRead = [](unsigned long address, unsigned long length, int expected) {
+    EXPECT_EQ(machine().tryMemory(address, length).error, expected) << address;
+  };
   EXPECT_EQ(machine().readMemory(end - 6, 6), std::string("\0\0tail", 6));
-  EXPECT_EQ(machine().readMemory(end - 6, 7), std::nullopt);
-  EXPECT_EQ(machine().readMemory(0x10, 4), std::nullopt);
-  EXPECT_EQ(machine().readMemory(0, 1UL << 39), std::nullopt);
+  expectRead(end - 6, 7, kBeyondEnd);
+  expectRead(0x10, 4, EPERM);
+  expectRead(0, 1UL << 39, EFBIG);
   fs::remove(image);
-  EXPECT_EQ(machine().readMemory(0, 1), std::nullopt);
-  std::string outcomes;
-  for (const Access& access : accessLog()) outcomes += access.outcome + ";";
-  EXPECT_EQ(outcomes,
-            "ok;beyond the end;operation not permitted;file too large;"
-            "no such file or directory;");
+  expectRead(0, 1, ENOENT);
   useLiveMachine();
 }
 
 TEST_F(PhysicalMemory, IsRecordedByAllWorkersTogether) {
   const std::string target = directory_ / "capture";
-  Answers answers{.physicalMemory = {{0x1000, "first"}, {0x90000, "second"}}};
+  const Answers answers{.physicalMemory = {{0x1000, "first"}, {0x90000, "second"}}};
   auto recording =
       std::make_unique<RecordingMachine>(target, std::make_unique<TestMachine>(answers));
-  EXPECT_EQ(recording->readMemory(0x1000, 5), "first");
-  EXPECT_EQ(recording->readMemory(0x500000, 5), std::nullopt);
+  recording->readMemory(0x1000, 5);
+  recording->readMemory(0x500000, 5);
   const pid_t child = fork();
   if (child == 0) _exit(recording->readMemory(0x90001, 5) == "econd" ? 0 : 1);
-  int status = -1;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
+  ASSERT_EQ(waitpid(child, nullptr, 0), child);
   recording->finish();
   recording.reset();
   EXPECT_EQ(fs::status(target + "/root/dev/mem").permissions(), fs::perms(0600));
@@ -264,7 +256,7 @@ std::string describeSystem() {
   return text.substr(1);
 }
 
-// What both searches find of the same memory, each with its own tolerance.
+// What both searches find of the same memory.
 void expectFound(const char* what, const Answers& answers, const std::string& info,
                  const std::string& system) {
   const OnMachine here(answers);
@@ -276,9 +268,6 @@ TEST(EntryPoints, AreFoundByEachSearchInItsOwnWay) {
   const std::string table = kBios + kFirst + kLast + kEnd;
   const std::string good = validEntryPoint(table.size(), 4);
   const std::string first = "Maker|Product|V1|S1|", last = "Other|Thing|V2|V2|S2", none = "||||";
-  std::string falseAnchors;
-  while (falseAnchors.size() < 0xF000) falseAnchors += "_DMI_with no sum";
-  falseAnchors.resize(0xF000);
   const auto injured = [](std::string bytes, std::size_t at, int byte) {
     bytes[at] = static_cast<char>(byte);
     return bytes;
@@ -295,7 +284,6 @@ TEST(EntryPoints, AreFoundByEachSearchInItsOwnWay) {
     std::size_t at;
     std::string info, system;
   } cases[] = {
-      {"at the start", good, 0, first, last},
       {"at the last place", good, 0xFFE0, first, last},
       {"too near to the end", good.substr(0, 16), 0xFFF0, none, "-1"},
       {"beside the step", good, 0x108, none, "-1"},
@@ -308,11 +296,10 @@ TEST(EntryPoints, AreFoundByEachSearchInItsOwnWay) {
       {"a broken one before", "_SM_" + std::string(12, '\1') + good, 0x100, none, last},
       {"no _SM_", good.substr(16), 0x110, none, last},
       {"no table", validEntryPoint(0, 4), 0x100, none, "-1"},
-      {"no structures", setAt(0x1C, 0), 0x100, "Linux|Linux|||", "||||"},
       {"only the first is announced", setAt(0x1C, 1), 0x100, "Linux|Linux|||", "||||"},
       {"more announced than there are", setAt(0x1D, '\xFF'), 0x100, first, last},
       {"table elsewhere", setAt(0x1B, 0x7F), 0x100, none, "-1"},
-      {"false anchors", falseAnchors + good, 0, first, last},
+      {"none", "", 0, none, "-1"},
   };
   for (const auto& test : cases) {
     expectFound(test.what, machineWith(test.bytes, test.at, table), test.info, test.system);
@@ -324,9 +311,6 @@ TEST(EntryPoints, AreFoundByEachSearchInItsOwnWay) {
 TEST(EntryPoints, LeadToTheSystemInformation) {
   const std::string raw = "\xE9t\xE9 \xC3\xBC";
   const auto fill = [](std::size_t count) { return std::string(count, 'x'); };
-  const auto five = [](const std::string& text) {
-    return text + "|" + text + "|" + text + "|" + text + "|" + text;
-  };
   const struct {
     const char* what;
     std::string table, info, system;
@@ -336,10 +320,11 @@ TEST(EntryPoints, LeadToTheSystemInformation) {
        "M||V|V|"},
       {"blanks around", systemInformation("\1\2\3\4", {"  M ", " P", "V ", "  "}), "M|P|V||",
        "  M | P|V |V |  "},
-      {"long texts", systemInformation("\1\1\1\1", {fill(300)}),
-       fill(254) + "|" + fill(254) + "|" + fill(31) + "|" + fill(31) + "|", five(fill(300))},
-      {"raw bytes", systemInformation("\1\1\1\1", {raw}),
-       raw + "|" + raw + "|" + raw + "|" + raw + "|", five(raw)},
+      {"long texts", systemInformation("\1\2\1\2", {fill(300), fill(299)}),
+       fill(254) + "|" + fill(254) + "|" + fill(31) + "|" + fill(31) + "|",
+       fill(300) + "|" + fill(299) + "|" + fill(300) + "|" + fill(300) + "|" + fill(299)},
+      {"raw bytes", systemInformation("\0\0\1\0"s, {raw}), "Linux|Linux|" + raw + "||",
+       "||" + raw + "|" + raw + "|"},
       {"a short structure", structure(1, "\1\2", {"M", "P"}), "M|P|||", "M|P|||"},
       {"length 0", std::string("\1\0\0\1\1\1\1\1M\0\0", 11), "Linux|Linux|||", "||||"},
       {"no end", kFirst.substr(0, kFirst.size() - 3), "Maker|Product|V1|S|", "||||"},
@@ -357,7 +342,7 @@ TEST(EntryPoints, ComeFromEfiWhenItNamesThem) {
   const std::string table = kBios + kFirst + kEnd, legacy = "Other|Thing|V2|S2|";
   const std::string efi = "Maker|Product|V1|S1|", none = "||||";
   const std::string good = validEntryPoint(table.size(), 3);
-  std::string withoutAnchor = good, sum64 = "_SM3_" + good.substr(5);
+  std::string withoutAnchor = good;
   withoutAnchor.replace(0, 4, "xxxx");
   balance(withoutAnchor, 0, 0x1F, 4);
   const struct {
@@ -366,14 +351,11 @@ TEST(EntryPoints, ComeFromEfiWhenItNamesThem) {
   } cases[] = {
       {"ACPI=0x10\nSMBIOS=0x7bf01230\n", good, efi},
       {"SMBIOS=0x0\nSMBIOS3=0x7bf01230\nSMBIOS=0x1\n", good, efi},
-      {"SMBIOS=2079330864\n", good, efi},
       {"SMBIOS=0x7bf01230", withoutAnchor, efi},
-      {"SMBIOS3=0x7bf01230\n", sum64, none},
       {"SMBIOS=0x7bf01230\n", good.substr(0, 31), none},
       {"SMBIOS=0x1000\n", good, none},
       {"SMBIOS=99999999999999999999\n", good, none},
       {"no equals sign\nSMBIOS4=0x7bf01230\n SMBIOS=0x7bf01230\nSMBIOS=\n", good, legacy},
-      {"", good, legacy},
   };
   for (const char* path : {"/proc/efi/systab", "/sys/firmware/efi/systab"}) {
     for (const auto& test : cases) {
@@ -390,25 +372,31 @@ TEST(EntryPoints, ComeFromEfiWhenItNamesThem) {
 TEST(EntryPoints, GiveWayToTheSharedTable) {
   const std::string table =
       systemInformation("\1\2\3\4", {" Good Maker", "System Model", "Version ", "This is OEM"});
-  Answers answers = machineWith(validEntryPoint(table.size(), 1), 0, table);
-  const OnMachine here(answers);
+  const OnMachine here(machineWith(validEntryPoint(table.size(), 1), 0, table));
   SMBIOSTable::initializeGlobalTable(1);
   EXPECT_EQ(describe(smbiosinfo()), "Good Maker|System Model|Version|This is OEM|Version");
   SMBIOSTable::terminateGlobalTable();
   EXPECT_EQ(describe(smbiosinfo()), "Good Maker|System Model|Version|This is OEM|");
 }
 
+// Takes the texts of a structure and has enough when the first one is "Maker".
+int takeTexts(const unsigned char*, const char* set, void* texts) {
+  for (int n = 0; n < 16; ++n) *static_cast<std::string*>(texts) += getString_SMBIOS(set, n);
+  return getString_SMBIOS(set, 1) == "Maker"s ? 7 : 0;
+}
+
 // The table at the end of a buffer that has no byte more, cut at every place.
 TEST(EntryPoints, NeverLeadOutOfTheTable) {
-  const std::string whole = kBios + kFirst + kEnd;
-  for (const std::string& hostile : {whole, std::string(70, '\1'), std::string(70, '\0'),
-                                     std::string(70, '\xFF'), kBios + "\1\xFF" + kFirst}) {
-    for (std::size_t length = 0; length <= hostile.size(); ++length) {
-      std::vector<unsigned char> bytes(hostile.begin(),
-                                       hostile.begin() + static_cast<long>(length));
+  const std::string whole = kBios + kFirst + kLast;
+  std::string texts;
+  for (const std::string& hostile : {std::string(70, '\1'), std::string(70, '\0'),
+                                     std::string(70, '\xFF'), kBios + "\1\xFF" + kFirst, whole}) {
+    for (auto end = hostile.begin() + 1; end <= hostile.end(); ++end) {
+      std::vector<unsigned char> bytes(hostile.begin(), end);
       bytes.shrink_to_fit();
+      const auto length = static_cast<unsigned short>(bytes.size());
       smbios_table_entry_point point{};
-      point.tableLength = static_cast<unsigned short>(length);
+      point.tableLength = length;
       point.numberOfStructures = 0xFFFF;
       smbios_sysinfo_table_entry entry{};
       const int count = find_entry(bytes.data(), &point, &entry);
@@ -416,34 +404,14 @@ TEST(EntryPoints, NeverLeadOutOfTheTable) {
 
       smbios_scan_state state{};
       state.table = bytes.data();
-      state.tableLength = point.tableLength;
+      state.tableLength = length;
       state.numberOfStructures = 0xFFFF;
-      std::size_t texts = 0;
-      const auto count15 = [](const unsigned char*, const char* set, void* context) {
-        for (int n = 0; n < 16; ++n)
-          *static_cast<std::size_t*>(context) += strlen(getString_SMBIOS(set, n));
-        return 0;
-      };
-      EXPECT_EQ(scan_SMBIOS(&state, count15, &texts), length == 0 && !state.table ? -1 : 0);
-      EXPECT_LE(texts, length * 16);
+      texts.clear();
+      EXPECT_EQ(scan_SMBIOS(&state, takeTexts, &texts), 0);
+      EXPECT_LE(texts.size(), length * 16U);
     }
   }
-}
-
-TEST(SystemInfo, ScansUntilTheCallbackHasEnough) {
-  std::string table = kBios + kFirst + kLast, seen;
-  smbios_scan_state state{};
-  state.table = reinterpret_cast<unsigned char*>(table.data());
-  state.tableLength = static_cast<unsigned short>(table.size());
-  state.numberOfStructures = 3;
-  const auto untilMaker = [](const unsigned char*, const char* set, void* context) {
-    static_cast<std::string*>(context)->append(getString_SMBIOS(set, 1));
-    return strcmp(getString_SMBIOS(set, 1), "Maker") == 0 ? 7 : 0;
-  };
-  EXPECT_EQ(scan_SMBIOS(&state, untilMaker, &seen), 0);
-  EXPECT_EQ(seen, "makerMaker");
-
-  EXPECT_STREQ(getString_SMBIOS("one\0two\0", 5), "");
+  EXPECT_EQ(texts, "makerMakerProductV1S1") << "of the whole table, as far as they were wanted";
 }
 
 TEST(SystemInfo, TakesTheMachineTypeFromTheProduct) {
@@ -451,30 +419,22 @@ TEST(SystemInfo, TakesTheMachineTypeFromTheProduct) {
     const char *manufacturer, *product, *rackline, *plain;
   } cases[] = {
       {"Korva", "Server 4000 -[7979AC1]-", "Server 4000 /7979/AC1", "7979"},
-      {"Korva Systems", "-[7979AC1]-", "/7979/AC1", "7979"},
-      {"korva", "-[7979AC1]-", nullptr, "7979"},
       {"Korva", "]- -[7979AC1]- -[8888AC1]-", "]- /7979/AC1", "7979"},
-      {"Korva", "X -[7979AC12]-", nullptr, "7979"},
-      {"Korva", "X -[7979AC1]", nullptr, "7979"},
-      {"Korva", "X -[]-7979AC1]-", nullptr, "]-79"},
-      {"Korva", "7979AC1", nullptr, "7979"},
-      {"Korva", "Server [797", nullptr, ""},
-      {"Korva", "7979AC12", nullptr, "kept"},
-      {nullptr, nullptr, nullptr, "kept"},
+      {"korva", "-[7979AC1]-", "kept//", "7979"},
+      {"Korva", "X -[7979AC12]-", "kept//", "7979"},
+      {"Korva", "X -[7979AC1]", "kept//", "7979"},
+      {"Korva", "7979AC1", "kept//", "7979"},
+      {"Korva", "Server [797", "kept//", ""},
+      {nullptr, nullptr, "kept//", "kept"},
   };
   for (const auto& test : cases) {
-    const std::string what = test.product ? test.product : "null";
-    std::string prefix = "a", type = "b", model = "c";
+    std::string prefix = "kept", type, model;
     const bool isFound =
         getTypeFromProd_Rackline(test.manufacturer, test.product, prefix, type, model);
-    EXPECT_EQ(isFound, test.rackline != nullptr) << what;
-    EXPECT_EQ(prefix + "/" + type + "/" + model, test.rackline ? test.rackline : "a/b/c") << what;
-    char buffer[5] = "kept";
-    EXPECT_EQ(getTypeFromProd_Rackline(test.manufacturer, test.product, buffer), isFound) << what;
-    EXPECT_STREQ(buffer, isFound ? type.c_str() : "kept") << what;
+    EXPECT_EQ(prefix + "/" + type + "/" + model, test.rackline);
+    EXPECT_EQ(isFound, !type.empty()) << test.rackline;
     char plain[5] = "kept";
-    EXPECT_EQ(getTypeFromProd(test.product, plain), plain);
-    EXPECT_STREQ(plain, test.plain) << what;
+    EXPECT_STREQ(getTypeFromProd(test.product, plain), test.plain);
   }
 }
 

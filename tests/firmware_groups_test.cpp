@@ -27,24 +27,6 @@ std::string oldModule(unsigned type, unsigned size, const std::string& name) {
   return structure(6, "\1" + zeros(2) + number(type, 2) + number(size, 1) + zeros(2), {name});
 }
 
-// The values of one attribute, row by row; "-" for a row without it.
-std::string valuesOf(unsigned long groupId, unsigned long attribute) {
-  const std::unique_ptr<KelGroup> group(GroupFactory::getInstance()->getKELGroup(groupId));
-  const std::unique_ptr<KelTable> table(group->getTable());
-  if (!table) return "no table";
-  std::string values;
-  while (KelTableRow* row = table->getNext()) {
-    std::string value = "-";
-    for (unsigned long i = row->getNumAttribs(); i > 0; --i) {
-      const KelTableAttrib* attrib = row->getNext();
-      if (attrib->getId() == attribute) value = printed(attrib->getAttribPtr());
-    }
-    values += value + ";";
-  }
-  if (!values.empty()) values.pop_back();
-  return values;
-}
-
 std::string md5(const char* text) {
   const std::unique_ptr<char, decltype(&std::free)> digest(md5_checksum(text), &std::free);
   return digest.get();
@@ -57,15 +39,11 @@ std::string systemOf(const std::vector<std::string>& texts) {
   return structure(1, "\1\2\3\4" + zeros(16) + "\6", texts);
 }
 
-std::string enclosureOf(unsigned type) {
-  return structure(3, "\1" + number(type, 1) + zeros(3), {"E"});
-}
-
 TEST(FirmwareGroups, MakeTheIdOfWhatTellsKindsOfMachinesApart) {
-  struct {
+  const struct {
     const char* what;
     std::string structures, id;
-  } const cases[] = {
+  } cases[] = {
       {"every text", kBios + systemOf({"A", "B", "C", "1"}), md5("Makerv1512KABC")},
       {"another serial number", kBios + systemOf({"A", "B", "C", "2"}), md5("Makerv1512KABC")},
       {"placeholder, blanks, odd bytes", systemOf({"System Manufacturer", " B ", "C\x80y", " "}),
@@ -73,81 +51,94 @@ TEST(FirmwareGroups, MakeTheIdOfWhatTellsKindsOfMachinesApart) {
       {"a serial number alone", structure(2, zeros(3) + "\1", {"7"}), md5("|||")},
       {"bars alone", structure(2, zeros(4)), "-"},
       {"a size alone", structure(0, zeros(14)), md5("||64K")},
-      {"nothing", "", "-"},
   };
   for (const auto& test : cases) {
     const Firmware firmware(test.structures);
-    EXPECT_EQ(valuesOf(24, 19), test.id) << test.what;
+    EXPECT_EQ(valuesOf(24, {"ID"}), test.id) << test.what;
   }
   const OnMachine machine({});
   GroupFactory::getInstance()->initialise();
-  EXPECT_EQ(valuesOf(24, 1), "no table");
-  EXPECT_EQ(valuesOf(31, 1), "no table");
+  for (const unsigned long group : {24UL, 31UL}) EXPECT_EQ(valuesOf(group, {"ID"}), "no table");
 }
 
 TEST(FirmwareGroups, BoundEnclosureTypeAndPasswordState) {
-  struct {
+  const struct {
     unsigned type, security;
-    const char *enclosure, *password, *idText;
-  } const cases[] = {{0x97, 0x00, "23", "0", "E23|"},
-                     {0x80, 0x40, "-", "1", "E|"},
-                     {25, 0x80, "25", "2", "E25|"},
-                     {26, 0xC0, "-", "2", "E|"}};
+    const char *told, *idText;
+  } cases[] = {{0x97, 0x00, "23|0", "E23|"},
+               {0x80, 0x40, "-|1", "E|"},
+               {25, 0x80, "25|2", "E25|"},
+               {26, 0xC0, "-|2", "E|"}};
   for (const auto& test : cases) {
-    const Firmware firmware(enclosureOf(test.type) + structure(24, number(test.security, 1)));
-    EXPECT_EQ(valuesOf(24, 15), test.enclosure) << test.type;
-    EXPECT_EQ(valuesOf(24, 20), test.password) << test.security;
-    EXPECT_EQ(valuesOf(24, 19), md5(test.idText)) << test.type;
+    const Firmware firmware(structure(3, "\1" + number(test.type, 1) + zeros(3), {"E"}) +
+                            structure(24, number(test.security, 1)));
+    EXPECT_EQ(valuesOf(24, {"Enclosure Type", "PowerOn Password", "ID"}),
+              test.told + ("|" + md5(test.idText)));
   }
 }
 
 TEST(FirmwareGroups, DescribeMemoryModules) {
-  struct {
-    const char* sources;
+  const struct {
+    const char *what, *sources;
     std::string structures;
-    const char *sizes, *sockets, *packaging, *types;
-  } const cases[] = {
-      {"classic",  // a type without a name, and an empty socket
+    const char* modules;
+  } cases[] = {
+      {"a type without a name, and an empty socket", "classic",
        memoryDevice(0x2000, 9, 26, 0x80, {"DIMM_A1", "BANK 0"}) + memoryDevice(0, 2, 2, 0, {"X"}),
-       "8192;0", "DIMM_A1/BANK 0;X", "DIMM;", "Synchronous;"},
-      {"native",  // the ends of the names
-       memoryDevice(1, 3, 3) + memoryDevice(1, 16, 36) + memoryDevice(1, 17, 37), "1;1;1", ";;",
-       "SIMM;Die;", "DRAM;HBM3;"},
-      {"classic",  // the ends of the names that hosts know
-       memoryDevice(1, 15, 25) + memoryDevice(1, 16, 24), "1;1", ";", "FB-DIMM;", "FBD2;DDR3"},
-      {"classic",  // a refused locator, a size in KB
-       memoryDevice(0x8000 + 2048, 13, 18, 0x6000, {"Not Available", "BANK 1"}), "2", "BANK 1",
-       "SODIMM", "Registered Unegistered DDR"},
-      {"classic", oldModule(0x440, 0x87, "A") + oldModule(0x180, 0x7F, " "), "128;0", "A;", ";DIMM",
-       "ECC SDRAM;"},
-      {"classic",  // devices go before old modules
-       oldModule(0x20, 4, "A") + memoryDevice(64, 9, 3, 0, {"B"}), "64", "B", "DIMM", "DRAM"},
-      {"classic", kBios, "no table", "no table", "no table", "no table"},
+       "8192|DIMM_A1/BANK 0|DIMM|Synchronous;0|X||"},
+      {"the ends of the names", "native",
+       memoryDevice(1, 3, 3) + memoryDevice(1, 16, 36) + memoryDevice(1, 17, 37),
+       "1||SIMM|DRAM;1||Die|HBM3;1|||"},
+      {"the ends of the names that hosts know", "classic",
+       memoryDevice(1, 15, 25) + memoryDevice(1, 16, 24), "1||FB-DIMM|FBD2;1|||DDR3"},
+      {"a refused locator, a size in KB", "classic",
+       memoryDevice(0x8000 + 2048, 13, 18, 0x6000, {"Not Available", "BANK 1"}),
+       "2|BANK 1|SODIMM|Registered Unegistered DDR"},
+      {"old modules", "classic", oldModule(0x440, 0x87, "A") + oldModule(0x180, 0x7F, " "),
+       "128|A||ECC SDRAM;0||DIMM|"},
+      {"devices go before old modules", "classic",
+       oldModule(0x20, 4, "A") + memoryDevice(64, 9, 3, 0, {"B"}), "64|B|DIMM|DRAM"},
+      {"no memory", "classic", kBios, "no table"},
   };
   for (const auto& test : cases) {
-    SCOPED_TRACE(test.sizes + std::string(" ") + test.types);
     const Firmware firmware(test.structures, test.sources);
-    EXPECT_EQ(valuesOf(31, 2), test.sizes);
-    EXPECT_EQ(valuesOf(31, 4), test.sockets);
-    EXPECT_EQ(valuesOf(31, 5), test.packaging);
-    EXPECT_EQ(valuesOf(31, 6), test.types);
+    EXPECT_EQ(valuesOf(31, {"Module Size MB", "Socket Name", "Packaging", "Memory Type"}),
+              test.modules)
+        << test.what;
   }
 }
 
+std::string memoryArray(unsigned capacityMb, unsigned slots) {
+  return structure(16, "\3\3\3" + number(capacityMb << 10, 4) + zeros(2) + number(slots, 2));
+}
+
+std::string memoryController(unsigned power, unsigned slots) {
+  return structure(5, zeros(4) + number(power, 1) + zeros(5) + number(slots, 1));
+}
+
 TEST(FirmwareGroups, TellWhatMemoryFits) {
-  // 4 slots that take 8 GiB each.
-  const std::string array = structure(16, "\3\3\3" + number(32 << 20, 4) + zeros(2) + number(4, 2));
-  struct {
-    const char* meminfo;
-    std::string structures;
-    const char *maximum, *slots;
-  } const cases[] = {{"", kBios, "-", "-"},
-                     {"MemTotal: 34359738368 kB\n", array, "32768", "4"},
-                     {"MemTotal: 34360786944 kB\n", array, "-", "4"}};
+  const struct {
+    const char *what, *limits;
+    std::string structures, meminfo{};
+  } cases[] = {
+      {"nothing told", "-|-", kBios},
+      {"no size", "-|4", memoryController(0, 4)},
+      {"no size that there can be", "-|4", memoryController(40, 4)},
+      {"no slots", "-|-", memoryArray(16384, 0)},
+      {"the controller's slots", "16384|2", memoryController(11, 2) + memoryArray(16384, 4)},
+      {"a module as large as its share", "16384|4",
+       memoryArray(16384, 4) + memoryDevice(4096, 9, 3)},
+      {"a larger one", "65536|4", memoryArray(16384, 4) + memoryDevice(8192, 9, 3)},
+      {"an even share of an odd capacity", "12288|3", memoryArray(12288, 3)},
+      {"no even share", "49152|3", memoryArray(16384, 3)},
+      {"full", "32768|4", memoryArray(32768, 4), "MemTotal: 34359738368 kB\n"},
+      {"more than fits", "-|4", memoryArray(32768, 4), "MemTotal: 34360786944 kB\n"},
+  };
   for (const auto& test : cases) {
-    const Firmware firmware(test.structures, "classic", test.meminfo);
-    EXPECT_EQ(valuesOf(3, 8), test.maximum) << test.meminfo;
-    EXPECT_EQ(valuesOf(3, 9), test.slots) << test.meminfo;
+    for (const char* sources : {"classic", "native"}) {
+      const Firmware firmware(test.structures, sources, test.meminfo);
+      EXPECT_EQ(valuesOf(3, {"Max Memory MB", "Num Slots Supported"}), test.limits) << test.what;
+    }
   }
 }
 

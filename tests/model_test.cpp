@@ -28,11 +28,7 @@
 #include <invscan/print.h>
 #include <invscan/table.h>
 
-#include "invscan/com/model/RowBuilder.h"
-
 namespace {
-
-using invscan::RowBuilder;
 
 // The type of an argument is the type of the value: a time is a long, and what has no overload must
 // not turn into something else.
@@ -43,16 +39,10 @@ static_assert(!kMakesAttrib<bool> && !kMakesAttrib<char> && !kMakesAttrib<signed
 static_assert(!kMakesAttrib<const unsigned char*> && !kMakesAttrib<const wchar_t*>);
 static_assert(kMakesAttrib<char*> && kMakesAttrib<std::string&>);
 
-template <class Value>
-concept BuildsCount = requires(RowBuilder& row, Value value) {
-  row.count(1, value);
-};
-static_assert(BuildsCount<std::size_t> && !BuildsCount<long> && !BuildsCount<unsigned>);
-
 constexpr const char* kUtf8 = "C.UTF-8";
 
 // Gives locale and time zone back after each test.
-class ModelTest : public testing::Test {
+class Model : public testing::Test {
  protected:
   static void useLocale(const char* name) { ASSERT_TRUE(std::setlocale(LC_ALL, name)) << name; }
   static void useZone(const char* zone) {
@@ -65,10 +55,6 @@ class ModelTest : public testing::Test {
     tzset();
   }
 };
-using RecordTest = ModelTest;
-using TableTest = ModelTest;
-using PrintTest = ModelTest;
-
 std::string hexadecimal(const unsigned char* bytes, std::size_t count) {
   std::string text;
   char digits[3];
@@ -103,47 +89,49 @@ std::unique_ptr<KelTableAttrib> attrib(Argument... argument) {
 
 const unsigned char kOctets[] = {0x00, 0xAB, 0x10};
 
-TEST_F(RecordTest, EveryTypeHasItsLayout) {
+TEST_F(Model, EveryTypeHasItsLayoutAndItsPrint) {
   useLocale(kUtf8);
   useZone("UTC");
   const struct {
     std::unique_ptr<KelTableAttrib> attrib;
-    unsigned long type;
+    unsigned long type, length;
     std::string value;  // the value area in hexadecimal; zeros that follow it are left out
-    unsigned long length;
+    std::string print;
   } rows[] = {
-      {attrib(static_cast<unsigned char>(0xFE)), KEL_UCHAR, "fe", 25},
-      {attrib(static_cast<unsigned short>(0xFEDC)), KEL_USHORT, "dcfe", 26},
-      {attrib(uint64_t{7}), KEL_ULONG, "0700000000000000", 32},
-      {attrib(_uquad{5, 7}), KEL_UQUAD, "05000000000000000700000000000000", 40},
-      {attrib(1.5F), KEL_FLOAT, "0000c03f", 28},
-      {attrib(1.5), KEL_DOUBLE, "000000000000f83f", 32},
-      {attrib(~0ULL - 1), KEL_ULONGLONG, "feffffffffffffff", 32},
-      {attrib(-2LL), KEL_LONGLONG, "feffffffffffffff", 32},
-      {attrib(kOctets, 3UL), KEL_OCTETSTRING, "030000000000000000ab10", 35},
-      {attrib(static_cast<const unsigned char*>(nullptr), 0UL), KEL_OCTETSTRING, "", 32},
-      {attrib(int64_t{0}), KEL_DATETIME, "313937302d30312d30312d30302e30302e30302e303030303030",
-       50},
-      {attrib(LONG_MAX), KEL_DATETIME, "", 50},
-      {attrib(static_cast<const char*>(nullptr)), KEL_STRING, "01", 36},
-      {attrib(""), KEL_STRING, "01", 36},
-      {attrib("abc"), KEL_STRING, "0400000000000000610000006200000063", 48},
-      {attrib(std::string("a\0b", 3)), KEL_STRING, "020000000000000061", 40},
-      {attrib("\xE2\x82\xAC"), KEL_STRING, "0200000000000000ac20", 48},
+      {attrib(static_cast<unsigned char>(0xE)), KEL_UCHAR, 25, "0e", "0x0E"},
+      {attrib(static_cast<unsigned short>(0xFEDC)), KEL_USHORT, 26, "dcfe", "65244"},
+      {attrib(ULONG_MAX - 1), KEL_ULONG, 32, "feffffffffffffff", "18446744073709551614"},
+      {attrib(_uquad{ULONG_MAX, 7}), KEL_UQUAD, 40, "ffffffffffffffff0700000000000000", "-1"},
+      {attrib(1.5F), KEL_FLOAT, 28, "0000c03f", "1.500000"},
+      {attrib(-1.5), KEL_DOUBLE, 32, "000000000000f8bf", "-1.500000"},
+      {attrib(~0ULL), KEL_ULONGLONG, 32, "ffffffffffffffff", "18446744073709551615"},
+      {attrib(LLONG_MIN), KEL_LONGLONG, 32, "0000000000000080", "-9223372036854775808"},
+      {attrib(kOctets, 3UL), KEL_OCTETSTRING, 35, "030000000000000000ab10", "\"00AB10\""},
+      {attrib(static_cast<const unsigned char*>(nullptr), 0UL), KEL_OCTETSTRING, 32, "", ""},
+      {attrib(int64_t{0}), KEL_DATETIME, 50, "313937302d30312d30312d30302e30302e30302e303030303030",
+       "1970-01-01-00.00.00.000000"},
+      {attrib(LONG_MAX), KEL_DATETIME, 50, "", std::string(26, '\0')},
+      {attrib(static_cast<const char*>(nullptr)), KEL_STRING, 36, "01", ""},
+      {attrib(std::string("a\0b", 3)), KEL_STRING, 40, "020000000000000061", "a"},
+      {attrib("\xE2\x82\xAC"), KEL_STRING, 48, "0200000000000000ac20", "\xE2\x82\xAC"},
+      {attrib("a\"\\"), KEL_STRING, 48, "040000000000000061000000220000005c", "a\\\"\\\\"},
+      {attrib("\t\x1F\x7F"), KEL_STRING, 48, "0400000000000000090000001f0000007f",
+       "\\x09\\x1f\x7F"},
   };
   for (const auto& row : rows) {
     const kelAttribValue* record = row.attrib->getAttribPtr();
-    SCOPED_TRACE(std::string(getKelAttribTypeAsString(row.type)) + " " + row.value);
+    SCOPED_TRACE(std::string(getKelAttribTypeAsString(row.type)) + " " + row.print);
     EXPECT_EQ(row.attrib->getType(), row.type);
     EXPECT_EQ(row.attrib->getId(), 0x0102);
     ASSERT_EQ(record->length, row.length);
     std::string expected = row.value;
     expected.resize(2 * (row.length - sizeof(kelAttribValue)), '0');
     EXPECT_EQ(hexadecimal(record->value, row.length - sizeof(kelAttribValue)), expected);
+    EXPECT_EQ(printed(*row.attrib), row.print);
   }
 }
 
-TEST_F(RecordTest, OneInvalidByteEmptiesTheWholeString) {
+TEST_F(Model, OneInvalidByteEmptiesTheWholeString) {
   const std::pair<const char*, const char*> rows[] = {
       {kUtf8, "caf\xE9 noir"}, {kUtf8, "cut \xE2\x82"}, {"C", "caf\xC3\xA9"}};
   for (const auto& [locale, text] : rows) {
@@ -156,7 +144,7 @@ TEST_F(RecordTest, OneInvalidByteEmptiesTheWholeString) {
   }
 }
 
-TEST_F(RecordTest, ADestroyedAttributeHasNoType) {
+TEST_F(Model, ADestroyedAttributeHasNoType) {
   alignas(KelTableAttrib) unsigned char storage[sizeof(KelTableAttrib)];
   auto* attrib = new (storage) KelTableAttrib(5, 7UL);
   attrib->~KelTableAttrib();
@@ -164,7 +152,7 @@ TEST_F(RecordTest, ADestroyedAttributeHasNoType) {
   EXPECT_EQ(attrib->getId(), 0);
 }
 
-TEST_F(RecordTest, StringsArePackedOneBehindTheOther) {
+TEST_F(Model, StringsArePackedOneBehindTheOther) {
   alignas(KelString) unsigned char buffer[64];
   std::fill(std::begin(buffer), std::end(buffer), 0x7F);
   unsigned long offset = 8;
@@ -185,13 +173,12 @@ TEST_F(RecordTest, StringsArePackedOneBehindTheOther) {
             "7f7f7f7f");
 }
 
-TEST_F(RecordTest, ADateTimeIsLocalTimeOfFourDigitYears) {
+TEST_F(Model, ADateTimeIsLocalTimeOfFourDigitYears) {
   useZone("CET-1CEST,M3.5.0,M10.5.0/3");
   const std::string unwritten = std::string(8, '\0') + std::string(18, '#');
   const std::pair<long, std::string> rows[] = {
       {1700000000, "2023-11-14-23.13.20.000000"},
       {1720000000, "2024-07-03-11.46.40.000000"},  // daylight saving time
-      {-1, "1970-01-01-00.59.59.000000"},
       {-62135596800, "0001-01-01-01.00.00.000000"},
       {253402297199, "9999-12-31-23.59.59.000000"},
       {253402300799, unwritten},  // a year of five digits
@@ -205,51 +192,43 @@ TEST_F(RecordTest, ADateTimeIsLocalTimeOfFourDigitYears) {
   }
 }
 
-TEST_F(TableTest, WalksStayAtTheEndUntilReset) {
+TEST_F(Model, WalksStayAtTheEndUntilReset) {
   KelTable table(4, 1);
-  EXPECT_EQ(table.getNext(), nullptr);
   EXPECT_EQ(table.addRow(nullptr), 0);
   auto* first = new KelTableRow;
   auto* second = new KelTableRow;
   EXPECT_EQ(table.addRow(first), 1);
   EXPECT_EQ(table.getNext(), first);
-  EXPECT_EQ(table.getNext(), nullptr);
-  EXPECT_EQ(table.getNext(), nullptr);
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(table.getNext(), nullptr);
   EXPECT_EQ(table.addRow(second), 1);
   EXPECT_EQ(table.getNext(), second);  // appended behind a walk that had ended
   table.reset();
   EXPECT_EQ(table.getNext(), first);
   EXPECT_EQ(table.getRowCount(), 2);
-}
 
-TEST_F(TableTest, ANullAttributeIsCountedAndSurvived) {
-  KelTableRow row;
   auto* attrib = new KelTableAttrib(2, 7UL);
-  EXPECT_EQ(row.addAttrib(nullptr), 1);
-  EXPECT_EQ(row.addAttrib(attrib), 1);
-  EXPECT_EQ(row.getNumAttribs(), 2);
-  EXPECT_EQ(row.getNext(), nullptr);
-  EXPECT_EQ(row.getNext(), attrib);
+  EXPECT_EQ(first->addAttrib(nullptr), 1);
+  EXPECT_EQ(first->addAttrib(attrib), 1);
+  EXPECT_EQ(first->getNumAttribs(), 2);
+  EXPECT_EQ(first->getNext(), nullptr);
+  EXPECT_EQ(first->getNext(), attrib);
 }
 
-TEST_F(TableTest, NamesItselfFromItsOwnDefinitions) {
-  const kelGroupDef end = {kEndOfTable, nullptr, nullptr, nullptr, 0, 0, 0};
-  const kelGroupDef definitions[] = {{900, "Mine", nullptr, nullptr, 0, 1, 0}, end};
+TEST_F(Model, TablesNameThemselvesFromTheirOwnDefinitions) {
+  const kelGroupDef definitions[] = {{900, "Mine", nullptr, nullptr, 0, 1, 0},
+                                     {kEndOfTable, nullptr, nullptr, nullptr, 0, 0, 0}};
   EXPECT_STREQ(KelTable(definitions, 900, 1).getGroupName(), "Mine");
-  EXPECT_STREQ(KelTable(definitions, 4, 1).getGroupName(), "Unknown");
   EXPECT_STREQ(KelTable(definitions, kEndOfTable, 1).getGroupName(), "Unknown");
   EXPECT_STREQ(KelTable(nullptr, 900, 1).getGroupName(), "Unknown");
 }
 
-TEST_F(TableTest, DumpsItsRecordsForDebugging) {
+TEST_F(Model, DumpsItsRecordsForDebugging) {
   KelTable table(4, 3);
   auto* row = new KelTableRow;
   row->addAttrib(new KelTableAttrib(1, static_cast<unsigned char>(10)));
   row->addAttrib(new KelTableAttrib(2, static_cast<unsigned short>(255)));
   row->addAttrib(new KelTableAttrib(3, 0x123456789UL));
   row->addAttrib(nullptr);
-  row->addAttrib(new KelTableAttrib(7, "a\"b"));
-  row->addAttrib(new KelTableAttrib(10, 0x123456789ULL));
   row->addAttrib(new KelTableAttrib(0x1000000FF, -1LL));
   table.addRow(row);
   table.addRow(new KelTableRow);
@@ -259,51 +238,21 @@ TEST_F(TableTest, DumpsItsRecordsForDebugging) {
   table.toString();
   PrintKelAttribValue(&unknown);
   PrintKelAttribValue(nullptr);
-  const std::string text = testing::internal::GetCapturedStdout();
-
   const auto dump = [](const char* length, const char* id, const char* type, const char* value) {
     return std::string("\n\t\t---len      : ") + length + "\n\t\t   attribId : x" + id +
            "\n\t\t   kel_type : " + type + "\n\t\t   value    : " + value;
   };
-  EXPECT_EQ(text,
-            "\n--------Table Operating System (00000004) ver=3\nRows=2\n\t Attribs=7" +
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "\n--------Table Operating System (00000004) ver=3\nRows=2\n\t Attribs=5" +
                 dump("25", "00000001", "1 (KEL_UCHAR)", "0x0A") +
                 dump("26", "00000002", "2 (KEL_USHORT)", "255 (0x00FF)") +
                 dump("32", "00000003", "3 (KEL_ULONG)", "4886718345 (0x23456789)") +
-                dump("48", "00000007", "7 (KEL_STRING)", "a\\\"b") +
-                dump("32", "0000000A", "10 (KEL_ULONGLONG)", "4886718345 (0x        23456789)") +
                 dump("32", "000000FF", "11 (KEL_LONGLONG)", "-1 (0x        FFFFFFFF)") +
                 "\n\t Attribs=0" +
                 dump("24", "00000001", "12 (Undefined Attrib Type)", "Unknown attrib value type"));
 }
 
-TEST_F(PrintTest, WritesTheValueAlone) {
-  useLocale(kUtf8);
-  useZone("UTC");
-  const std::pair<std::unique_ptr<KelTableAttrib>, std::string> rows[] = {
-      {attrib(static_cast<unsigned char>(10)), "0x0A"},
-      {attrib(static_cast<unsigned short>(65535)), "65535"},
-      {attrib(ULONG_MAX), "18446744073709551615"},
-      {attrib(_uquad{5, 7}), "5"},
-      {attrib(_uquad{ULONG_MAX, 7}), "-1"},
-      {attrib(0.1F), "0.100000"},
-      {attrib(-2.0000005), "-2.000001"},
-      {attrib(ULLONG_MAX), "18446744073709551615"},
-      {attrib(LLONG_MIN), "-9223372036854775808"},
-      {attrib(kOctets, 3UL), "\"00AB10\""},
-      {attrib(kOctets, 0UL), ""},
-      {attrib(LONG_MAX), std::string(26, '\0')},
-      {attrib(""), ""},
-      {attrib("a\"b\\c"), "a\\\"b\\\\c"},
-      {attrib("\t\x1F \x7F\xC2\x80"), "\\x09\\x1f \x7F\xC2\x80"},
-  };
-  for (const auto& [attrib, text] : rows) EXPECT_EQ(printed(*attrib), text);
-  EXPECT_EQ(written([](FILE* to) { PrintKelAttribValueToFile(to, nullptr); }), "");
-  wchar_t empty[] = L"";
-  EXPECT_EQ(dmtf_escape(empty), empty);
-}
-
-TEST_F(PrintTest, AStringThatTheLocaleCannotExpressIsNotWritten) {
+TEST_F(Model, AStringThatTheLocaleCannotExpressIsNotWritten) {
   useLocale(kUtf8);
   const auto euro = attrib("10 \xE2\x82\xAC");
   useLocale("C");
@@ -314,17 +263,16 @@ TEST_F(PrintTest, AStringThatTheLocaleCannotExpressIsNotWritten) {
   EXPECT_EQ(text, "next");
 }
 
-TEST_F(PrintTest, FloatsReadAsPrintfWritesThem) {
+TEST_F(Model, FloatsReadAsPrintfWritesThem) {
   using Limits = std::numeric_limits<double>;
-  for (const double value :
-       {0.0, -0.0, 0.5, 2.5e-7, 5e-7, 1e15 / 3, Limits::max(), -Limits::max(), Limits::denorm_min(),
-        Limits::infinity(), -Limits::infinity(), Limits::quiet_NaN(), -Limits::quiet_NaN()}) {
+  for (const double value : {-0.0, 2.5e-7, 5e-7, 1e15 / 3, -2.0000005, Limits::max(),
+                             Limits::denorm_min(), -Limits::infinity(), -Limits::quiet_NaN()}) {
     const std::string expected = written([&](FILE* to) { std::fprintf(to, "%f", value); });
     EXPECT_EQ(written([&](FILE* to) { PrintKelFloat(to, value); }), expected);
   }
 }
 
-TEST_F(PrintTest, FloatsKeepTheirPointWhereTheLocaleHasAComma) {
+TEST_F(Model, FloatsKeepTheirPointWhereTheLocaleHasAComma) {
   // Made here, since none may be installed.
   const std::string directory = testing::TempDir() + "model_test_locale";
   std::filesystem::create_directories(directory);
@@ -342,13 +290,12 @@ TEST_F(PrintTest, FloatsKeepTheirPointWhereTheLocaleHasAComma) {
   EXPECT_EQ(written([](FILE* to) { std::fprintf(to, "%.1f", 1.5); }), "1,5");
 }
 
-TEST_F(PrintTest, EnumerationsPrintInTableOrderAsSignedNumbers) {
+TEST_F(Model, EnumerationsPrintInTableOrderAsSignedNumbers) {
   const kelEnumDef values[] = {{2, "two"}, {0xFFFFFFFE, "minus two"}, {kEndOfTable, nullptr}};
   const kelAttribDef enumerated = {1, "a", KEL_ULONG, 0, values};
   const kelAttribDef plain = {2, "b", KEL_ULONG, 0, nullptr};
   const std::string text = written([&](FILE* to) {
-    for (const kelAttribDef* attrib : {&plain, &enumerated}) PrintKelEnumToFile(to, attrib);
-    PrintKelEnumToFile(to, nullptr);
+    for (auto* attrib : {&plain, &enumerated}) PrintKelEnumToFile(to, attrib);
   });
   EXPECT_EQ(text, "\n\t\t2 = \"two\"\n\t\t-2 = \"minus two\"");
 }
@@ -358,7 +305,7 @@ struct PlainGroup : KelGroup {
   KelTable* getTable() override { return KelGroup::getTable(); }
 };
 
-TEST(GroupTest, FindsTheFirstAttributeOfAName) {
+TEST(GroupTest, LendsAttributesByNameAndExtraTablesByIndex) {
   PlainGroup group;
   EXPECT_EQ(group.getGroupAttr(L"skipRemote"), nullptr);  // as when it was made by id
   const AttributeList ofGroup = {{"other", "0"}, {"skipRemote", "1"}, {"skipRemote", "2"}};
@@ -368,36 +315,24 @@ TEST(GroupTest, FindsTheFirstAttributeOfAName) {
   EXPECT_STREQ(group.getGroupAttr(L"skipRemote"), L"1");
   EXPECT_STREQ(group.getGlobalAttr(L"skipRemote"), L"3");
   EXPECT_EQ(group.getGroupAttr(L"skipremote"), nullptr);
-}
 
-TEST(GroupTest, LendsExtraTablesByIndex) {
   KelTable table(4, 1);
-  PlainGroup group;
   group.addExtraTable(nullptr);
   group.addExtraTable(&table);
   EXPECT_EQ(group.getExtraTable(1), &table);
-  EXPECT_EQ(group.getExtraTable(group.getExtraTableCount()), nullptr);
-  EXPECT_EQ(group.getExtraTable(-1), nullptr);
+  for (const int index : {-1, 2}) EXPECT_EQ(group.getExtraTable(index), nullptr);
 }
 
-// Starts every test with an empty configuration store.
-class TimeoutTest : public testing::Test {
- protected:
-  void SetUp() override {
-    const std::string path = testing::TempDir() + "model_test.conf";
-    std::ofstream(path).flush();
-    ASSERT_EQ(OrvCfg::load(path), 0);
-  }
-  void TearDown() override { SetUp(); }
-};
-
-TEST_F(TimeoutTest, OneKeyServesBothLimits) {
-  const auto limits = [] {
+TEST(TimeoutTest, OneKeyServesBothLimits) {
+  const std::string path = testing::TempDir() + "model_test.conf";
+  const auto expectLimits = [](const char* text, int thread, int whole) {
+    OrvCfg::setKey("hwscanner.timeout", text);
     Event done;
-    return std::pair(GetTableThread(nullptr, &done).get_Time(), GetORVMaxTimeout());
+    EXPECT_EQ(GetTableThread(nullptr, &done).get_Time(), thread) << text;
+    EXPECT_EQ(GetORVMaxTimeout(), whole) << text;
   };
-  const std::pair unset(200000, 5000000);
-  EXPECT_EQ(limits(), unset);
+  std::ofstream(path).flush();
+  ASSERT_EQ(OrvCfg::load(path), 0);
   const std::pair<const char*, int> rows[] = {{"300", 300},
                                               {"abc", 0},
                                               {" 12 s", 12},
@@ -405,15 +340,11 @@ TEST_F(TimeoutTest, OneKeyServesBothLimits) {
                                               {"-5", -5},
                                               {"2147483648", INT_MAX},
                                               {"-99999999999999999999", INT_MIN}};
-  for (const auto& [text, limit] : rows) {
-    OrvCfg::setKey("hwscanner.timeout", text);
-    EXPECT_EQ(limits(), std::pair(limit, limit)) << text;
-  }
-  OrvCfg::setKey("hwscanner.timeout", "");
-  EXPECT_EQ(limits(), unset);
+  for (const auto& [text, limit] : rows) expectLimits(text, limit, limit);
+  expectLimits("", 200000, 5000000);
   ASSERT_NE(OrvCfg::load(testing::TempDir() + "no such file"), 0);
-  OrvCfg::setKey("hwscanner.timeout", "300");
-  EXPECT_EQ(limits(), unset);
+  expectLimits("300", 200000, 5000000);
+  ASSERT_EQ(OrvCfg::load(path), 0);
 }
 
 // Hands out a table once it is released.
@@ -455,12 +386,6 @@ TEST(GetTableThreadTest, AGroupWithoutATableIsReportedAtOnce) {
     thread.join();
     EXPECT_EQ(thread.get_table(), nullptr);
   }
-}
-
-TEST(BuildInfoTest, StampIsADateTime) {
-  EXPECT_STREQ(getBuildDateRVLT(), "2016-09-15-04.18.07.000000");
-  EXPECT_STREQ(getBuildDateRVLT(), "2016-09-15-04.18.07.000000");
-  EXPECT_STREQ(itoa(LONG_MIN), "-9223372036854775808");
 }
 
 }  // namespace

@@ -68,7 +68,6 @@ TEST(SmbiosRecords, PutTheReleaseDateInOrder) {
     return parsed(structure(0, zeros(4) + "\1" + zeros(10), {date}));
   };
   const std::pair<const char*, const char*> cases[] = {{"02/30/05", "2005-02-30"},
-                                                       {"11/04/97", "1997-11-04"},
                                                        {"11/04/2009", "2009-11-04"},
                                                        {"1/4/97", "1/4/97"},
                                                        {"11/04/19 rev 2", "1919-11-04"},
@@ -78,22 +77,15 @@ TEST(SmbiosRecords, PutTheReleaseDateInOrder) {
   for (const auto& [date, expected] : cases) {
     EXPECT_EQ(freed(dated(date)->getTable0()->getReleaseDateAsYYYYMMDD()), expected);
   }
-  const time_t time = dated("11/x4/2009")->getTable0()->getReleaseDateAsTimeT();
-  const tm* parts = localtime(&time);
-  EXPECT_TRUE(parts->tm_year == 109 && parts->tm_mon == 10 && parts->tm_mday == 4 &&
-              parts->tm_hour == 0);
+  tm day{};
+  day.tm_year = 109, day.tm_mon = 10, day.tm_mday = 4, day.tm_isdst = -1;
+  EXPECT_EQ(dated("11/x4/2009")->getTable0()->getReleaseDateAsTimeT(), mktime(&day));
   const auto undated = parsed(structure(0, zeros(15), {"Maker"}));
   EXPECT_EQ(freed(undated->getTable0()->getReleaseDateAsYYYYMMDD()), "none");
   EXPECT_EQ(undated->getTable0()->getReleaseDateAsTimeT(), 0);
 }
 
 TEST(SmbiosRecords, ConvertSizesAndVoltages) {
-  const std::pair<int, unsigned> modules[] = {
-      {0x7F, kNotKnown}, {0x7D, kNotKnown}, {0x83, 8}, {31, 1U << 31}, {32, 0}};
-  for (const auto& [byte, sizeMb] : modules) {
-    const auto table = parsed(structure(6, zeros(5) + number(byte, 1) + zeros(2), {"DIMM"}));
-    EXPECT_EQ(table->getTable6(0)->getInstalledSizeMB(), sizeMb) << byte;
-  }
   struct {
     unsigned word;
     std::string more;  // where extended sizes are
@@ -101,8 +93,7 @@ TEST(SmbiosRecords, ConvertSizesAndVoltages) {
   } const devices[] = {{0x8200, number(64, 4), 512, 512},
                        {0xFFFF, number(64, 4), 0, 0},
                        {0x7FFF, number(64, 4), 0x7FFFU << 10, 64U << 10},
-                       {0x7FFF, number(0x7FFFFFFF, 4), 0x7FFFU << 10, kNotKnown},
-                       {0x7FFF, "", 0x7FFFU << 10, 0x7FFFU << 10}};
+                       {0x7FFF, number(0x7FFFFFFF, 4), 0x7FFFU << 10, kNotKnown}};
   for (const auto& test : devices) {
     const std::string device =
         structure(17, zeros(8) + number(test.word, 2) + zeros(14) + test.more);
@@ -112,13 +103,16 @@ TEST(SmbiosRecords, ConvertSizesAndVoltages) {
   }
   const auto extended = decodeFirmwareTables(
       entryPoint64(0x302, 1 << 16),
-      structure(0, zeros(5) + "\xFF" + zeros(14) + number(0x4001, 2)) +
-          structure(16, "\3\3\3" + number(0x80000000, 4) + zeros(4) + number(6ULL << 40, 8)));
-  EXPECT_EQ(extended->getTable0()->getROMSizeKB(), 1U << 20);
+      structure(16, "\3\3\3" + number(0x80000000, 4) + zeros(4) + number(6ULL << 40, 8)));
   EXPECT_EQ(extended->getTable16()->getWholeCapacity(), 6ULL << 30);
   EXPECT_EQ(extended->getTable16()->getMaxCapacity(), kNotKnown);
-  const std::pair<int, double> voltages[] = {
-      {0x8C, 1.2}, {0x01, 5.0}, {0x02, 3.3}, {0x04, 2.9}, {0x08, 0.0}};
+  const std::pair<unsigned, unsigned> modules[] = {{0x7D, kNotKnown}, {31, 1U << 31}, {32, 0}};
+  for (const auto& [byte, megabytes] : modules) {
+    const auto table = parsed(structure(6, zeros(5) + number(byte, 1) + zeros(2), {"DIMM"}));
+    EXPECT_EQ(table->getTable6(0)->getInstalledSizeMB(), megabytes) << byte;
+  }
+  const std::pair<unsigned, double> voltages[] = {
+      {0x8C, 1.2}, {0x01, 5.0}, {0x02, 3.3}, {0x04, 2.9}};
   for (const auto& [byte, volts] : voltages) {
     const auto table = parsed(structure(4, zeros(13) + number(byte, 1) + zeros(10)));
     EXPECT_DOUBLE_EQ(table->getTable4(0)->getVoltageInVolts(), volts) << byte;
@@ -128,9 +122,8 @@ TEST(SmbiosRecords, ConvertSizesAndVoltages) {
 // What a table of that version tells of fields that came with a later one. In native mode the
 // kernel's files hold the same table.
 std::string gatedFields(unsigned version, const char* sources) {
-  const std::string uuid = "\1\2\3\4\5\6\7\x8\x9\xA\xB\xC\xD\xE\xF\x10";
   const std::string all =
-      structure(1, zeros(4) + uuid + "\6", {}) +
+      structure(1, zeros(4) + "\1\2\3\4" + zeros(12) + "\6") +
       structure(4, zeros(28) + "\1\2", {"serial", "asset"}) + structure(9, zeros(8) + "\7", {}) +
       structure(17, zeros(17) + number(800, 2) + "\1\2\3\4", {"maker", "number", "tag", "part"}) +
       kEnd;
@@ -152,19 +145,16 @@ std::string gatedFields(unsigned version, const char* sources) {
 
 TEST(SmbiosRecords, OpenTheirGatesByVersion) {
   const std::string little = "04030201 slot", big = "01020304 slot", more = " processor memory";
-  struct {
+  const struct {
     unsigned version;
     std::string classic, native;
-  } const cases[] = {
-      {0x200, "none", "none"},
-      {0x201, little, big},
-      {0x203, little + more, big + more},
-      {0x21F, little + more, big + more},
-      {0x206, little + more, little + more},
-      {0x300, "none", little + more},
-      {0x302, little, little + more},
-      {0x303, little + more, little + more},
-  };
+  } cases[] = {{0x200, "none", "none"},
+               {0x201, little, big},
+               {0x203, little + more, big + more},
+               {0x206, little + more, little + more},
+               {0x300, "none", little + more},
+               {0x302, little, little + more},
+               {0x303, little + more, little + more}};
   for (const auto& test : cases) {
     EXPECT_EQ(gatedFields(test.version, "classic"), test.classic) << std::hex << test.version;
     EXPECT_EQ(gatedFields(test.version, "native"), test.native) << std::hex << test.version;
@@ -173,15 +163,12 @@ TEST(SmbiosRecords, OpenTheirGatesByVersion) {
 
 TEST(SmbiosRecords, EndWhereTheStructureSays) {
   // The texts of a short structure must not pass for fields.
-  const auto table =
-      parsed(structure(3, "\1\3", {"Maker", "\2\2\2"}) + structure(1, "\1\2\3", {"M"}) +
-             structure(2, std::string("\1\xFF\0\2", 4), {"Board"}));
+  const auto table = parsed(structure(3, "\1\3", {"Maker", "\2\2\2"}) +
+                            structure(2, std::string("\1\xFF\0\2", 4), {"Board"}));
   EXPECT_EQ(orNone(table->getTable3()->getManufacturer()), "Maker");
-  for (const char* text :
-       {table->getTable3()->getVersion(), table->getTable1()->getProduct(),
-        table->getTable2()->getProduct(), table->getTable2()->getSerialNumber()}) {
-    EXPECT_EQ(orNone(text), "none");
-  }
+  EXPECT_EQ(orNone(table->getTable3()->getVersion()), "none");
+  EXPECT_EQ(orNone(table->getTable2()->getProduct()), "none");
+  EXPECT_EQ(orNone(table->getTable2()->getSerialNumber()), "none");
 }
 
 TEST(SmbiosRecords, KeepFifteenTextsAndStepOverTheRest) {
@@ -214,13 +201,12 @@ TEST(SmbiosWalk, KeepsAsManyAsItHasPlacesFor) {
 TEST(SmbiosWalk, StepsOverOddStructures) {
   const std::string controller = structure(5, zeros(10) + "\4");
   const std::string bare = controller.substr(0, controller.size() - 2);
-  struct {
+  const struct {
     std::string before;
     int count;
     bool isFound;
-  } const cases[] = {
+  } cases[] = {
       {bare + bare + controller + bare, 100, true},  // with and without a string set
-      {structure(16, zeros(11)), 100, true},
       {structure(16, zeros(11)) + zeros(7), 100, true},
       {structure(24, "\1", {"a", "b"}), 100, true},
       {structure(200, zeros(8), {"a", "b"}), 100, true},
@@ -230,7 +216,6 @@ TEST(SmbiosWalk, StepsOverOddStructures) {
       {std::string("\5\0\1\1", 4), 65535, false},
       {kEnd, std::numeric_limits<int>::max(), false},
       {controller, 1, false},  // more than announced
-      {"", 0, false},
       {"", -1, false},
   };
   for (const auto& test : cases) {
@@ -239,35 +224,31 @@ TEST(SmbiosWalk, StepsOverOddStructures) {
   }
 }
 
-// Asks all there is to ask.
-int harvest(SMBIOSTable& table) {
+// Asks all there is to ask, and counts the records.
+int harvest(std::string structures) {
+  const auto table = parsed(std::move(structures));
   static FILE* const nowhere = std::fopen("/dev/null", "w");
-  table.parseData();
   FILE* const before = std::exchange(stdout, nowhere);
-  table.dump();
+  table->dump();
   stdout = before;
-  int count = table.getTable4Total() + table.getTable6Total() + table.getTable8Total() +
-              table.getTable9Total() + table.getTable10Total() + table.getTable17Total();
-  count += (table.getTable0() ? 1 : 0) + (table.getTable1() ? 1 : 0) + (table.getTable2() ? 1 : 0) +
-           (table.getTable3() ? 1 : 0);
-  if (table.getTable0()) table.getTable0()->getReleaseDateAsTimeT();
-  return count;
+  if (table->getTable0()) table->getTable0()->getReleaseDateAsTimeT();
+  return table->getTable4Total() + table->getTable6Total() + table->getTable8Total() +
+         table->getTable9Total() + table->getTable10Total() + table->getTable17Total();
 }
 
 // The sanitizers tell when a reader leaves the table.
 TEST(SmbiosWalk, StaysInsideInjuredTables) {
-  for (const char* name : {"dell-poweredge-1650", "parallels-guest", "lenovo-thinkpad-t490"}) {
-    const std::string dump = fileText(kRealTables / (std::string(name) + ".bin"));
+  for (const char* name :
+       {"dell-poweredge-1650.bin", "parallels-guest.bin", "lenovo-thinkpad-t490.bin"}) {
+    const std::string dump = fileText(kRealTables / name);
     const std::string entry = dump.substr(0, kEntryPointSize);
     const std::string whole = dump.substr(kEntryPointSize);
     int most = 0;
     for (std::size_t length = 0; length <= whole.size(); ++length) {
-      std::string part = whole.substr(0, length);
-      SMBIOSTable table(bytesOf(part), static_cast<int>(length), 0x23, 65535);
-      const int count = harvest(table);
+      const int count = harvest(whole.substr(0, length));
       ASSERT_GE(count, most) << name << ", first " << length << " bytes";
       most = count;
-      if (length % 16 == 0) decodeFirmwareTables(entry, part);
+      if (length % 16 == 0) decodeFirmwareTables(entry, whole.substr(0, length));
     }
     EXPECT_GT(most, 5) << name;
     if (whole.size() > 1024) continue;
@@ -275,8 +256,7 @@ TEST(SmbiosWalk, StaysInsideInjuredTables) {
       for (const int value : {0, 1, 2, 3, 5, 16, 127, 255}) {
         std::string injured = whole;
         injured[at] = static_cast<char>(value);
-        SMBIOSTable table(bytesOf(injured), static_cast<int>(injured.size()), 0x23, 65535);
-        ASSERT_GE(harvest(table), 0);
+        ASSERT_GE(harvest(injured), 0);
       }
     }
   }
@@ -301,7 +281,6 @@ TEST(SmbiosSearch, FindsTheFirstAnchorWhoseTableCanBeRead) {
       {"unreadable tables before it",
        memoryWith(board, unreadable + anchor(0, kTableAddress, 1, 0x206) + good), 0x204},
       {"only an unreadable one", memoryWith(board, unreadable), 0},
-      {"no anchor", memoryWith(board, ""), 0},
       {"no memory", {}, 0},
   };
   for (const auto& test : cases) {
@@ -309,18 +288,13 @@ TEST(SmbiosSearch, FindsTheFirstAnchorWhoseTableCanBeRead) {
       const OnMachine machine(test.answers, sources);
       SMBIOSTable table;
       table.parseData();
+      const bool isThere = test.revision != 0;
       EXPECT_EQ(table.getRevision(), test.revision) << test.what;
-      EXPECT_EQ(table.isAvailable(), test.revision != 0) << test.what;
-      EXPECT_EQ(table.getTable2() != nullptr, test.revision != 0) << test.what;
-      EXPECT_EQ(table.getTotalLength(), test.revision != 0 ? static_cast<int>(length) : 0)
-          << test.what;
+      EXPECT_EQ(table.isAvailable(), isThere) << test.what;
+      EXPECT_EQ(table.getTable2() != nullptr, isThere) << test.what;
+      EXPECT_EQ(table.getTotalLength(), isThere ? static_cast<int>(length) : 0) << test.what;
     }
   }
-}
-
-std::string memoryArray(unsigned use, unsigned capacity, unsigned devices) {
-  return structure(16, number(3, 1) + number(use, 1) + "\3" + number(capacity, 4) + "\xFE\xFF" +
-                           number(devices, 2));
 }
 
 TEST(NativeSmbios, WalksByTheStandard) {
@@ -336,7 +310,7 @@ TEST(NativeSmbios, WalksByTheStandard) {
   EXPECT_FALSE(atEnd(kEnd)->getTable2()) << "behind the end of the table";
   EXPECT_FALSE(atEnd(std::string("\7\3\0\0\0", 5))->getTable2()) << "behind a broken length";
   // These two swallow the type byte of a type 0 behind them in classic tables.
-  for (const std::string& hungry : {memoryArray(3, 0, 0), structure(5, zeros(11))}) {
+  for (const std::string& hungry : {structure(16, zeros(11)), structure(5, zeros(11))}) {
     EXPECT_TRUE(atEnd(hungry + bios)->getTable0());
     EXPECT_FALSE(parsed(hungry + bios)->getTable0());
   }
@@ -344,82 +318,38 @@ TEST(NativeSmbios, WalksByTheStandard) {
   EXPECT_EQ(decodeFirmwareTables(entryPoint64(0x300, 0), many), nullptr);
 }
 
-std::string memoryFacts() {
-  unsigned size = 7, slots = 7;
-  const bool isKnown = getMemorySpecs(&size, &slots);
-  return (isKnown ? "" : "unknown ") + std::to_string(slots) + " x " + std::to_string(size);
-}
-
-TEST(SmbiosFacts, TellHowMuchMemoryFitsIn) {
-  const auto controller = [](unsigned power, unsigned slots) {
-    return structure(5, zeros(4) + number(power, 1) + zeros(5) + number(slots, 1));
-  };
-  const auto oldModule = [](unsigned power) {
-    return structure(6, zeros(5) + number(power, 1) + zeros(2), {"M"});
-  };
-  const auto device = [](unsigned megabytes) {
-    return structure(17, zeros(8) + number(megabytes, 2) + zeros(9));
-  };
-  const auto array = [](unsigned slots) { return memoryArray(3, 16777216, slots); };
-  const std::string twoArrays =
-      memoryArray(5, 4096, 1) + memoryArray(3, 1 << 20, 3) + memoryArray(3, 3 << 20, 3);
-  struct {
-    std::string structures, classic, native;
-  } const cases[] = {
-      {"", "unknown 0 x 0", ""},
-      {controller(11, 4) + oldModule(12) + oldModule(0x7F), "4 x 4096", ""},
-      {controller(0, 4), "4 x 0", ""},
-      {controller(40, 4), "4 x 0", ""},
-      {controller(11, 2) + array(4), "2 x 8192", ""},
-      {array(4) + device(8192), "4 x 16384", ""},  // larger than its share
-      {array(4) + device(4096), "4 x 4096", ""},
-      {memoryArray(3, 12582912, 3), "3 x 4096", ""},  // an even share of an odd capacity
-      {array(3), "3 x 16384", ""},
-      {array(0), "unknown 0 x 0", ""},
-      {twoArrays, "1 x 4", "6 x 4096"},
-  };
-  for (const auto& test : cases) {
-    for (const std::string sources : {"classic", "native"}) {
-      const Firmware firmware(test.structures, sources.c_str());
-      const bool isOther = sources == "native" && !test.native.empty();
-      EXPECT_EQ(memoryFacts(), isOther ? test.native : test.classic) << &test - cases << sources;
-    }
-  }
+std::string facts() {
+  unsigned short speed = 9, clock = 9, upgrade = 9, powerOn = 9, keyboard = 9;
+  unsigned edx = 9;
+  std::ostringstream text;
+  text << SM_Processor(&speed, &clock, &upgrade, &edx) << " of " << SM_ProcessorCount() << "/"
+       << SM_PopulatedProcessorCount();
+  text << ": " << speed << " " << clock << " " << upgrade << " " << std::hex << edx;
+  const int error = SM_HWSecurity(&powerOn, &keyboard);
+  text << "; " << error << ": " << std::dec << powerOn << " " << keyboard;
+  return text.str();
 }
 
 TEST(SmbiosFacts, TellOfProcessorsAndPasswords) {
-  const auto processor = [](unsigned clock, unsigned upgrade) {
-    return structure(4, zeros(1) + "\3\x3F" + zeros(5) + number(0xBFEBFBFF, 4) + zeros(2) +
-                            number(clock, 2) + zeros(2) + number(1400, 2) + "\x41" +
-                            number(upgrade, 1));
-  };
-  unsigned short speed = 9, clock = 9, upgrade = 9, powerOn = 9, keyboard = 9;
-  unsigned edx = 9;
-  EXPECT_EQ(SM_Processor(&speed, &clock, &upgrade, &edx), 0);
-  EXPECT_TRUE(speed == 0 && clock == 0 && upgrade == 0 && edx == 0);
-  EXPECT_EQ(SM_HWSecurity(&powerOn, &keyboard), 1);
-  EXPECT_TRUE(powerOn == 3 && keyboard == 3);
-  struct {
-    unsigned clockIn, upgradeIn, clock, upgrade, byte, powerOn, keyboard;
-  } const cases[] = {{2500, 18, 0, 0, 0x3C, 0, 15},
-                     {2000, 17, 2000, 17, 0x40, 1, 16},
-                     {100, 4, 100, 4, 0x80, 1022, 16352},
-                     {100, 4, 100, 4, 0xFF, 1023, 16383}};
+  EXPECT_EQ(facts(), "0 of 0/0: 0 0 0 0; 1: 3 3");
+  const struct {
+    unsigned clock, upgrade, security;
+    const char* told;
+  } cases[] = {{2500, 18, 0x3C, "1 of 2/1: 1400 0 0 bfebfbff; 0: 0 15"},
+               {2000, 17, 0x40, "1 of 2/1: 1400 2000 17 bfebfbff; 0: 1 16"},
+               {100, 4, 0xFF, "1 of 2/1: 1400 100 4 bfebfbff; 0: 1023 16383"}};
   for (const auto& test : cases) {
-    const Firmware firmware(processor(test.clockIn, test.upgradeIn) + processor(1, 1) +
-                            structure(24, number(test.byte, 1)));
-    EXPECT_EQ(SM_Processor(&speed, &clock, &upgrade, &edx), 1);
-    EXPECT_TRUE(clock == test.clock && upgrade == test.upgrade) << clock << " " << upgrade;
-    EXPECT_TRUE(speed == 1400 && SM_ProcessorCount() == 2 && SM_PopulatedProcessorCount() == 2);
-    EXPECT_EQ(SM_HWSecurity(&powerOn, &keyboard), 0);
-    EXPECT_TRUE(powerOn == test.powerOn && keyboard == test.keyboard) << test.byte;
+    const std::string processor =
+        structure(4, zeros(1) + "\3\x3F" + zeros(5) + number(0xBFEBFBFF, 4) + zeros(2) +
+                         number(test.clock, 2) + zeros(2) + number(1400, 2) + "\x41" +
+                         number(test.upgrade, 1));
+    const Firmware firmware(processor + structure(4, "") + structure(24, number(test.security, 1)));
+    EXPECT_EQ(facts(), test.told);
   }
 }
 
 TEST(SharedSmbiosTable, LivesAsLongAsItsMachineAndItsUsers) {
   const OnMachine machine(memoryOf(structure(2, "\1", {"Board"}) + kEnd));
-  SMBIOSTable::terminateGlobalTable();
-  EXPECT_EQ(globalSMBIOSTable, nullptr);
   SMBIOSTable::initializeGlobalTable(0);
   SMBIOSTable::initializeGlobalTable(1);
   ASSERT_TRUE(globalSMBIOSTable && globalSMBIOSTable->isAvailable());
@@ -441,11 +371,8 @@ TEST(FirmwareTexts, AreCleaned) {
   } const cases[] = {
       {"  Default string \t", "Default string", "  Default string ."},
       {"The System Manufacturer's", "", "The System Manufacturer's"},
-      {"system model", "system model", "system model"},
       {"A\x80z", "A", "A.z"},
       {"A b\x7F \n c", "A b\x7F", "A b. . c"},
-      {"\r\n \x1", "", ".. ."},
-      {"", "", ""},
   };
   for (const auto& test : cases) {
     std::string value = test.value, out(value.size() + 1, 'x');
@@ -455,7 +382,6 @@ TEST(FirmwareTexts, AreCleaned) {
   char out[] = "x";
   EXPECT_STREQ(SMBIOSTable::validateString(nullptr, out), "");
   EXPECT_EQ(SMBIOSTable::validateString(out, nullptr), nullptr);
-  EXPECT_EQ(SMBIOSTableData::removeInvalidChars(out, nullptr), nullptr);
 }
 
 TEST(SmbiosDumpFile, HoldsTheTable) {
@@ -482,15 +408,13 @@ TEST(SmbiosDumpFile, HoldsTheTable) {
 
 TEST(SmbiosDumpFile, MayBeBroken) {
   const std::string counts = "SMBIOS NumTables=2\nSMBIOS Revision=203\n", length = "SMBIOS Length=";
-  struct {
+  const struct {
     std::string text;
     int length;
     std::string data;
-  } const cases[] = {
-      {"", 0, ""},
+  } cases[] = {
       {length + "3\n" + counts, 3, zeros(3)},
       {length + "4\n" + counts + "SMBIOS Data=1 0xABCD FF", 4, "\x01\xCD\xFF" + zeros(1)},
-      {length + "2\n" + counts + "SMBIOS Data=x", 2, zeros(2)},
       {length + "2\n" + counts + "SMBIOS Data=1 2 3 4", 2, "\1\2"},
       {length + "FFFFFFFF\n" + counts + "SMBIOS Data=1", 0, ""},
       {length + "1000001\n" + counts + "SMBIOS Data=1", 0, ""},
@@ -500,13 +424,8 @@ TEST(SmbiosDumpFile, MayBeBroken) {
     std::string file = written("SMBIOS File Format=1\n" + test.text);
     SMBIOSTable table(file.data());
     ASSERT_EQ(table.getTotalLength(), test.length) << test.text;
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(table.getData()), test.data.size()), test.data)
-        << test.text;
-    std::filesystem::remove(file);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(table.getData()), test.data.size()), test.data);
   }
-}
-
-TEST(SmbiosDumpFileDeathTest, EndsTheProcessForAnotherFormat) {
   std::string file = written("SMBIOS File Format=0x0002\n");
   const auto read = [&] {
     dup2(STDERR_FILENO, STDOUT_FILENO);
