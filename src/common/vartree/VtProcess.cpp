@@ -12,7 +12,7 @@
 
 #include <invscan/helper.h>
 
-#include "base/Descriptor.h"
+#include "base/ChildPipe.h"
 #include "common/vartree/TraceFile.h"
 
 namespace {
@@ -24,17 +24,10 @@ void closeEnd(int& end) {
   if (end >= 0) close(std::exchange(end, -1));
 }
 
-// A descriptor that is none of the standard ones, whichever of those the host has closed.
-int aboveStandard(int number) {
-  if (number < 0 || number >= kFirstOwn) return number;
-  const int above = fcntl(number, F_DUPFD_CLOEXEC, kFirstOwn);
-  close(number);
-  return above;
-}
-
 void makePipe(int (&ends)[2]) {
-  if (pipe2(ends, O_CLOEXEC) != 0) ends[0] = ends[1] = -1;
-  for (int& end : ends) end = aboveStandard(end);
+  invscan::Pipe pipe = invscan::makePipe();
+  ends[0] = pipe.readEnd.release();
+  ends[1] = pipe.writeEnd.release();
 }
 
 bool hasPipes(const VtProcess& process) {
@@ -119,13 +112,13 @@ VtProcess::~VtProcess() {
 VtProcess* VtProcess::create(const char* path, const char* arguments, const char* tracePath) {
   auto process = std::make_unique<VtProcess>();
   using invscan::Descriptor;
-  Descriptor trace(tracePath ? invscan::openTraceFile(tracePath) : Descriptor());
-  const Descriptor ownTrace(aboveStandard(trace.release()));
+  const Descriptor trace =
+      invscan::aboveStandardStreams(tracePath ? invscan::openTraceFile(tracePath) : Descriptor());
   Launch launch{path ? path : ""};
   setArguments(launch, arguments);
   launch.standard[0] = process->inputPipe[0];
   launch.standard[1] = process->outputPipe[1];
-  launch.standard[2] = ownTrace ? ownTrace.get() : process->errorPipe[1];
+  launch.standard[2] = trace ? trace.get() : process->errorPipe[1];
   process->pid = hasPipes(*process) ? start(launch) : -1;
   process->closeUnusedHandles();
   if (process->pid > 0) return process.release();

@@ -20,7 +20,7 @@
 #include <cstring>
 #include <ctime>
 
-#include "base/Descriptor.h"
+#include "base/ChildPipe.h"
 #include "common/vartree/ProgramOutput.h"
 
 namespace invscan {
@@ -139,15 +139,13 @@ FileText LiveMachine::doReadMemory(unsigned long address, unsigned long length) 
 }
 
 CommandOutput LiveMachine::doRunCommand(const std::string& line, std::size_t limit) {
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) return {};
-  Descriptor readEnd(ends[0]), writeEnd(ends[1]);
-  const pid_t pid = startShell(line, writeEnd.get());
-  writeEnd.close();
+  Pipe pipe = makePipe();
+  const pid_t pid = pipe ? startShell(line, pipe.writeEnd.get()) : 0;
+  pipe.writeEnd.close();
   if (pid <= 0) return {};
   CommandOutput result{true, 0, {}};
-  readAll(readEnd.get(), result.text, limit);
-  readEnd.close();
+  readAll(pipe.readEnd.get(), result.text, limit);
+  pipe.readEnd.close();
   // A command that has more to say than anybody asked for need not finish.
   if (result.text.size() >= limit) kill(pid, SIGKILL);
   result.status = waitFor(pid);
