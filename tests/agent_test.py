@@ -208,7 +208,8 @@ class Helpers(AgentTest):
                          "(\n   (A\n      x:f=0.500000\n   )\n)\n")
         run = self.run_agent("helper", "diskscan")
         self.assertEqual((run.returncode, run.stdout, run.stderr.decode()),
-                         (2, b"", "*** Fatal: could not execute 'diskscan'\n"))
+                         (2, b"", "*** Fatal: could not execute 'diskscan'\n"
+                          f'invscan: {self.machine}: holds no valid answer of "diskscan"\n'))
 
     def test_wrong_usage(self):
         for words, complaint in ((["lspci"], 'no helper "lspci"; there are cpuid and diskscan'),

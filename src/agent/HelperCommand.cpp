@@ -2,6 +2,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include <invscan/helper.h>
@@ -25,10 +26,16 @@ int runHelper(const Options& options) {
   if (!options.output.empty()) {
     throw Failure("--output has no meaning for \"helper\", which prints; redirect it");
   }
-  const int status = vtExecTest(name.c_str()) == 0 ? kAnswered : kFailed;
+  const bool hasAnswered = vtExecTest(name.c_str()) == 0;
   if (std::fflush(stdout) != 0 || std::ferror(stdout))
     throw Failure("standard output: " + errorText(errno));
-  return status;
+  if (!hasAnswered) {
+    const char* home = std::getenv("ORV_HOMEDIR");
+    throw Failure(options.machine.empty()
+                      ? std::string(home) + "/bin/" + name + ": no valid answer; is it there?"
+                      : options.machine + ": holds no valid answer of \"" + name + "\"");
+  }
+  return kAnswered;
 }
 
 }  // namespace invscan::agent
