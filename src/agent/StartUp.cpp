@@ -79,12 +79,11 @@ void setMachine(const Options& options) {
 }  // namespace
 
 void openStandardStreams() {
-  int descriptor;
-  do {
-    // Read-only also for the outputs: what is written to a closed one must fail, not vanish.
-    descriptor = open("/dev/null", O_RDONLY);
-  } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-  close(descriptor);
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    // The lowest free number is this one's. Read-only also for the outputs: what is written to a
+    // closed one must fail, not vanish.
+    if (fcntl(stream, F_GETFD) < 0) open("/dev/null", O_RDONLY);
+  }
 }
 
 void setUp(const Options& options) {
