@@ -50,8 +50,15 @@ std::size_t rowsWithDefault(const GroupResult& result, const kelAttribDef& attri
       }));
 }
 
-std::string defaultBlock(const GroupResult& result) {
-  Columns columns;
+// The attributes that a reason holds for.
+struct Missing {
+  std::string reason;
+  std::vector<std::string> attributes;
+};
+
+// In the order of the catalogue.
+std::vector<Missing> missingIn(const GroupResult& result) {
+  std::vector<Missing> all;
   for (const kelAttribDef* attribute : attributesOf(*result.group)) {
     const std::size_t count = rowsWithDefault(result, *attribute);
     if (count == 0 && !result.rows.empty()) continue;
@@ -59,9 +66,20 @@ std::string defaultBlock(const GroupResult& result) {
         count == result.rows.size()
             ? ""
             : " (" + std::to_string(count) + " of " + counted(result.rows.size(), "row") + ")";
-    columns.add({attribute->name + rows, printable(reasonForDefault(result, *attribute))});
+    const std::string reason = printable(reasonForDefault(result, *attribute));
+    auto same = std::find_if(all.begin(), all.end(),
+                             [&](const Missing& other) { return other.reason == reason; });
+    if (same == all.end()) same = all.insert(all.end(), {reason, {}});
+    same->attributes.push_back(attribute->name + rows);
   }
-  const std::string text = columns.text("    ");
+  return all;
+}
+
+std::string defaultBlock(const GroupResult& result) {
+  std::string text;
+  for (const Missing& missing : missingIn(result)) {
+    text += "    " + missing.reason + "\n" + wrapped(missing.attributes, "      ");
+  }
   return text.empty() ? "" : "  without a value:\n" + text;
 }
 

@@ -32,7 +32,7 @@ using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
 // What the factory reads when it is initialised, in this very process.
-const std::vector<std::string> kReadAtStart = {"/sys/firmware/dmi/tables/DMI", "/dev/mem"};
+const std::vector<std::string> kReadAtStart = {"/sys/firmware/dmi/tables/*", "/dev/mem"};
 
 std::string payloadFor(const kelGroupDef& definition, const ScannerOptions& options) {
   if (options.noteAccesses) startAccessLog();

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <charconv>
 #include <system_error>
+#include <utility>
 
 #include <invscan/base/String.h>
 
@@ -102,6 +103,19 @@ std::string joined(const std::vector<std::string>& parts, const char* separator)
     text += part;
   }
   return text;
+}
+
+std::string wrapped(const std::vector<std::string>& parts, const std::string& indent) {
+  constexpr std::size_t kWidest = 100;
+  std::string text, line;
+  for (const std::string& part : parts) {
+    if (!line.empty()) line += ",";
+    if (!line.empty() && width(line) + 1 + width(part) > kWidest) {
+      text += std::exchange(line, "") + "\n";
+    }
+    line += (line.empty() ? indent : " ") + part;
+  }
+  return text + line + "\n";
 }
 
 void Columns::add(std::vector<std::string> cells) {

@@ -35,6 +35,9 @@ std::string counted(std::size_t count, const char* noun);
 
 std::string joined(const std::vector<std::string>& parts, const char* separator);
 
+// The parts with commas between them, in lines that begin with the indent and fit a terminal.
+std::string wrapped(const std::vector<std::string>& parts, const std::string& indent);
+
 // Lines of cells, as columns that are as wide as their widest cell.
 class Columns {
  public:

@@ -37,7 +37,7 @@ inline constexpr bool kSensitive = true;
 // Sources that several groups share.
 inline constexpr char kNotFilled[] = "";
 inline constexpr char kConstant[] = "constant";
-inline constexpr char kFirmwareTables[] = "/sys/firmware/dmi/tables/DMI; /dev/mem";
+inline constexpr char kFirmwareTables[] = "/sys/firmware/dmi/tables/*; /dev/mem";
 inline constexpr char kInterfaceList[] = "netlink; ifconfig -a 2>/dev/null";
 inline constexpr char kCpuidHelper[] = "helper cpuid";
 inline constexpr char kDiskscanHelper[] = "helper diskscan";
