@@ -1,10 +1,8 @@
 // A capture's machine.json: it is refused with one line that can be shown to a person, or what was
 // read can be written and read again.
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <optional>
 #include <string>
 
 #include "invscan/machine/Capture.h"
@@ -13,59 +11,48 @@ namespace {
 
 using namespace invscan;
 
+void require(bool holds) {
+  if (!holds) std::abort();
+}
+
+Json written(const CapturedCommand& command) {
+  return toJson("line", CommandOutput{true, command.status, command.output});
+}
+Json written(const CapturedStatistics& statistics) {
+  return toJson(statistics.answer);
+}
+template <class Fact>
+Json written(const Fact& fact) {
+  return toJson(fact);
+}
+
 // Two values are the same when they are written the same.
 template <class Fact, class Read>
-void checkRoundTrip(const std::optional<Fact>& fact, Read read) {
-  if (!fact) return;
-  const Json written = toJson(*fact);
-  if (toJson(read(Json::parse(written.dump()), "fact")) != written) std::abort();
+void checkRoundTrip(const Fact& fact, Read read) {
+  require(written(read(Json::parse(written(fact).dump()), "fact")) == written(fact));
 }
 
-void checkCommand(const std::string& line, const CapturedCommand& command) {
-  const Json written = toJson(line, {true, command.status, command.output});
-  const CapturedCommand again = readCommand(Json::parse(written.dump()), "command");
-  if (again.output != command.output || again.status != command.status) std::abort();
-}
-
-void checkHelper(const std::string& name, const CapturedCommand& helper) {
-  const Json written = toJson(name, HelperOutput{true, helper.output});
-  if (readHelper(Json::parse(written.dump()), "helper").output != helper.output) std::abort();
-}
-
-void checkStatistics(const std::string&, const CapturedStatistics& statistics) {
-  const Json written = toJson(statistics.answer);
-  if (toJson(readStatistics(Json::parse(written.dump()), "fact").answer) != written) std::abort();
-}
-
-template <class Map, class Check>
-void checkEach(const Map& map, Check check) {
-  for (const auto& [name, value] : map) check(name, value);
-}
-
-template <class Map, class Check>
-void checkTurns(const Map& map, Check check) {
-  for (const auto& [name, turns] : map) {
-    if (turns.empty()) std::abort();
-    for (const auto& turn : turns) check(name, turn);
-  }
+template <class Facts, class Read>
+void checkAll(const Facts& facts, Read read) {
+  for (const auto& [name, fact] : facts) checkRoundTrip(fact, read);
 }
 
 void checkFacts(const CaptureFacts& facts) {
-  checkRoundTrip(facts.kernelIdentity, readKernelIdentity);
-  checkRoundTrip(facts.memoryFigures, readMemoryFigures);
-  checkRoundTrip(facts.runLevelRecord, readRunLevelRecord);
-  for (const auto& [category, locale] : facts.locales) {
-    checkRoundTrip(std::optional(locale), readLocale);
-  }
-  checkTurns(facts.commands, checkCommand);
-  checkTurns(facts.helpers, checkHelper);
-  checkEach(facts.statistics, checkStatistics);
-  checkEach(facts.statistics64, checkStatistics);
-  for (const auto& [leaf, registers] : facts.cpuid) {
-    checkRoundTrip(std::optional(registers), readCpuid);
+  if (facts.kernelIdentity) checkRoundTrip(*facts.kernelIdentity, readKernelIdentity);
+  if (facts.memoryFigures) checkRoundTrip(*facts.memoryFigures, readMemoryFigures);
+  if (facts.runLevelRecord) checkRoundTrip(*facts.runLevelRecord, readRunLevelRecord);
+  checkAll(facts.locales, readLocale);
+  checkAll(facts.statistics, readStatistics);
+  checkAll(facts.statistics64, readStatistics);
+  checkAll(facts.cpuid, readCpuid);
+  for (const auto* programs : {&facts.commands, &facts.helpers}) {
+    for (const auto& [name, turns] : *programs) {
+      require(!turns.empty());
+      for (const CapturedCommand& turn : turns) checkRoundTrip(turn, readCommand);
+    }
   }
   for (const auto& [name, value] : facts.environment) {
-    if (!isCapturedVariable(name) || value.find('\0') != std::string::npos) std::abort();
+    require(isCapturedVariable(name) && value.find('\0') == std::string::npos);
   }
 }
 
@@ -81,7 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   try {
     checkFacts(readFacts({reinterpret_cast<const char*>(data), size}));
   } catch (const CaptureError& error) {
-    if (!isOneLine(error.what())) std::abort();
+    require(isOneLine(error.what()));
   }
   return 0;
 }

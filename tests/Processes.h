@@ -1,6 +1,7 @@
-// What tests of child processes look at.
+// What tests of child processes and files share.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -8,45 +9,43 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include <invscan/machine.h>
+
 namespace invscan {
 
-// Descriptors of a process, by where they lead.
+inline std::string contents(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// Where the descriptors of a process lead.
 inline std::vector<std::string> descriptorsOf(pid_t pid) {
   std::vector<std::string> targets;
   std::error_code error;
   const std::string directory = "/proc/" + std::to_string(pid) + "/fd";
   for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
-    const auto target = std::filesystem::read_symlink(entry, error).string();
-    if (target != "/proc/" + std::to_string(pid) + "/fd") targets.push_back(target);
+    const std::string target = std::filesystem::read_symlink(entry, error);
+    if (target != directory) targets.push_back(target);
   }
   return targets;
 }
 
 // One letter; X when there is no such process.
-inline char stateOf(pid_t pid, pid_t* parent = nullptr) {
-  std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
-  std::string text;
-  std::getline(file, text);
+inline char stateOf(pid_t pid) {
+  const std::string text = contents("/proc/" + std::to_string(pid) + "/stat");
   const std::size_t end = text.rfind(") ");
-  if (end == std::string::npos) return 'X';
-  if (parent) *parent = std::stoi(text.substr(end + 4));
-  return text[end + 2];
+  return end == std::string::npos ? 'X' : text[end + 2];
 }
 
-// Children that were not reaped, ended or not.
-inline std::vector<pid_t> childrenOf(pid_t pid) {
-  std::vector<pid_t> children;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-    pid_t parent = 0;
-    const pid_t process = std::atoi(entry.path().filename().c_str());
-    if (process > 0 && stateOf(process, &parent) != 'X' && parent == pid) {
-      children.push_back(process);
-    }
-  }
-  return children;
+// Children of this thread that were not reaped, ended or not.
+inline std::vector<pid_t> children() {
+  std::istringstream list(contents("/proc/thread-self/children"));
+  return {std::istream_iterator<pid_t>(list), {}};
 }
 
 // The exit code of a copy of this process that runs a function.
@@ -59,26 +58,12 @@ int inFork(Function function) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-// While it stands, no process can be made; only for a forked copy, as it gives up being root.
-class NoForks {
- public:
-  NoForks() {
-    if (geteuid() == 0 && setresuid(65534, 65534, 65534) != 0) _exit(99);
-    set(0);
-  }
-  NoForks(const NoForks&) = delete;
-  NoForks& operator=(const NoForks&) = delete;
-  ~NoForks() { set(before_.rlim_max); }
-
- private:
-  void set(rlim_t limit) {
-    if (limit == 0) getrlimit(RLIMIT_NPROC, &before_);
-    const rlimit wanted{limit, before_.rlim_max};
-    setrlimit(RLIMIT_NPROC, &wanted);
-  }
-
-  rlimit before_{};
-};
+// From now on no process can be made; only for a forked copy, as it gives up being root.
+inline void forbidForks() {
+  if (geteuid() == 0 && setresuid(65534, 65534, 65534) != 0) _exit(99);
+  const rlimit none{0, 0};
+  setrlimit(RLIMIT_NPROC, &none);
+}
 
 class Stopwatch {
  public:
@@ -99,5 +84,26 @@ inline bool endsSoon(pid_t pid) {
   }
   return true;
 }
+
+// On this machine, with a directory of its own.
+class InDirectory : public testing::Test {
+ protected:
+  InDirectory() {
+    char name[] = "/tmp/invscan-test-XXXXXX";
+    directory_ = mkdtemp(name);
+    useLiveMachine();
+  }
+  ~InDirectory() override {
+    useLiveMachine();
+    std::filesystem::remove_all(directory_);
+  }
+
+  void write(const std::string& name, const std::string& text) const {
+    create_directories((directory_ / name).parent_path());
+    std::ofstream(directory_ / name, std::ios::binary) << text;
+  }
+
+  std::filesystem::path directory_;
+};
 
 }  // namespace invscan
