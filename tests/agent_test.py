@@ -351,7 +351,7 @@ class FirmwareDumps(AgentTest):
         """What either decoder says of memory devices and is a text in both."""
         name = r"(?mi)^[\t ]+(?:locator|bank|bank locator|form factor|part number)(?::|  ) *"
         devices = re.findall(r"(?m)^Memory Device(?: \d.*)?\n((?:[\t ]+.*\n)+)", text)
-        return [sorted(re.findall(name + r"(?!Not Specified|<BAD INDEX>|Unknown)(.*\S)", device))
+        return [sorted(re.findall(name + r"(?! |Not Specified|<BAD INDEX>|Unknown)(.*\S)", device))
                 for device in devices]
 
     def test_this_machine(self):

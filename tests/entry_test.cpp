@@ -411,6 +411,7 @@ TEST(SystemInfo, TakesTheMachineTypeFromTheProduct) {
       {"Korva", "]- -[7979AC1]- -[8888AC1]-", "]- /7979/AC1", "7979"},
       {"korva", "-[7979AC1]-", "kept//", "7979"},
       {"Korva", "X -[7979AC12]-", "kept//", "7979"},
+      {"Korva", "7979AC1", "kept//", "7979"},
       {"Korva", "Server [797", "kept//", ""},
       {nullptr, nullptr, "kept//", "kept"},
   };

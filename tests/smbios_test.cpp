@@ -88,6 +88,7 @@ TEST(SmbiosRecords, ConvertSizesAndVoltages) {
     std::string more;  // where extended sizes are
     unsigned classicKb, nativeKb;
   } const devices[] = {{0x8200, number(64, 4), 512, 512},
+                       {0xFFFF, number(64, 4), 0, 0},
                        {0x7FFF, number(64, 4), 0x7FFFU << 10, 64U << 10},
                        {0x7FFF, number(0x7FFFFFFF, 4), 0x7FFFU << 10, kNotKnown}};
   for (const auto& test : devices) {
