@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <numeric>
 
 #include <invscan/physmem.h>
 #include <invscan/smbios.h>
@@ -194,21 +195,20 @@ TEST_F(PhysicalMemory, IsRecordedByAllWorkersTogether) {
 constexpr unsigned long kSegment = 0xF0000;
 constexpr unsigned kTable = 0xE1234;  // not at the start of a page
 
-// Makes those bytes add up to 0 by means of one of them.
-void balance(std::string& bytes, std::size_t begin, std::size_t count, std::size_t check) {
-  unsigned sum = 0;
-  bytes[check] = 0;
-  for (std::size_t i = begin; i < begin + count; ++i) sum += static_cast<unsigned char>(bytes[i]);
-  bytes[check] = static_cast<char>(0x100 - sum % 0x100);
+// That entry point with its two checksums right: of its second half, and of all of it.
+std::string balanced(std::string bytes) {
+  for (const auto& [begin, check] : {std::pair(0x10U, 0x15U), std::pair(0U, 4U)}) {
+    bytes[check] = 0;
+    const int sum = std::accumulate(bytes.begin() + begin, bytes.begin() + 0x1F, 0);
+    bytes[check] = static_cast<char>(-sum);
+  }
+  return bytes;
 }
 
 std::string validEntryPoint(std::size_t tableLength, unsigned structures, unsigned table = kTable) {
-  std::string bytes = "_SM_" + zeros(1) + "\x1F" +
-                      anchor(static_cast<unsigned>(tableLength), table, structures, 0x204, 0x24) +
-                      zeros(1);
-  balance(bytes, 0x10, 15, 0x15);
-  balance(bytes, 0, 0x1F, 4);
-  return bytes;
+  return balanced("_SM_" + zeros(1) + "\x1F" +
+                  anchor(static_cast<unsigned>(tableLength), table, structures, 0x204, 0x24) +
+                  zeros(1));
 }
 
 std::string systemInformation(const std::string& numbers, const std::vector<std::string>& strings) {
@@ -266,12 +266,7 @@ TEST(EntryPoints, AreFoundByEachSearchInItsOwnWay) {
     bytes[at] = static_cast<char>(byte);
     return bytes;
   };
-  const auto setAt = [&](std::size_t at, int byte) {
-    std::string bytes = injured(good, at, byte);
-    balance(bytes, 0x10, 15, 0x15);
-    balance(bytes, 0, 0x1F, 4);
-    return bytes;
-  };
+  const auto setAt = [&](std::size_t at, int byte) { return balanced(injured(good, at, byte)); };
   const struct {
     const char* what;
     std::string bytes;
@@ -332,9 +327,7 @@ TEST(EntryPoints, ComeFromEfiWhenItNamesThem) {
   const std::string table = kBios + kFirst + kEnd, legacy = "Other|Thing|V2|S2|";
   const std::string efi = "Maker|Product|V1|S1|", none = "||||";
   const std::string good = validEntryPoint(table.size(), 3);
-  std::string withoutAnchor = good;
-  withoutAnchor.replace(0, 4, "xxxx");
-  balance(withoutAnchor, 0, 0x1F, 4);
+  const std::string withoutAnchor = balanced("xxxx" + good.substr(4));
   const struct {
     const char* systab;
     std::string memory, info;

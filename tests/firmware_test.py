@@ -269,6 +269,7 @@ class Comparison:
         return [row]
 
     def memory_modules(self):
+        """Hosts know twelve old modules."""
         module, _ = self.memory_specs()
         devices, old_modules = of_type(self.structures, 17), of_type(self.structures, 6)
         rows = list(map(self.device, devices)) or list(map(self.old_module, old_modules[:12]))

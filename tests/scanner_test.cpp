@@ -105,15 +105,10 @@ std::string word(unsigned long number) {
   return std::string(reinterpret_cast<const char*>(&number), sizeof(number));
 }
 
-ScannerOptions optionsOf(double timeout, int jobs) {
-  ScannerOptions options;
+std::vector<GroupResult> run(const std::vector<std::function<void(int)>>& works, double timeout,
+                             int atATime, ScannerOptions options = {}) {
   options.timeoutSeconds = timeout;
-  options.jobs = jobs;
-  return options;
-}
-
-std::vector<GroupResult> run(const std::vector<std::function<void(int)>>& works,
-                             const ScannerOptions& options) {
+  options.jobs = atATime;
   std::vector<Job> jobs;
   for (const auto& work : works) jobs.push_back({&GROUPS_DEF[0], work});
   return runJobs(jobs, options);
@@ -157,7 +152,7 @@ TEST(WorkerPoolTest, NoWorkerSpoilsAnother) {
   for (const auto& testCase : cases) works.push_back(testCase.work);
   // As it may have been inherited; the ends of workers must be seen all the same.
   const auto before = std::signal(SIGCHLD, SIG_IGN);
-  const auto results = run(works, optionsOf(0.5, 4));
+  const auto results = run(works, 0.5, 4);
   EXPECT_EQ(std::signal(SIGCHLD, before), SIG_IGN);
 
   ASSERT_EQ(results.size(), std::size(cases));
@@ -185,7 +180,7 @@ TEST(WorkerPoolTest, RunsAsManyWorkersAsAllowedAndReportsEach) {
   constexpr int kAtATime = 8;
 
   int lastDone = 0;
-  auto options = optionsOf(30, kAtATime);
+  ScannerOptions options;
   options.progress = [&](const kelGroupDef*, int done, int total) {
     EXPECT_TRUE(done >= lastDone && total == kJobs);
     lastDone = done;
@@ -196,13 +191,15 @@ TEST(WorkerPoolTest, RunsAsManyWorkersAsAllowedAndReportsEach) {
       const int running = ++shared->running;
       if (running == kAtATime) shared->isFull = true;
       if (running > kAtATime) shared->isOverfull = true;
-      // As long as they have not all been there at once, those that are wait for more.
+      // As long as they have not all been there at once, those that are wait for more; the first
+      // ones also for one too many.
       for (int patience = 0; !shared->isFull && patience < 5000; ++patience) usleep(1000);
+      if (i < kAtATime) usleep(50'000);
       --shared->running;
       sendRows(answer, i);
     });
   }
-  const auto results = run(works, options);
+  const auto results = run(works, 30, kAtATime, options);
 
   for (std::size_t i = 0; i < results.size(); ++i) EXPECT_EQ(results[i].rows.size(), i);
   EXPECT_TRUE(shared->isFull && !shared->isOverfull);
@@ -221,7 +218,7 @@ TEST(WorkerPoolTest, NothingThatAWorkerStartedLivesOn) {
   };
   for (const auto& work : works) {
     Witness witness;
-    run({[&](int answer) { startCommand(), work(answer); }}, optionsOf(0.3, 1));
+    run({[&](int answer) { startCommand(), work(answer); }}, 0.3, 1);
     EXPECT_TRUE(witness.areAllGone()) << "work " << &work - works;
   }
 }
@@ -236,7 +233,7 @@ TEST(WorkerPoolTest, NothingOutlivesTheAgent) {
       setrlimit(RLIMIT_CORE, &noCore);
       const auto work = [&](int) { startCommand(), witness.isUp(), hang(); };
       try {
-        run({work, work, [](int answer) { sendRows(answer, 1); }}, optionsOf(100, 2));
+        run({work, work, [](int answer) { sendRows(answer, 1); }}, 100, 2);
       } catch (const Interruption& interruption) {
         dieBy(interruption.signal);
       }
@@ -254,7 +251,7 @@ TEST(WorkerPoolTest, NothingOutlivesTheAgent) {
 TEST(WorkerPoolTest, IgnoredInterruptionsStayIgnored) {
   const auto before = std::signal(SIGHUP, SIG_IGN);
   const auto results =
-      run({[](int answer) { kill(getppid(), SIGHUP), sendRows(answer, 1); }}, optionsOf(30, 1));
+      run({[](int answer) { kill(getppid(), SIGHUP), sendRows(answer, 1); }}, 30, 1);
   std::signal(SIGHUP, before);
   EXPECT_EQ(results[0].status, Status::Ok);
 }
@@ -267,7 +264,7 @@ TEST(WorkerPoolTest, AWorkerThatCannotStartIsACrash) {
     const rlimit few = {7, 7};
     setrlimit(RLIMIT_NOFILE, &few);
     const auto work = [](int answer) { usleep(100'000), sendRows(answer, 1); };
-    const auto results = run({work, work}, optionsOf(30, 2));
+    const auto results = run({work, work}, 30, 2);
     const bool isOneLost = results[0].status == Status::Ok && results[1].status == Status::Crash;
     const bool isTold = results[1].trouble == "cannot start a worker: Too many open files";
     _exit(isOneLost && isTold ? 0 : 1);
@@ -296,8 +293,8 @@ TEST(WireTest, RecordsArriveByteForByte) {
   table.addRow(new KelTableRow);
   const std::vector<Access> accesses = {{"/proc/meminfo", "ok", 0.5}, {"uname", "", 0}};
 
-  const auto results = run(
-      {[&](int answer) { sendAnswer(answer, encodePayload(&table, accesses)); }}, optionsOf(30, 1));
+  const auto results =
+      run({[&](int answer) { sendAnswer(answer, encodePayload(&table, accesses)); }}, 30, 1);
 
   ASSERT_EQ(results[0].status, Status::Ok) << results[0].trouble;
   ASSERT_EQ(results[0].rows.size(), 2u);
