@@ -232,10 +232,11 @@ TEST(Trees, OfAnyDepthAreCopiedAndTakenApart) {
   Node tree("Hardware");
   Node* deepest = &tree;
   for (int i = 0; i < 300000; ++i) deepest = deepest->addChild(std::make_unique<Node>("a"));
+  deepest->addChild(std::make_unique<Node>("deepest"));
   const std::unique_ptr<Node> copy(tree.clone());
   const Node* last = copy.get();
   while (!last->getChildren().empty()) last = last->getChildren().front().get();
-  EXPECT_EQ(last->getName(), "a");
+  EXPECT_EQ(last->getName(), "deepest");
 }
 
 TEST_F(CpuThresholdOfAFile, ComesFromTheFileOrElseFromTheStore) {
