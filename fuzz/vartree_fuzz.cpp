@@ -37,10 +37,9 @@ Tree parse(std::string_view text, unsigned long piece, int& result) {
   static auto* const lines = new VtILineStream(nullptr);
   PieceStream stream(text, piece);
   lines->in = &stream;
-  lines->ended = 0;
+  lines->ended = lines->position = lines->count = lines->searched = 0;
   Tree root(new VtNode(""));
   result = vtParseNodeDump(lines, root.get());
-  lines->position = lines->count = lines->searched = 0;
   return root;
 }
 
@@ -73,15 +72,13 @@ void readAnswer(std::string_view text) {
   require(info->message || !info->tree);
 }
 
-void convert(std::string_view text) {
-  const std::string bytes(text);
-  const auto count = std::min<std::size_t>(bytes.size() + 1, 40);
-  const auto wide = std::make_unique<wchar_t[]>(count);
-  const auto utf8 = std::make_unique<unsigned char[]>(count);
-  const unsigned long characters =
-      utf8ToWideChar(wide.get(), count, reinterpret_cast<const unsigned char*>(bytes.c_str()));
-  require(characters < count);
-  require(stringToUTF8(utf8.get(), count, wide.get()) <= characters);
+void convert(const std::string& text) {
+  wchar_t wide[40];
+  unsigned char utf8[40];
+  const auto* bytes = reinterpret_cast<const unsigned char*>(text.c_str());
+  const unsigned long characters = utf8ToWideChar(wide, std::size(wide), bytes);
+  require(characters < std::size(wide));
+  require(stringToUTF8(utf8, std::size(utf8), wide) <= characters);
 }
 
 }  // namespace
@@ -94,6 +91,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   require(result == resultOfPieces && dump(*tree) == dump(*same));
   checkRoundTrip(*tree);
   readAnswer(text);
-  convert(text);
+  convert(std::string(text));
   return 0;
 }

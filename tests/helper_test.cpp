@@ -133,7 +133,7 @@ TEST_F(Helpers, RunWithoutStandardDescriptors) {
             }));
 }
 
-TEST_F(Helpers, LeaveNothingOpenWhenThereAreNoDescriptors) {
+TEST_F(Helpers, LeaveNothingOpenWhereTheyCannotStart) {
   const std::string path = writeHelper("echo 1.0 0 OK");
   EXPECT_EQ(0, inFork([&] {
               const int free = dup(1);
@@ -144,7 +144,10 @@ TEST_F(Helpers, LeaveNothingOpenWhenThereAreNoDescriptors) {
                 if (vtExecProgram(path.c_str(), nullptr, nullptr)) return 1;
               }
               const rlimit enough{1024, 1024};
-              return setrlimit(RLIMIT_NOFILE, &enough) == 0 && dup(1) == free ? 0 : 2;
+              setrlimit(RLIMIT_NOFILE, &enough);
+              forbidForks();
+              if (vtExecProgram(path.c_str(), nullptr, nullptr)) return 2;
+              return dup(1) == free ? 0 : 3;
             }));
 }
 

@@ -32,13 +32,12 @@ void* shell(const char* line, int timeLimit = 0) {
   return slm_popen("sh", timeLimit, "-c", line, static_cast<char*>(nullptr));
 }
 
-// Until there is another answer than "nothing yet", or that long.
+// Until there is another answer than "nothing yet", or for that long.
 int await(void* handle, std::string& line, double seconds = 5) {
-  const Stopwatch watch;
-  int answer;
-  do {
+  int answer = 0;
+  for (const Stopwatch watch; answer == 0 && watch.seconds() < seconds;) {
     answer = slm_pgets(line.data(), static_cast<int>(line.size()), handle);
-  } while (answer == 0 && watch.seconds() < seconds);
+  }
   return answer;
 }
 
@@ -122,14 +121,13 @@ TEST(CommandPipe, TakesFourteenArguments) {
 TEST(CommandPipe, LeavesNothingOpenWhereThereIsNoRoom) {
   EXPECT_EQ(0, inFork([] {
               const rlim_t free = nextDescriptor();
-              allLines(shell("true"));
               rlimit files;
               getrlimit(RLIMIT_NOFILE, &files);
-              files.rlim_cur = free + 3;  // no room for a second pipe
-              setrlimit(RLIMIT_NOFILE, &files);
+              const rlimit few{free + 3, files.rlim_max};  // no room for a second pipe
+              setrlimit(RLIMIT_NOFILE, &few);
               if (shell("true")) return 1;
-              files.rlim_cur = files.rlim_max;
               setrlimit(RLIMIT_NOFILE, &files);
+              allLines(shell("true"));
               forbidForks();
               pid_t pid = 7;
               if (shell("true")) return 2;

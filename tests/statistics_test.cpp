@@ -40,10 +40,7 @@ class Statistics : public InDirectory {
   }
 
   // The child that serves this process.
-  static pid_t child() {
-    const std::vector<pid_t> all = children();
-    return all.size() == 1 ? all.front() : 0;
-  }
+  static pid_t child() { return children().size() == 1 ? children().front() : 0; }
 
   orv_statvfs_info_t info_{};
 };
@@ -64,9 +61,8 @@ TEST_F(Statistics, FailWithoutAChildForPathsThatCannotBeAsked) {
   EXPECT_EQ(ask(nullptr), 9);
   EXPECT_EQ(ask(std::string(4097, 'x').c_str()), 9);
   EXPECT_EQ(child(), 0);
-  for (const std::string& path : {std::string(4096, 'x'), std::string("/no/such"), std::string()}) {
-    EXPECT_EQ(ask(path.c_str()), -1);
-  }
+  EXPECT_EQ(ask(std::string(4096, 'x').c_str()), -1);
+  EXPECT_EQ(ask(""), -1);
 }
 
 TEST_F(Statistics, CostOneTimeOutWhereAFileSystemHangs) {
