@@ -177,7 +177,8 @@ TEST(ExecForked, SignalsNobodyWhereTheHostHasItsChildrenReaped) {
 }
 
 TEST(BrokenPipes, RaiseNoSignalAndLeaveTheHostsAlone) {
-  static volatile int signals = 0;
+  static volatile int signals;
+  signals = 0;
   const auto before = std::signal(SIGPIPE, [](int) { signals = signals + 1; });
   Pipe pipe = makePipe();
   pipe.readEnd.close();
