@@ -12,6 +12,7 @@
 #include <invscan/factory.h>
 #include <invscan/group.h>
 #include <invscan/machine.h>
+#include <invscan/smbios.h>
 #include <invscan/table.h>
 
 #include "agent/Reasons.h"
@@ -26,6 +27,21 @@ void useUtf8Locale(bool isFixed) {
   const bool isUtf8 =
       !isFixed && std::setlocale(LC_CTYPE, "") && std::string_view(nl_langinfo(CODESET)) == "UTF-8";
   if (!isUtf8) std::setlocale(LC_CTYPE, "C.UTF-8");
+}
+
+// Whether all texts of the firmware's structures are ASCII, which reads the same in every locale.
+bool hasPlainTexts(const SMBIOSTable& table) {
+  const auto isPlain = [](unsigned char letter) { return letter < 0x80; };
+  unsigned char* data = table.getData();
+  const int end = table.getTotalLength();
+  for (int n = 0, at = 0; n < table.getNumTables() && at + 1 < end; ++n) {
+    const int next = std::min(table.getNextType(data, at), end);
+    const int texts = std::min(at + data[at + 1], next);
+    if (next <= at) return true;
+    if (!std::all_of(data + texts, data + next, isPlain)) return false;
+    at = next;
+  }
+  return true;
 }
 
 using Clock = std::chrono::steady_clock;
@@ -56,21 +72,25 @@ GroupResult collectHere(const kelGroupDef& definition, const ScannerOptions& opt
 
 Scan scanGroups(const std::vector<const kelGroupDef*>& groups, const ScannerOptions& options) {
   const auto start = Clock::now();
-  useUtf8Locale(options.fixedLocale);  // once, for all workers to inherit
-  Scan scan;
-  scan.hostName = hostName();
-  scan.time = KelTable::createTimeStap();
-
   std::vector<Job> jobs;
+  std::vector<const kelGroupDef*> own;
   for (const kelGroupDef* const group : groups) {
     if (asksOnly(*group, kReadAtStart)) {
-      scan.groups.push_back(collectHere(*group, options));
+      own.push_back(group);
     } else {
       jobs.push_back({group, [group, &options](int descriptor) {
                         sendAnswer(descriptor, payloadFor(*group, options));
                       }});
     }
   }
+
+  const bool isPlain = !globalSMBIOSTable || hasPlainTexts(*globalSMBIOSTable);
+  // Once, for all workers to inherit. It takes longer than collecting the agent's own groups.
+  if (!jobs.empty() || !isPlain) useUtf8Locale(options.fixedLocale);
+  Scan scan;
+  scan.hostName = hostName();
+  scan.time = KelTable::createTimeStap();
+  for (const kelGroupDef* const group : own) scan.groups.push_back(collectHere(*group, options));
   if (!jobs.empty()) {
     for (GroupResult& result : runJobs(jobs, options)) scan.groups.push_back(std::move(result));
   }

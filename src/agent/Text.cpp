@@ -43,6 +43,8 @@ std::string validUtf8(const std::string& bytes) {
 }
 
 std::string printable(const std::string& utf8) {
+  const auto isPlain = [](char letter) { return letter >= ' ' && letter <= '~'; };
+  if (std::all_of(utf8.begin(), utf8.end(), isPlain)) return utf8;
   const String wide(utf8);
   std::wstring shown;
   for (unsigned long i = 0; i < wide.length(); ++i) {

@@ -1,5 +1,6 @@
 #include "agent/Value.h"
 
+#include <algorithm>
 #include <charconv>
 #include <clocale>
 #include <cstdio>
@@ -57,11 +58,17 @@ std::optional<unsigned long> countIn(const kelAttribValue& record) {
   }
 }
 
+bool isAscii(const kelAttribValue& record) {
+  if (record.kelType != KEL_STRING) return true;
+  const auto* string = reinterpret_cast<const KelString*>(record.value);
+  return std::all_of(string->text, string->text + string->count,
+                     [](wchar_t letter) { return letter < 0x80; });
+}
+
 // A stream into memory for the library's printer, which writes in the encoding of the locale.
 class PrintedForm {
  public:
   PrintedForm() {
-    setlocale(LC_CTYPE, "C.UTF-8");
     stream_ = open_memstream(&text_, &length_);
     if (!stream_) throw std::bad_alloc();
   }
@@ -73,6 +80,7 @@ class PrintedForm {
   PrintedForm& operator=(const PrintedForm&) = delete;
 
   std::string of(const kelAttribValue& record) {
+    if (!isAscii(record)) setlocale(LC_CTYPE, "C.UTF-8");
     rewind(stream_);
     PrintKelAttribValueToFile(stream_, &record);
     fflush(stream_);

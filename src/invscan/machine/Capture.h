@@ -8,6 +8,7 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -114,7 +115,7 @@ std::string cpuidLeafName(std::uint32_t leaf, std::uint32_t subleaf);
 std::string memoryRangeName(unsigned long address, unsigned long length);
 
 // The environment variables that a capture keeps: LC_*, LANG and TZ.
-bool isCapturedVariable(const std::string& name);
+bool isCapturedVariable(std::string_view name);
 std::map<std::string, std::string> capturedEnvironment();
 
 // The file that a value of TZ names (null: not set), or an empty text when it names none.

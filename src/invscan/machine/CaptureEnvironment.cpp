@@ -7,8 +7,8 @@
 
 namespace invscan {
 
-bool isCapturedVariable(const std::string& name) {
-  return name == "LANG" || name == "TZ" || name.rfind("LC_", 0) == 0;
+bool isCapturedVariable(std::string_view name) {
+  return name == "LANG" || name == "TZ" || name.starts_with("LC_");
 }
 
 std::map<std::string, std::string> capturedEnvironment() {
@@ -17,8 +17,8 @@ std::map<std::string, std::string> capturedEnvironment() {
     const std::string_view text = *entry;
     const std::size_t equals = text.find('=');
     if (equals == std::string_view::npos) continue;
-    const std::string name(text.substr(0, equals));
-    if (isCapturedVariable(name)) variables[name] = text.substr(equals + 1);
+    const std::string_view name = text.substr(0, equals);
+    if (isCapturedVariable(name)) variables.emplace(name, text.substr(equals + 1));
   }
   return variables;
 }
