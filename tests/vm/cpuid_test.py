@@ -87,6 +87,9 @@ class Processors(unittest.TestCase):
         self.assert_agreement(outputs)
         self.assert_offline(outputs, 7, 7, [8])
 
+    def test_sockets_alone(self):
+        self.assert_agreement(virtual_machine("sockets=8", "qemu64"))
+
     def test_a_hypervisor_that_hides(self):
         answer = self.assert_agreement(virtual_machine(
             "1", "max,-hypervisor", "-smbios",
