@@ -11,9 +11,9 @@
 
 #include <invscan/helper.h>
 
+#include "../tests/TreeText.h"
 #include "common/vartree/Release.h"
 #include "common/vartree/TextStream.h"
-#include "common/vartree/TreeWriter.h"
 
 namespace {
 
@@ -41,17 +41,6 @@ Tree parse(std::string_view text, unsigned long piece, int& result) {
   Tree root(new VtNode(""));
   result = vtParseNodeDump(lines, root.get());
   return root;
-}
-
-std::string dump(const VtNode& node) {
-  char* text = nullptr;
-  std::size_t size = 0;
-  FILE* file = open_memstream(&text, &size);
-  TreeWriter(file).node(node, 0);
-  std::fclose(file);
-  std::string result(text, size);
-  std::free(text);
-  return result;
 }
 
 // Trees are equal when their dumps are; only wide strings get shorter each time.

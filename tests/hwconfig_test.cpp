@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -14,6 +13,7 @@
 #include <invscan/factory.h>
 #include <invscan/hwconfig.h>
 
+#include "Processes.h"
 #include "ProcessorTime.h"
 #include "TracedText.h"
 
@@ -24,17 +24,11 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 // A file of its own; what it loads stays in the factory, which all tests share, but for the limit.
-class HardwareConfiguration : public testing::Test {
+class HardwareConfiguration : public InDirectory {
  protected:
-  HardwareConfiguration() {
-    char directory[] = "/tmp/invscan-hwconfig-XXXXXX";
-    directory_ = mkdtemp(directory);
-    path_ = directory_ + "/hw.xml";
-  }
   ~HardwareConfiguration() override {
     OrvCfg::setKey("hwscanner.cputhreshold", "");
     load("<Hardware/>");
-    std::filesystem::remove_all(directory_);
   }
 
   int load(const std::string& text, int mode = 1) {
@@ -43,8 +37,7 @@ class HardwareConfiguration : public testing::Test {
   }
 
   GroupFactory& factory_ = *GroupFactory::getInstance();
-  std::string directory_;
-  std::string path_;
+  const std::string path_ = directory_ / "hw.xml";
 };
 
 using CpuThresholdOfAFile = HardwareConfiguration;
@@ -121,9 +114,10 @@ TEST_F(HardwareConfiguration, TellsWhatBecameOfALoad) {
   for (const auto& row : rows) {
     EXPECT_EQ(load(row.text, row.mode), row.result) << row.text << " in mode " << row.mode;
   }
-  ASSERT_EQ(mkfifo((directory_ + "/pipe").c_str(), 0600), 0);
-  for (const std::string& path : {directory_ + "/none", directory_ + "/pipe", directory_}) {
-    for (const int mode : {1, 5, 7}) EXPECT_EQ(factory_.loadNodeFromFile(path, mode), 5) << path;
+  ASSERT_EQ(mkfifo((directory_ / "pipe").c_str(), 0600), 0);
+  for (const std::filesystem::path& path : {directory_ / "none", directory_ / "pipe", directory_}) {
+    for (const int mode : {1, 5, 7})
+      EXPECT_EQ(factory_.loadNodeFromFile(path.c_str(), mode), 5) << path;
   }
 }
 

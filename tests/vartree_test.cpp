@@ -7,16 +7,15 @@
 #include <cerrno>
 #include <cfloat>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <numeric>
 #include <string>
 #include <tuple>
 
+#include "TreeText.h"
 #include "common/vartree/Release.h"
 #include "common/vartree/TextStream.h"
-#include "common/vartree/TreeWriter.h"
 
 namespace invscan {
 namespace {
@@ -45,17 +44,6 @@ int parseInto(VtNode& root, std::string_view text) {
 Tree parse(std::string_view text) {
   SlowStream stream(text);
   return Tree(vtParseNodeDump(std::make_unique<VtILineStream>(&stream).get()));
-}
-
-std::string dump(const VtNode& node) {
-  char* text = nullptr;
-  std::size_t size = 0;
-  FILE* file = open_memstream(&text, &size);
-  TreeWriter(file).node(node, 0);
-  std::fclose(file);
-  const std::string result(text, size);
-  std::free(text);
-  return result;
 }
 
 std::string times(int count, const std::string& text) {
