@@ -38,7 +38,9 @@ std::string unescaped(const std::string& escaped) {
 }
 
 void checkString(const std::string& text) {
-  const std::string shown = printed(KelTableAttrib(1, text));
+  const KelTableAttrib attrib(1, text);
+  const std::string shown = printed(attrib);
+  if (shown != invscan::printedValue(*attrib.getAttribPtr())) std::abort();
   for (const char character : shown) {
     if (character >= 0 && character < ' ') std::abort();
   }

@@ -78,7 +78,12 @@ std::string written(const std::function<void(FILE*)>& write) {
 }
 
 std::string printed(const KelTableAttrib& attrib) {
-  return written([&](FILE* to) { PrintKelAttribValueToFile(to, attrib.getAttribPtr()); });
+  const auto text =
+      written([&](FILE* to) { PrintKelAttribValueToFile(to, attrib.getAttribPtr()); });
+  if (attrib.getType() != KEL_STRING) {
+    EXPECT_EQ(invscan::printedValue(*attrib.getAttribPtr()), text);
+  }
+  return text;
 }
 
 template <class... Argument>
@@ -221,6 +226,7 @@ TEST_F(Model, AStringThatTheLocaleCannotExpressIsNotWritten) {
   const auto euro = attrib("10 \xE2\x82\xAC");
   useLocale("C");
   EXPECT_EQ(printed(*euro), "");
+  EXPECT_EQ(invscan::printedValue(*euro->getAttribPtr()), "10 \xE2\x82\xAC");
 }
 
 TEST_F(Model, FloatsReadAsPrintfWritesThem) {

@@ -1,9 +1,10 @@
 // Text forms of value records. Nothing here changes or frees a record, makes a stream
-// wide-oriented, or switches the process's locale; strings are written in the encoding of the
-// process's locale, and one that it cannot express is not written.
+// wide-oriented, or switches the process's locale. The functions that print write strings in the
+// encoding of the process's locale, and one that it cannot express is not written.
 #pragma once
 
 #include <cstdio>
+#include <string>
 
 #include <invscan/catalogue.h>
 #include <invscan/export.h>
@@ -42,3 +43,10 @@ INVSCAN_EXPORT wchar_t* dmtf_escape(wchar_t* text);
 
 // "KEL_UCHAR" to "KEL_LONGLONG", else "Undefined Attrib Type".
 INVSCAN_EXPORT const char* getKelAttribTypeAsString(unsigned long type);
+
+namespace invscan {
+
+// The text that PrintKelAttribValueToFile prints, in UTF-8 whatever the locale is.
+INVSCAN_EXPORT std::string printedValue(const kelAttribValue& record);
+
+}  // namespace invscan

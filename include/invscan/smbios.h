@@ -106,8 +106,8 @@ class INVSCAN_EXPORT SMBIOSTableData {
   int length_ = 0;  // of the formatted area, as the structure states it
   int stringsLength_ = 0;
   bool hasData_ = false;
-  std::unique_ptr<std::unique_ptr<char[]>[]> strings_;
-  int stringCount_ = 0;                 // places for texts
+  std::unique_ptr<char[]> texts_;  // one behind the other
+  int textCount_ = 0;
   std::vector<unsigned char> fields_;   // the formatted area, as far as it is there
   const SMBIOSTable* table_ = nullptr;  // that the record belongs to
 };
@@ -463,14 +463,14 @@ class INVSCAN_EXPORT SMBIOSTable {
   SMBIOSTable17Data* getTable17(int i) const { return slots_.table17.at(i); }
   SMBIOSTable24Data* getTable24() const { return slots_.table24; }
 
-  int getTable4Total() const { return slots_.table4.count; }
+  int getTable4Total() const { return slots_.table4.count(); }
   // Central processors that are there.
   int getTable4PopulatedTotal() const { return slots_.populatedProcessors; }
-  int getTable6Total() const { return slots_.table6.count; }
-  int getTable8Total() const { return slots_.table8.count; }
-  int getTable9Total() const { return slots_.table9.count; }
-  int getTable10Total() const { return slots_.table10.count; }
-  int getTable17Total() const { return slots_.table17.count; }
+  int getTable6Total() const { return slots_.table6.count(); }
+  int getTable8Total() const { return slots_.table8.count(); }
+  int getTable9Total() const { return slots_.table9.count(); }
+  int getTable10Total() const { return slots_.table10.count(); }
+  int getTable17Total() const { return slots_.table17.count(); }
 
   // The memory arrays of system memory, of which native tables keep every one; empty in others.
   const std::vector<SMBIOSTable16Data*>& getSystemMemoryArrays() const {
@@ -505,13 +505,14 @@ class INVSCAN_EXPORT SMBIOSTable {
   static char* validateString(char* value, char* out);
 
  private:
-  // Records in the order of the structures.
+  // Records in the order of the structures, up to the capacity.
   template <class Record, int Capacity>
   struct Container {
-    Record* records[Capacity] = {};
-    int count = 0;
-    // A compiler that knows i does not know that count is at most the capacity.
-    Record* at(int i) const { return i < 0 || i >= count || i >= Capacity ? nullptr : records[i]; }
+    std::vector<Record*> records;
+    int count() const { return static_cast<int>(records.size()); }
+    Record* at(int i) const {
+      return i < 0 || i >= count() ? nullptr : records[static_cast<std::size_t>(i)];
+    }
   };
 
   struct Slots {

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <string_view>
-#include <vector>
 
 #include "agent/Options.h"
 
@@ -18,15 +18,15 @@ struct Command {
   const char* summary;
   std::size_t fewestWords;
   std::size_t mostWords;
-  std::vector<const char*> formats;  // what --format may name; none: the option has no meaning
-  bool scans;                        // has --timeout and --jobs
-  bool redacts;                      // has --redact
+  std::span<const char* const> formats;  // what --format may name; none: it has no meaning
+  bool scans;                            // has --timeout and --jobs
+  bool redacts;                          // has --redact
   int (*run)(const Options& options);
   bool readsDumps = false;  // has --dump, --read and --force
 };
 
 // The first is the one that runs when none is named.
-const std::vector<Command>& commands();
+std::span<const Command> commands();
 
 // Null for a word that is no command.
 const Command* findCommand(std::string_view word);

@@ -1,20 +1,15 @@
 #include "agent/Formats.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace invscan::agent {
 
-const std::vector<Format>& formats() {
-  static const std::vector<Format> table = {
-      {"text", formatText}, {"json", formatJson}, {"jsonl", formatJsonLines}, {"csv", formatCsv}};
-  return table;
-}
-
 const Format& findFormat(std::string_view name) {
-  const auto& table = formats();
-  const auto found = std::find_if(table.begin(), table.end(),
-                                  [name](const Format& format) { return name == format.name; });
-  return found == table.end() ? table.front() : *found;
+  const auto* const found =
+      std::find_if(std::begin(kFormats), std::end(kFormats),
+                   [name](const Format& format) { return name == format.name; });
+  return found == std::end(kFormats) ? kFormats[0] : *found;
 }
 
 }  // namespace invscan::agent

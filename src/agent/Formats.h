@@ -3,7 +3,6 @@
 
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "agent/Scan.h"
 
@@ -22,7 +21,8 @@ struct Format {
 };
 
 // The first is the default.
-const std::vector<Format>& formats();
+inline constexpr Format kFormats[] = {
+    {"text", formatText}, {"json", formatJson}, {"jsonl", formatJsonLines}, {"csv", formatCsv}};
 
 // The name must be one of the table's or empty.
 const Format& findFormat(std::string_view name);

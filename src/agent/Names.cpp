@@ -71,12 +71,15 @@ std::string suggestion(std::string_view word, const std::vector<const char*>& na
   return name ? std::string("; did you mean \"") + name + "\"?" : "";
 }
 
-std::vector<const kelGroupDef*> allGroups() {
-  std::vector<const kelGroupDef*> groups;
-  for (const kelGroupDef* group = GROUPS_DEF; group->id != kEndOfTable; ++group) {
-    groups.push_back(group);
-  }
-  return groups;
+const std::vector<const kelGroupDef*>& allGroups() {
+  static const auto all = [] {
+    std::vector<const kelGroupDef*> groups;
+    for (const kelGroupDef* group = GROUPS_DEF; group->id != kEndOfTable; ++group) {
+      groups.push_back(group);
+    }
+    return groups;
+  }();
+  return all;
 }
 
 std::vector<const kelAttribDef*> attributesOf(const kelGroupDef& group) {
@@ -88,9 +91,8 @@ std::vector<const kelAttribDef*> attributesOf(const kelGroupDef& group) {
 }
 
 const kelGroupDef& findGroup(const std::string& name) {
-  const auto groups = allGroups();
-  if (const kelGroupDef* group = findByName(groups, name)) return *group;
-  throw Failure("no group \"" + name + "\"" + suggestion(name, namesOf(groups)) +
+  if (const kelGroupDef* group = findByName(allGroups(), name)) return *group;
+  throw Failure("no group \"" + name + "\"" + suggestion(name, namesOf(allGroups())) +
                 "  (\"invscan list\" shows all)");
 }
 
@@ -103,14 +105,12 @@ const kelAttribDef& findAttribute(const kelGroupDef& group, const std::string& n
 }
 
 std::vector<const kelGroupDef*> findGroups(const std::vector<std::string>& names) {
-  auto groups = allGroups();
-  if (names.empty()) return groups;
+  if (names.empty()) return allGroups();
   std::vector<const kelGroupDef*> named;
   for (const std::string& name : names) named.push_back(&findGroup(name));
-  std::erase_if(groups, [&named](const kelGroupDef* group) {
-    return std::find(named.begin(), named.end(), group) == named.end();
-  });
-  return groups;
+  std::sort(named.begin(), named.end());
+  named.erase(std::unique(named.begin(), named.end()), named.end());
+  return named;
 }
 
 std::string attributeName(const kelGroupDef& group, unsigned long attribId) {

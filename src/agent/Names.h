@@ -17,7 +17,7 @@ std::string suggestion(std::string_view word, const std::vector<const char*>& na
 
 bool sameIgnoringCase(std::string_view a, std::string_view b);
 
-std::vector<const kelGroupDef*> allGroups();
+const std::vector<const kelGroupDef*>& allGroups();
 std::vector<const kelAttribDef*> attributesOf(const kelGroupDef& group);
 
 // In any case. These throw Failure, with the nearest name, for a name that does not exist.

@@ -3,10 +3,12 @@
 #include <getopt.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <set>
+#include <string_view>
 #include <system_error>
 
 #include "agent/Commands.h"
@@ -37,14 +39,24 @@ std::string named(const Value& value) {
   return value.text;
 }
 
-// A number within limits, which are also told in words.
-template <class Number>
-Number numberIn(const Value& value, Number least, Number most, const char* limits) {
-  Number number{};
-  const char* end = value.text + std::strlen(value.text);
-  const auto [rest, error] = std::from_chars(value.text, end, number);
-  if (error == std::errc() && rest == end && number >= least && number <= most) return number;
+[[noreturn]] void failNumber(const Value& value, const char* limits) {
   failValue(value, "\"" + std::string(value.text) + "\" is not a number from " + limits);
+}
+
+int jobsIn(const Value& value) {
+  int jobs = 0;
+  const char* end = value.text + std::strlen(value.text);
+  const auto [rest, error] = std::from_chars(value.text, end, jobs);
+  if (error == std::errc() && rest == end && jobs >= 1 && jobs <= 1024) return jobs;
+  failNumber(value, "1 to 1024");
+}
+
+double secondsIn(const Value& value) {
+  const bool isPlain = value.text[std::strspn(value.text, "0123456789.")] == '\0';
+  char* end = nullptr;
+  const double seconds = std::strtod(value.text, &end);
+  if (isPlain && *end == '\0' && seconds >= 0.001 && seconds <= 86400) return seconds;
+  failNumber(value, "0.001 to 86400 seconds");
 }
 
 CcLogWrapper::Level traceLevel(const Value& value) {
@@ -76,15 +88,10 @@ const Option kOptions[] = {
     {"output", "FILE", "Write to a file, which appears whole or not at all",
      [](Options& options, const Value& value) { options.output = named(value); }, kAlways},
     {"timeout", "S", "Time limit of each group in seconds (30)",
-     [](Options& options, const Value& value) {
-       options.timeoutSeconds = numberIn(value, 0.001, 86400.0, "0.001 to 86400 seconds");
-     },
+     [](Options& options, const Value& value) { options.timeoutSeconds = secondsIn(value); },
      kScans},
     {"jobs", "N", "Groups to scan at a time (the processors)",
-     [](Options& options, const Value& value) {
-       options.jobs = numberIn(value, 1, 1024, "1 to 1024");
-     },
-     kScans},
+     [](Options& options, const Value& value) { options.jobs = jobsIn(value); }, kScans},
     {"machine", "DIR", "Scan a capture in place of this machine",
      [](Options& options, const Value& value) { options.machine = named(value); }, kAlways},
     {"classic", nullptr, "Read the classic sources rather than the kernel's own",
@@ -140,11 +147,11 @@ std::string help() {
 // The words of a command line, and which options were met.
 struct Line {
   std::vector<std::string> words;
-  std::set<const Option*> met;
+  std::vector<const Option*> met;
 
-  bool has(const char* name) const {
+  bool has(std::string_view name) const {
     return std::any_of(met.begin(), met.end(),
-                       [name](const Option* option) { return option->name == std::string(name); });
+                       [name](const Option* option) { return option->name == name; });
   }
 };
 
@@ -152,13 +159,11 @@ Line readLine(int argc, char** argv, Options& options) {
   // An option is known by its place in the table, beyond all characters.
   constexpr int kFirst = 1 << 8;
   constexpr int kWord = 1;
-  std::vector<option> known;
-  for (const Option& each : kOptions) {
+  std::array<option, std::size(kOptions) + 1> known{};  // the last one ends the list
+  std::transform(std::begin(kOptions), std::end(kOptions), known.begin(), [](const Option& each) {
     const int place = static_cast<int>(&each - kOptions);
-    known.push_back(
-        {each.name, each.value ? required_argument : no_argument, nullptr, kFirst + place});
-  }
-  known.push_back({});
+    return option{each.name, each.value ? required_argument : no_argument, nullptr, kFirst + place};
+  });
 
   Line line;
   opterr = 0;
@@ -168,9 +173,9 @@ Line readLine(int argc, char** argv, Options& options) {
     if (found == kWord) {
       line.words.emplace_back(optarg);
     } else if (found == 'h') {
-      line.met.insert(
+      line.met.push_back(
           std::find_if(std::begin(kOptions), std::end(kOptions),
-                       [](const Option& each) { return each.name == std::string("help"); }));
+                       [](const Option& each) { return each.name == std::string_view("help"); }));
     } else if (place < 0) {
       failUnknown(optopt != 0 ? std::string{'-', static_cast<char>(optopt)} : argv[optind - 1]);
     } else if (isWrong) {
@@ -178,7 +183,7 @@ Line readLine(int argc, char** argv, Options& options) {
       failUsage(spelt(each) + (found == ':' ? " needs a value" : " takes no value"));
     } else {
       const Option& each = kOptions[place];
-      line.met.insert(&each);
+      line.met.push_back(&each);
       if (each.take) each.take(options, {each.name, optarg});
     }
   }

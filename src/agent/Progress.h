@@ -9,7 +9,7 @@ namespace invscan::agent {
 
 class Progress {
  public:
-  Progress();
+  Progress() = default;
   // Erases the line.
   ~Progress();
   Progress(const Progress&) = delete;
@@ -19,7 +19,6 @@ class Progress {
   void show(const kelGroupDef* running, int done, int total);
 
  private:
-  const bool isWanted_;
   bool isShown_ = false;
   const std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
 };

@@ -24,14 +24,18 @@ constexpr struct {
     {"timed out", "raise --timeout"},
 };
 
-std::vector<std::string> split(std::string_view text, std::string_view separator) {
-  std::vector<std::string> parts;
-  while (!text.empty()) {
-    const std::size_t end = std::min(text.find(separator), text.size());
-    parts.emplace_back(text.substr(0, end));
-    text.remove_prefix(std::min(end + separator.size(), text.size()));
+// Whether all sources of an attribute, as the access log names them or as patterns of that, are
+// such.
+template <class Test>
+bool everySource(const AttributeTraits& traits, Test isSuch) {
+  constexpr std::string_view kSeparator = "; ";
+  std::string_view rest = traits.sources;
+  while (!rest.empty()) {
+    const std::size_t end = std::min(rest.find(kSeparator), rest.size());
+    if (!isSuch(rest.substr(0, end))) return false;
+    rest.remove_prefix(std::min(end + kSeparator.size(), rest.size()));
   }
-  return parts;
+  return true;
 }
 
 // Whether the whole text fits the pattern, in which an asterisk stands for any text.
@@ -50,28 +54,24 @@ void addOnce(std::vector<std::string>& texts, const std::string& text) {
   if (std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
 }
 
-// What the group's attributes come from, as the access log names it or as patterns of that.
-std::vector<std::string> sourcesOf(const kelGroupDef& group) {
-  std::vector<std::string> sources;
-  for (const kelAttribDef* attribute : attributesOf(group)) {
+// The same for all attributes of a group.
+template <class Test>
+bool everySource(const kelGroupDef& group, Test isSuch) {
+  for (const kelAttribDef* attribute = group.attribs; attribute->id != kEndOfTable; ++attribute) {
     const AttributeTraits* traits = attributeTraits(group.id, attribute->id);
-    if (!traits) continue;
-    for (const std::string& source : split(traits->sources, "; ")) addOnce(sources, source);
+    if (traits && !everySource(*traits, isSuch)) return false;
   }
-  return sources;
+  return true;
 }
 
 }  // namespace
 
 bool isSourceOf(const kelGroupDef& group, const std::string& source) {
-  const auto patterns = sourcesOf(group);
-  return std::any_of(patterns.begin(), patterns.end(),
-                     [&](const std::string& pattern) { return fits(pattern, source); });
+  return !everySource(group, [&](std::string_view pattern) { return !fits(pattern, source); });
 }
 
-bool asksOnly(const kelGroupDef& group, const std::vector<std::string>& sources) {
-  const auto asked = sourcesOf(group);
-  return std::all_of(asked.begin(), asked.end(), [&](const std::string& source) {
+bool asksOnly(const kelGroupDef& group, std::initializer_list<std::string_view> sources) {
+  return everySource(group, [&](std::string_view source) {
     return std::find(sources.begin(), sources.end(), source) != sources.end();
   });
 }
@@ -95,7 +95,7 @@ std::string reasonForDefault(const GroupResult& result, const kelAttribDef& attr
   if (!traits || !*traits->sources) return "never filled on Linux";
 
   std::vector<std::string> answered, failed;
-  for (const std::string& source : split(traits->sources, "; ")) {
+  everySource(*traits, [&](std::string_view source) {
     for (const Access& access : result.accesses) {
       if (!fits(source, access.source)) continue;
       if (access.outcome == "ok") {
@@ -104,7 +104,8 @@ std::string reasonForDefault(const GroupResult& result, const kelAttribDef& attr
         addOnce(failed, access.source + ": " + access.outcome);
       }
     }
-  }
+    return true;
+  });
   if (!answered.empty()) {
     return joined(answered, ", ") + " answered: this is the value there, or it does not tell";
   }

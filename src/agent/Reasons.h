@@ -1,7 +1,9 @@
 // Why attributes have no value.
 #pragma once
 
+#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <invscan/catalogue.h>
@@ -14,7 +16,7 @@ namespace invscan::agent {
 bool isSourceOf(const kelGroupDef& group, const std::string& source);
 
 // Whether no attribute of the group comes from anything but these.
-bool asksOnly(const kelGroupDef& group, const std::vector<std::string>& sources);
+bool asksOnly(const kelGroupDef& group, std::initializer_list<std::string_view> sources);
 
 // Whether this version collects the group at all.
 bool hasCollector(const kelGroupDef& group);

@@ -1,7 +1,5 @@
 #include "agent/ScanRun.h"
 
-#include <sched.h>
-
 #include <algorithm>
 #include <iterator>
 #include <string>
@@ -25,26 +23,17 @@ namespace {
 constexpr int kLoaded = 0;
 constexpr int kMalformedFile = 2;
 
-// Those that this process may use; no file is asked, so that a replay asks none.
-int processorCount() {
-  cpu_set_t processors;
-  return sched_getaffinity(0, sizeof processors, &processors) == 0
-             ? std::max(CPU_COUNT(&processors), 1)
-             : 1;
-}
-
-// Loads the hardware configuration file, which need not be there, and holds each of the workers to
-// its part of the share that all may use.
-void configure(int workers) {
+// Loads the hardware configuration file, which need not be there.
+void configure() {
   GroupFactory& factory = *GroupFactory::getInstance();
   const std::string path = factory.m_HWConfigFile.toNarrow();
   const int result = factory.loadNodeFromFile(factory.m_HWConfigFile, 1);
   if (result == kMalformedFile) {
     throw Failure(path + ": not a hardware configuration file; --trace min tells what is wrong");
   }
-  CpuThreshold& threshold = factory.getCpuThreshold();
-  if (result != kLoaded) threshold.initialize(OrvCfg::getKey("hwscanner.cputhreshold"));
-  threshold.divideAmong(workers);
+  if (result != kLoaded) {
+    factory.getCpuThreshold().initialize(OrvCfg::getKey("hwscanner.cputhreshold"));
+  }
 }
 
 // Firmware tables are read once for all groups, before any is scanned: what that took belongs to
@@ -66,8 +55,8 @@ Scan scanMachine(const Options& options, const std::vector<const kelGroupDef*>& 
   Progress progress;
   ScannerOptions scanner;
   scanner.timeoutSeconds = options.timeoutSeconds;
-  scanner.jobs = options.jobs > 0 ? options.jobs : processorCount();
-  configure(std::min(scanner.jobs, static_cast<int>(groups.size())));
+  scanner.jobs = options.jobs;
+  configure();
   scanner.noteAccesses = noteAccesses;
   scanner.fixedLocale = !options.machine.empty();
   scanner.progress = [&progress](const kelGroupDef* running, int done, int total) {

@@ -1,6 +1,7 @@
 #include "agent/Scanner.h"
 
 #include <langinfo.h>
+#include <sched.h>
 
 #include <algorithm>
 #include <chrono>
@@ -8,6 +9,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <invscan/factory.h>
 #include <invscan/group.h>
@@ -29,6 +31,14 @@ void useUtf8Locale(bool isFixed) {
   if (!isUtf8) std::setlocale(LC_CTYPE, "C.UTF-8");
 }
 
+// Those that this process may use; no file is asked, so that a replay asks none.
+int processorCount() {
+  cpu_set_t processors;
+  return sched_getaffinity(0, sizeof processors, &processors) == 0
+             ? std::max(CPU_COUNT(&processors), 1)
+             : 1;
+}
+
 // Whether all texts of the firmware's structures are ASCII, which reads the same in every locale.
 bool hasPlainTexts(const SMBIOSTable& table) {
   const auto isPlain = [](unsigned char letter) { return letter < 0x80; };
@@ -47,23 +57,36 @@ bool hasPlainTexts(const SMBIOSTable& table) {
 using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
-// What the factory reads when it is initialised, in this very process.
-const std::vector<std::string> kReadAtStart = {"/sys/firmware/dmi/tables/*", "/dev/mem"};
+// Whether the group lives on nothing but what the factory read when it was initialised, in this
+// very process.
+bool isReadAtStart(const kelGroupDef& group) {
+  return asksOnly(group, {"/sys/firmware/dmi/tables/*", "/dev/mem"});
+}
 
-std::string payloadFor(const kelGroupDef& definition, const ScannerOptions& options) {
+struct Collected {
+  std::unique_ptr<KelTable> table;  // null when the machine has none
+  std::vector<Access> accesses;
+};
+
+Collected collect(const kelGroupDef& definition, const ScannerOptions& options) {
   if (options.noteAccesses) startAccessLog();
   const std::unique_ptr<KelGroup> group(GroupFactory::getInstance()->getGroup(definition.name));
-  const std::unique_ptr<KelTable> table(group ? group->getTable() : nullptr);
+  std::unique_ptr<KelTable> table(group ? group->getTable() : nullptr);
   if (group) group->iteration();  // before the answer, which is a worker's end
-  return encodePayload(table.get(), options.noteAccesses ? accessLog() : std::vector<Access>());
+  return {std::move(table), options.noteAccesses ? accessLog() : std::vector<Access>()};
 }
 
 // A worker would protect nothing: all that the group lives on was read and decoded here before.
 GroupResult collectHere(const kelGroupDef& definition, const ScannerOptions& options) {
   const auto start = Clock::now();
+  Collected collected = collect(definition, options);
   GroupResult result;
   result.group = &definition;
-  decodePayload(payloadFor(definition, options), result);
+  if (collected.table) {
+    result.status = Status::Ok;
+    result.rows = copiedRows(*collected.table);
+  }
+  result.accesses = std::move(collected.accesses);
   result.milliseconds = Milliseconds(Clock::now() - start).count();
   return result;
 }
@@ -75,11 +98,13 @@ Scan scanGroups(const std::vector<const kelGroupDef*>& groups, const ScannerOpti
   std::vector<Job> jobs;
   std::vector<const kelGroupDef*> own;
   for (const kelGroupDef* const group : groups) {
-    if (asksOnly(*group, kReadAtStart)) {
+    if (isReadAtStart(*group)) {
       own.push_back(group);
     } else {
       jobs.push_back({group, [group, &options](int descriptor) {
-                        sendAnswer(descriptor, payloadFor(*group, options));
+                        const Collected collected = collect(*group, options);
+                        sendAnswer(descriptor,
+                                   encodePayload(collected.table.get(), collected.accesses));
                       }});
     }
   }
@@ -92,7 +117,12 @@ Scan scanGroups(const std::vector<const kelGroupDef*>& groups, const ScannerOpti
   scan.time = KelTable::createTimeStap();
   for (const kelGroupDef* const group : own) scan.groups.push_back(collectHere(*group, options));
   if (!jobs.empty()) {
-    for (GroupResult& result : runJobs(jobs, options)) scan.groups.push_back(std::move(result));
+    ScannerOptions pool = options;
+    pool.jobs =
+        std::min(options.jobs > 0 ? options.jobs : processorCount(), static_cast<int>(jobs.size()));
+    // Each worker may use its part of the share that all may use.
+    GroupFactory::getInstance()->getCpuThreshold().divideAmong(pool.jobs);
+    for (GroupResult& result : runJobs(jobs, pool)) scan.groups.push_back(std::move(result));
   }
   std::sort(scan.groups.begin(), scan.groups.end(),
             [](const GroupResult& a, const GroupResult& b) { return a.group < b.group; });

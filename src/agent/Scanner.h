@@ -10,7 +10,7 @@ namespace invscan::agent {
 
 struct ScannerOptions {
   double timeoutSeconds = 30;  // for each worker, from its own start
-  int jobs = 1;                // workers at a time
+  int jobs = 0;                // workers at a time; 0: as many as there are processors
   bool noteAccesses = false;   // fill GroupResult::accesses
   // Characters are read in the locale C.UTF-8, not the environment's: a replay asks the live
   // machine nothing, not even for a locale.

@@ -1,10 +1,7 @@
 #include "agent/Text.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <charconv>
 #include <system_error>
 #include <utility>
@@ -42,7 +39,7 @@ std::string validUtf8(const std::string& bytes) {
   return utf8(wide.toWide(), wide.length());
 }
 
-std::string printable(const std::string& utf8) {
+std::string printable(std::string utf8) {
   const auto isPlain = [](char letter) { return letter >= ' ' && letter <= '~'; };
   if (std::all_of(utf8.begin(), utf8.end(), isPlain)) return utf8;
   const String wide(utf8);
@@ -120,24 +117,37 @@ std::string wrapped(const std::vector<std::string>& parts, const std::string& in
   return text + line + "\n";
 }
 
-void Columns::add(std::vector<std::string> cells) {
-  lines_.push_back(std::move(cells));
+void Columns::add(std::initializer_list<std::string_view> cells) {
+  for (const std::string_view& cell : cells) {
+    texts_ += cell;
+    cells_.push_back({static_cast<std::uint32_t>(cell.size()),
+                      static_cast<std::uint32_t>(width(cell)), &cell + 1 == cells.end()});
+  }
 }
 
-std::string Columns::text(const std::string& indent) const {
-  std::vector<std::size_t> widths;
-  for (const auto& cells : lines_) {
-    widths.resize(std::max(widths.size(), cells.size()));
-    for (std::size_t i = 0; i < cells.size(); ++i) widths[i] = std::max(widths[i], width(cells[i]));
+std::string Columns::text(std::string_view indent) const {
+  std::vector<std::uint32_t> widths;
+  std::size_t column = 0;
+  for (const Cell& cell : cells_) {
+    if (column == widths.size()) widths.push_back(0);
+    widths[column] = std::max(widths[column], cell.width);
+    column = cell.endsLine ? 0 : column + 1;
   }
   std::string text;
-  for (const auto& cells : lines_) {
-    std::string line = indent;
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-      line += i + 1 < cells.size() ? padded(cells[i], widths[i] + 2) : cells[i];
+  text.reserve(2 * texts_.size());
+  std::string_view rest = texts_;
+  column = 0;
+  for (const Cell& cell : cells_) {
+    if (column == 0) text += indent;
+    text += rest.substr(0, cell.length);
+    rest.remove_prefix(cell.length);
+    if (cell.endsLine) {
+      text.erase(text.find_last_not_of(' ') + 1);
+      text += '\n';
+      column = 0;
+    } else {
+      text.append(widths[column++] - cell.width + 2, ' ');
     }
-    line.erase(line.find_last_not_of(' ') + 1);
-    text += line + "\n";
   }
   return text;
 }
@@ -146,16 +156,6 @@ std::string errorText(int error) {
   std::string text = std::generic_category().message(error);
   text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
   return text;
-}
-
-bool writeAll(int descriptor, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t count = write(descriptor, text.data(), text.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return false;
-    text.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return true;
 }
 
 }  // namespace invscan::agent

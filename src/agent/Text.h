@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,7 +17,7 @@ std::string validUtf8(const std::string& bytes);
 
 // Fit for a terminal: control characters and bytes that are not UTF-8 are spelt as \x and two
 // hexadecimal digits.
-std::string printable(const std::string& utf8);
+std::string printable(std::string utf8);
 
 // Control characters become blanks.
 std::string withBlanksForControls(const std::string& utf8);
@@ -41,18 +43,21 @@ std::string wrapped(const std::vector<std::string>& parts, const std::string& in
 // Lines of cells, as columns that are as wide as their widest cell.
 class Columns {
  public:
-  void add(std::vector<std::string> cells);
+  void add(std::initializer_list<std::string_view> cells);
   // Each line begins with the indent; the last cell is not padded.
-  std::string text(const std::string& indent) const;
+  std::string text(std::string_view indent) const;
 
  private:
-  std::vector<std::vector<std::string>> lines_;
+  struct Cell {
+    std::uint32_t length;
+    std::uint32_t width;
+    bool endsLine;
+  };
+  std::string texts_;  // of all cells, one behind the other
+  std::vector<Cell> cells_;
 };
 
 // The system's words for an errno, in lower case.
 std::string errorText(int error);
-
-// Whether all of it was written; errno tells why not.
-bool writeAll(int descriptor, std::string_view text);
 
 }  // namespace invscan::agent

@@ -1,5 +1,4 @@
-#include <utility>
-
+#include <invscan/print.h>
 #include <invscan/traits.h>
 
 #include "agent/Formats.h"
@@ -11,13 +10,13 @@ namespace invscan::agent {
 namespace {
 
 std::string shownValue(const kelGroupDef& group, const kelAttribValue& record) {
-  std::string text = printable(printedText(record));
+  std::string text = printable(printedValue(record));
   const kelAttribDef* attribute = getAttribDefinitionFromId(&group, record.attribId);
   if (const char* meaning = attribute ? enumeratedText(*attribute, record) : nullptr) {
-    text += std::string(" (") + meaning + ")";
+    text.append(" (").append(meaning).append(")");
   }
   const AttributeTraits* traits = attributeTraits(group.id, record.attribId);
-  if (traits && *traits->unit && !text.empty()) text += std::string(" ") + traits->unit;
+  if (traits && *traits->unit && !text.empty()) text.append(" ").append(traits->unit);
   return text;
 }
 
@@ -25,12 +24,16 @@ std::string shownValue(const kelGroupDef& group, const kelAttribValue& record) {
 std::string rowBlock(const GroupResult& result) {
   Columns columns;
   for (std::size_t i = 0; i < result.rows.size(); ++i) {
-    std::string number = result.rows.size() > 1 ? std::to_string(i + 1) : "";
+    std::string number = std::to_string(i + 1);
     for (const Record& record : result.rows[i]) {
-      std::vector<std::string> cells = {attributeName(*result.group, record->attribId),
-                                        shownValue(*result.group, *record)};
-      if (result.rows.size() > 1) cells.insert(cells.begin(), std::exchange(number, ""));
-      columns.add(std::move(cells));
+      const std::string name = attributeName(*result.group, record->attribId);
+      const std::string value = shownValue(*result.group, *record);
+      if (result.rows.size() == 1) {
+        columns.add({name, value});
+      } else {
+        columns.add({number, name, value});
+        number.clear();
+      }
     }
   }
   return columns.text("  ");
@@ -57,7 +60,7 @@ std::string formatText(const Scan& scan, bool inColour) {
     if (result.status == Status::Absent) {
       absent.push_back(result.group->name);
     } else {
-      text += heading(result, inColour) + body(result) + "\n";
+      text.append(heading(result, inColour)).append(body(result)).append("\n");
     }
   }
   if (!absent.empty()) return text + "Absent on this machine: " + joined(absent, ", ") + "\n";

@@ -1,11 +1,6 @@
 #include "agent/Value.h"
 
-#include <algorithm>
 #include <charconv>
-#include <clocale>
-#include <cstdio>
-#include <cstdlib>
-#include <memory>
 
 #include <invscan/print.h>
 #include <invscan/traits.h>
@@ -58,41 +53,6 @@ std::optional<unsigned long> countIn(const kelAttribValue& record) {
   }
 }
 
-bool isAscii(const kelAttribValue& record) {
-  if (record.kelType != KEL_STRING) return true;
-  const auto* string = reinterpret_cast<const KelString*>(record.value);
-  return std::all_of(string->text, string->text + string->count,
-                     [](wchar_t letter) { return letter < 0x80; });
-}
-
-// A stream into memory for the library's printer, which writes in the encoding of the locale.
-class PrintedForm {
- public:
-  PrintedForm() {
-    stream_ = open_memstream(&text_, &length_);
-    if (!stream_) throw std::bad_alloc();
-  }
-  ~PrintedForm() {
-    fclose(stream_);
-    free(text_);
-  }
-  PrintedForm(const PrintedForm&) = delete;
-  PrintedForm& operator=(const PrintedForm&) = delete;
-
-  std::string of(const kelAttribValue& record) {
-    if (!isAscii(record)) setlocale(LC_CTYPE, "C.UTF-8");
-    rewind(stream_);
-    PrintKelAttribValueToFile(stream_, &record);
-    fflush(stream_);
-    return std::string(text_, length_);
-  }
-
- private:
-  FILE* stream_ = nullptr;
-  char* text_ = nullptr;
-  std::size_t length_ = 0;
-};
-
 }  // namespace
 
 bool isText(const kelAttribValue& record) {
@@ -130,11 +90,6 @@ std::string plainText(const kelAttribValue& record) {
   }
 }
 
-std::string printedText(const kelAttribValue& record) {
-  static PrintedForm form;
-  return form.of(record);
-}
-
 const char* enumeratedText(const kelAttribDef& attribute, const kelAttribValue& record) {
   const auto value = countIn(record);
   if (!attribute.enums || !value) return nullptr;
@@ -168,7 +123,7 @@ bool isDefault(unsigned long groupId, const kelAttribDef& attribute, const kelAt
   const AttributeTraits* traits = attributeTraits(groupId, attribute.id);
   if (traits && std::string_view(traits->sources) == "constant") return false;
   if (traits && traits->defaultText) {
-    return text == traits->defaultText || printedText(*record) == traits->defaultText;
+    return text == traits->defaultText || printedValue(*record) == traits->defaultText;
   }
   if (record->kelType == KEL_DATETIME) return text == epochText();
   return text.empty() || (!isText(*record) && text.find_first_not_of("0 ") == text.npos);

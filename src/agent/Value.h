@@ -27,9 +27,6 @@ bool isText(const kelAttribValue& record);
 // numbers as short as they read back the same, two words with a blank between them.
 std::string plainText(const kelAttribValue& record);
 
-// The same as the library's own printer writes it, in UTF-8.
-std::string printedText(const kelAttribValue& record);
-
 // What the value means by the attribute's own enumeration, or null.
 const char* enumeratedText(const kelAttribDef& attribute, const kelAttribValue& record);
 

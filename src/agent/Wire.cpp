@@ -1,9 +1,10 @@
 #include "agent/Wire.h"
-#include "agent/Text.h"
 
 #include <cstddef>
 #include <cstring>
 #include <utility>
+
+#include "base/Descriptor.h"
 
 namespace invscan::agent {
 namespace {
@@ -22,18 +23,23 @@ void append(std::string& payload, const std::string& text) {
   payload += text;
 }
 
-// Attributes that are null or have no record count as none.
-void append(std::string& payload, KelTableRow& row) {
-  std::string records;
-  unsigned long count = 0;
+template <class Use>
+void forEachRecord(KelTableRow& row, Use use) {
   row.reset();
   for (unsigned long i = 0; i < row.getNumAttribs(); ++i) {
     const KelTableAttrib* const attrib = row.getNext();
     const kelAttribValue* const record = attrib ? attrib->getAttribPtr() : nullptr;
-    if (!record) continue;
-    records.append(reinterpret_cast<const char*>(record), record->length);
-    ++count;
+    if (record) use(*record);
   }
+}
+
+void append(std::string& payload, KelTableRow& row) {
+  std::string records;
+  unsigned long count = 0;
+  forEachRecord(row, [&](const kelAttribValue& record) {
+    records.append(reinterpret_cast<const char*>(&record), record.length);
+    ++count;
+  });
   append(payload, count);
   payload += records;
 }
@@ -49,6 +55,12 @@ Number numberAt(std::string_view bytes, std::size_t offset) {
   Number number;
   std::memcpy(&number, bytes.data() + offset, sizeof(number));
   return number;
+}
+
+Record copyOf(const void* record, std::size_t length) {
+  auto* const copy = new unsigned char[length];
+  std::memcpy(copy, record, length);
+  return Record(reinterpret_cast<kelAttribValue*>(copy));
 }
 
 bool isSaneString(std::string_view area) {
@@ -96,11 +108,7 @@ class Reader {
     const std::string_view bytes = take(length);
     if (bytes.size() < kHead) return spoil();
     const auto kelType = numberAt<unsigned long>(bytes, offsetof(kelAttribValue, kelType));
-    if (!isSaneValue(kelType, bytes.substr(kHead))) return spoil();
-
-    auto* const copy = new unsigned char[length];
-    std::memcpy(copy, bytes.data(), length);
-    return Record(reinterpret_cast<kelAttribValue*>(copy));
+    return isSaneValue(kelType, bytes.substr(kHead)) ? copyOf(bytes.data(), length) : spoil();
   }
 
   // As many items as the next word says, each read by the function.
@@ -158,6 +166,20 @@ std::string encodePayload(KelTable* table, const std::vector<Access>& accesses) 
     append(payload, access.milliseconds);
   }
   return payload;
+}
+
+std::vector<Row> copiedRows(KelTable& table) {
+  std::vector<Row> rows;
+  rows.reserve(table.getRowCount());
+  table.reset();
+  while (KelTableRow* const row = table.getNext()) {
+    Row& copy = rows.emplace_back();
+    copy.reserve(row->getNumAttribs());
+    forEachRecord(*row, [&](const kelAttribValue& record) {
+      copy.push_back(copyOf(&record, record.length));
+    });
+  }
+  return rows;
 }
 
 bool sendAnswer(int descriptor, const std::string& payload) {

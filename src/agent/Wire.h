@@ -28,6 +28,10 @@ inline constexpr std::size_t kPayloadLimit = 256 << 20;
 // The payload of an answer; a null table means that the machine has none.
 std::string encodePayload(KelTable* table, const std::vector<Access>& accesses);
 
+// The records of a table that this very process made. Attributes that are null or have no record
+// count as none.
+std::vector<Row> copiedRows(KelTable& table);
+
 // Writes an answer. Returns whether all was written.
 bool sendAnswer(int descriptor, const std::string& payload);
 

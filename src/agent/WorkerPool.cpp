@@ -11,8 +11,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <list>
-#include <sstream>
 #include <string>
 #include <system_error>
 
@@ -72,9 +72,9 @@ std::string describeEnd(const siginfo_t& end) {
 }
 
 std::string describeTimeout(double seconds) {
-  std::ostringstream text;
-  text << "no answer within " << seconds << " s";
-  return text.str();
+  char text[64];
+  snprintf(text, sizeof text, "no answer within %g s", seconds);
+  return text;
 }
 
 // A deadline that the clock can hold.

@@ -44,7 +44,7 @@ int parsePercent(const std::string& text) {
 void CpuThreshold::initialize(const String& percent) {
   const int share = parsePercent(percent.toNarrow());
   stretch_ = share == 0 ? 0 : 100.0 / share;
-  rebase();
+  if (stretch_ != 0) rebase();
 }
 
 void CpuThreshold::divideAmong(int processes) {

@@ -1,5 +1,5 @@
-// A file descriptor that closes itself, and reading all that it has. All of it is inline: the
-// library and the agent each compile it in.
+// A file descriptor that closes itself, and reading or writing all that there is. All of it is
+// inline: the library and the agent each compile it in.
 #pragma once
 
 #include <unistd.h>
@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace invscan {
@@ -32,7 +33,7 @@ class Descriptor {
 // Reads up to the end, the limit or an error, for which false is returned; the text holds what
 // there was. One read more than there is text: the end shows only by asking.
 inline bool readAll(int descriptor, std::string& text, std::size_t limit) {
-  constexpr std::size_t kBlock = 1 << 14;
+  constexpr std::size_t kBlock = 1 << 12;
   char block[kBlock];
   text.clear();
   while (text.size() < limit) {
@@ -40,6 +41,17 @@ inline bool readAll(int descriptor, std::string& text, std::size_t limit) {
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) return count == 0;
     text.append(block, static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+// Whether all of it was written; errno tells why not.
+inline bool writeAll(int descriptor, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t count = write(descriptor, text.data(), text.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(count));
   }
   return true;
 }

@@ -41,10 +41,8 @@ std::optional<IniError> wrongValue(const IniEntries& entries) {
   return IniError{line, "hwscanner.sources must be `classic` or `native`"};
 }
 
-Store readStore(const std::string& path) {
-  std::string text;
-  if (const int error = readRegularFile(path, kLargestFile, text))
-    return {{}, error, unreadableText(path, error)};
+Store storeOf(const std::string& path, const std::string& text, int error) {
+  if (error != 0) return {{}, error, unreadableText(path, error)};
   IniEntries entries;
   std::optional<IniError> wrong = parseIni(text, entries);
   if (!wrong) wrong = wrongValue(entries);
@@ -56,11 +54,18 @@ Store readStore(const std::string& path) {
   return loaded;
 }
 
+Store readStore(const std::string& path) {
+  std::string text;
+  const int error = readRegularFile(path, kLargestFile, text);
+  return storeOf(path, text, error);
+}
+
 Store readConfiguredStore() {
   const char* path = secure_getenv("INVSCAN_CONFIG");
   if (path && *path) return readStore(path);
-  Store loaded = readStore(kDefaultPath);
-  return loaded.error == ENOENT ? Store{} : loaded;
+  std::string text;
+  const int error = readRegularFile(kDefaultPath, kLargestFile, text);
+  return error == ENOENT ? Store{} : storeOf(kDefaultPath, text, error);
 }
 
 Store& loadedStore() {

@@ -1,6 +1,4 @@
 // The machine as a whole: system, base board, enclosure, battery, security, texts of its maker.
-#include <cstdio>
-
 #include <invscan/smbios.h>
 
 #include "invscan/SMBIOS/RecordDump.h"
@@ -11,7 +9,8 @@ char* SMBIOSTable1Data::getUUIDAsString() const {
   constexpr int kUuid = 8;
   constexpr int kAsTheyStand[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
   constexpr int kLittleEndian[] = {3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
-  static char uuid[37];
+  constexpr const char* kDigits = "0123456789ABCDEF";
+  static char uuid[37];  // its last byte is never written
   if (!isSince2(1) || !holds(kUuid, 16)) return nullptr;
   const auto& order = isNative() && !isSince2(6) ? kAsTheyStand : kLittleEndian;
   char* end = uuid;
@@ -19,7 +18,9 @@ char* SMBIOSTable1Data::getUUIDAsString() const {
   for (int i = 0; i < 16; ++i) {
     const unsigned value = byte(kUuid + order[i]);
     const bool beginsGroup = i == 4 || i == 6 || i == 8 || i == 10;
-    end += std::sprintf(end, beginsGroup ? "-%02X" : "%02X", value);
+    if (beginsGroup) *end++ = '-';
+    *end++ = kDigits[value / 16];
+    *end++ = kDigits[value % 16];
     isZero = isZero && value == 0;
   }
   return isZero ? nullptr : uuid;

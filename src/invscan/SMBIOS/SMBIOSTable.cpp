@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -61,9 +62,10 @@ int SMBIOSTable::getNextType(unsigned char* data, int offset) const {
   constexpr int kMemoryController = 5;
   const TableView bytes(data, static_cast<std::size_t>(totalLength_));
   const auto isDoubleNul = [&](int at) { return bytes.byte(at) == 0 && bytes.byte(at + 1) == 0; };
+  const auto lengthOf = [](std::string_view text) { return static_cast<int>(text.size()); };
   int at = offset + bytes.byte(offset + 1);
   if (bytes.byte(offset) == kMemoryController && !native_) return isDoubleNul(at) ? at + 2 : at;
-  while (at < totalLength_ && !isDoubleNul(at)) ++at;
+  while (at < totalLength_ && !isDoubleNul(at)) at += std::max(lengthOf(bytes.text(at)), 1);
   return at + 2;
 }
 
@@ -76,7 +78,7 @@ void SMBIOSTable::dump() const {
     if (record) record->dump();
   };
   const auto dumpAll = [&](const auto& container) {
-    for (int i = 0; i < container.count; ++i) dumpOne(container.records[i]);
+    for (const SMBIOSTableData* record : container.records) dumpOne(record);
   };
   dumpOne(slots_.table0);
   dumpOne(slots_.table1);

@@ -12,14 +12,7 @@ using invscan::TableView;
 
 namespace {
 
-constexpr int kPlacesForTexts = 15;
-
-std::unique_ptr<char[]> copyOf(std::string_view text) {
-  auto copy = std::make_unique_for_overwrite<char[]>(text.size() + 1);
-  text.copy(copy.get(), text.size());
-  copy[text.size()] = '\0';
-  return copy;
-}
+constexpr int kMostTexts = 15;
 
 }  // namespace
 
@@ -34,31 +27,37 @@ int SMBIOSTableData::readBlock(unsigned char* data, int offset) {
   length_ = bytes.byte(offset + 1);
   stringsLength_ = 1;
   hasData_ = true;
-  strings_.reset();
-  stringCount_ = 0;
+  textCount_ = 0;
   fields_.resize(static_cast<std::size_t>(length_));
-  for (int i = 0; i < length_; ++i) fields_[static_cast<std::size_t>(i)] = bytes.byte(offset + i);
+  bytes.copy(offset, fields_.size(), fields_.data());
   return offset + length_;
 }
 
 void SMBIOSTableData::getStrings(unsigned char* data, int at) {
   const TableView bytes = view(data);
-  int n = 0;
+  const char* const begin = bytes.text(at).data();
+  std::string_view kept;
+  textCount_ = 0;
   do {
     const std::string_view text = bytes.text(at);
-    if (!strings_) {
-      strings_ = std::make_unique<std::unique_ptr<char[]>[]>(kPlacesForTexts);
-      stringCount_ = kPlacesForTexts;
+    if (textCount_ < kMostTexts) {
+      ++textCount_;
+      kept = {begin, static_cast<std::size_t>(text.data() - begin) + text.size()};
     }
-    if (n < stringCount_) strings_[static_cast<std::size_t>(n++)] = copyOf(text);
     const int length = static_cast<int>(text.size()) + 1;
     stringsLength_ += length;
     at += length;
   } while (bytes.byte(at) != 0);
+  texts_ = std::make_unique_for_overwrite<char[]>(kept.size() + 1);
+  kept.copy(texts_.get(), kept.size());
+  texts_[kept.size()] = '\0';
 }
 
 char* SMBIOSTableData::stringFromIndex(int n) const {
-  return n < 1 || n > stringCount_ ? nullptr : strings_[static_cast<std::size_t>(n - 1)].get();
+  if (n < 1 || n > textCount_) return nullptr;
+  char* text = texts_.get();
+  while (--n > 0) text += std::strlen(text) + 1;
+  return text;
 }
 
 char* SMBIOSTableData::removeInvalidChars(char* out, char* in) {

@@ -37,15 +37,14 @@ void TableParser::parse() {
     // Not all records tell by the standard where they end.
     if (table_.native_ && bytes_.byte(offset) != kEndOfTable) next = behind(offset);
   }
-  for (int i = 0; i < slots.table4.count; ++i) {
-    const auto& processor = *slots.table4.records[i];
-    const bool isCentral = processor.getType() == kCentralProcessor;
-    slots.populatedProcessors += processor.isPopulated() && isCentral;
+  for (const SMBIOSTable4Data* processor : slots.table4.records) {
+    const bool isCentral = processor->getType() == kCentralProcessor;
+    slots.populatedProcessors += processor->isPopulated() && isCentral;
   }
-  trace.at().max("hardware Number of Table 4 =%d", slots.table4.count);
+  trace.at().max("hardware Number of Table 4 =%d", slots.table4.count());
   trace.at().max("hardware Number of Table 4 Populated=%d", slots.populatedProcessors);
-  if (slots.table4.count > 0) {
-    trace.at().max("hardware Table 4 Family =%d", slots.table4.records[0]->getFamily());
+  if (slots.table4.count() > 0) {
+    trace.at().max("hardware Table 4 Family =%d", slots.table4.at(0)->getFamily());
   }
 }
 
@@ -116,8 +115,8 @@ int TableParser::keep(Record*& slot, int offset) const {
 
 template <class Record, int Capacity>
 int TableParser::keep(SMBIOSTable::Container<Record, Capacity>& container, int offset) const {
-  if (container.count == Capacity) return behind(offset);
-  return keep(container.records[container.count++], offset);
+  if (container.count() == Capacity) return behind(offset);
+  return keep(container.records.emplace_back(), offset);
 }
 
 // Native tables keep every array of system memory.

@@ -80,7 +80,7 @@ void TableReader::take(const DmiTables& tables) {
   table_.revision_ = tables.majorVersion * 256 + tables.minorVersion;
   table_.native_ = true;
   table_.available_ = true;
-  table_.numTables_ = tables.count.value_or(TableParser(table_).countStructures());
+  table_.numTables_ = tables.count ? *tables.count : TableParser(table_).countStructures();
   traceData();
 }
 

@@ -6,6 +6,7 @@
 // buffer, and a walk that goes on while covers() holds ends with the data.
 #pragma once
 
+#include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
@@ -30,6 +31,14 @@ class TableView {
   std::uint16_t word(long at) const { return number<std::uint16_t>(at); }
   std::uint32_t dword(long at) const { return number<std::uint32_t>(at); }
   std::uint64_t qword(long at) const { return number<std::uint64_t>(at); }
+
+  // Copies bytes; those that are not there are 0.
+  void copy(long at, std::size_t count, unsigned char* destination) const {
+    const std::size_t there =
+        covers(at) ? std::min(count, length_ - static_cast<std::size_t>(at)) : 0;
+    std::copy_n(data_ + (there > 0 ? at : 0), there, destination);
+    std::fill(destination + there, destination + count, 0);
+  }
 
   // The bytes up to the next NUL.
   std::string_view text(long at) const {

@@ -14,6 +14,7 @@ bool isCapturedVariable(std::string_view name) {
 std::map<std::string, std::string> capturedEnvironment() {
   std::map<std::string, std::string> variables;
   for (char** entry = environ; entry && *entry; ++entry) {
+    if (**entry != 'L' && **entry != 'T') continue;  // there may be many others
     const std::string_view text = *entry;
     const std::size_t equals = text.find('=');
     if (equals == std::string_view::npos) continue;

@@ -8,7 +8,6 @@
 #include <clocale>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 
 namespace invscan {
 namespace {
@@ -17,6 +16,7 @@ namespace fs = std::filesystem;
 
 constexpr const char* kNotes = "/.recording";
 constexpr const char* kDraft = "draft.";
+constexpr std::size_t kLargestNote = 1 << 30;
 
 // An empty directory that only its owner can read: a capture holds serial numbers and addresses.
 std::string makeDirectory(const std::string& directory) {
@@ -52,9 +52,21 @@ std::string dump(const Json& json, int indent = -1) {
   return json.dump(indent, ' ', false, Json::error_handler_t::replace);
 }
 
+// What a note holds; a null answer for one that is not there.
+Json readNote(const std::string& path) {
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  return file ? Json::parse(readFileText(file, kLargestNote).text) : Json(nullptr);
+}
+
 template <class Answer>
 Json orNull(const std::optional<Answer>& answer) {
   return answer ? toJson(*answer) : Json(nullptr);
+}
+
+// Makes or empties a file.
+bool writeFile(const std::string& path, const std::string& contents) {
+  Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+  return file && writeAll(file.get(), contents) && file.close();
 }
 
 const char* errorName(int error) {
@@ -241,17 +253,13 @@ Json RecordingMachine::remember(const std::string& section, const std::string& n
                                 std::size_t turn, const std::function<Json()>& ask) {
   const std::string question = section + " " + std::to_string(turn) + " " + name;
   const std::string path = directory_ + kNotes + "/" + hexHash(question);
-  const auto recall = [&path]() -> std::optional<Json> {
-    std::ifstream note(path);
-    if (!note) return std::nullopt;
-    return Json::parse(note)["answer"];
-  };
-  if (auto noted = recall()) return *noted;
-  const std::string note =
+  Json note = readNote(path);
+  if (!note.is_null()) return note["answer"];
+  const std::string ours =
       dump({{"section", section}, {"name", name}, {"turn", turn}, {"answer", ask()}});
-  publish(AT_FDCWD, path, note);
-  if (auto noted = recall()) return *noted;
-  return Json::parse(note)["answer"];
+  publish(AT_FDCWD, path, ours);
+  note = readNote(path);
+  return (note.is_null() ? Json::parse(ours) : note)["answer"];
 }
 
 void RecordingMachine::rememberError(const std::string& path, int error) {
@@ -318,11 +326,9 @@ void RecordingMachine::keepDirectory(const std::string& place) {
 void RecordingMachine::publish(int directory, const std::string& name,
                                const std::string& contents) {
   const std::string draft = directory_ + kNotes + "/" + kDraft + std::to_string(getpid());
-  std::ofstream file(draft, std::ios::binary | std::ios::trunc);
-  file << contents;
-  file.close();
-  const bool isNew = file && linkat(AT_FDCWD, draft.c_str(), directory, name.c_str(), 0) == 0;
-  if (!isNew && (!file || errno != EEXIST)) noteFailure();
+  const bool isNew = writeFile(draft, contents) &&
+                     linkat(AT_FDCWD, draft.c_str(), directory, name.c_str(), 0) == 0;
+  if (!isNew && errno != EEXIST) noteFailure();
   unlink(draft.c_str());
 }
 
@@ -336,8 +342,7 @@ Json RecordingMachine::mergeNotes() const {
   for (const auto& entry : fs::directory_iterator(directory_ + kNotes)) {
     // Of a child that was killed while it was writing.
     if (entry.path().filename().string().starts_with(kDraft)) continue;
-    std::ifstream file(entry.path());
-    const Json note = Json::parse(file);
+    const Json note = readNote(entry.path());
     const std::string section = note["section"], name = note["name"];
     const bool isTelling = !note["answer"].is_null() || (!name.empty() && section == "locales");
     if (!isTelling) continue;
@@ -363,10 +368,9 @@ void RecordingMachine::finish() {
   try {
     if (*failure_ != 0) throw CaptureError(strerrordesc_np(*failure_));
     const std::string draft = directory_ + "/machine.json.new";
-    std::ofstream file(draft);
-    file << dump(mergeNotes(), 1) << '\n';
-    file.close();
-    if (!file) throw CaptureError("machine.json: " + std::string(strerrordesc_np(errno)));
+    if (!writeFile(draft, dump(mergeNotes(), 1) + "\n")) {
+      throw CaptureError("machine.json: " + std::string(strerrordesc_np(errno)));
+    }
     fs::rename(draft, directory_ + "/machine.json");
     fs::remove_all(directory_ + kNotes);
   } catch (const fs::filesystem_error& error) {

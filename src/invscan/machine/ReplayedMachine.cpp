@@ -73,9 +73,9 @@ void ReplayedMachine::takeEffect() {
   const bool hasZone = zone != facts_.environment.end();
   const std::string file = timeZoneFile(hasZone ? zone->second.c_str() : nullptr);
   // Keeps the C library from looking for the zone among this machine's own, and from taking a zone
-  // of the same name for one that it has already.
+  // of the same name for one that it has already. A lone colon is UTC, for which it reads no file.
   setenv("TZDIR", "/dev/null", 1);
-  setenv("TZ", "UTC0", 1);
+  setenv("TZ", ":", 1);
   tzset();
   const FileText bytes = file.empty() ? FileText{ENOENT, {}} : files_.read(file, kTimeZoneLimit);
   if (bytes.text.rfind("TZif", 0) == 0 && setTimeZoneFromFile(bytes.text)) return;

@@ -12,12 +12,16 @@
 #include <string>
 #include <string_view>
 
+#include <invscan/base/String.h>
+
 namespace {
 
 constexpr const char* kTypeNames[] = {
     "KEL_UCHAR",  "KEL_USHORT",      "KEL_ULONG",    "KEL_UQUAD",     "KEL_FLOAT",    "KEL_DOUBLE",
     "KEL_STRING", "KEL_OCTETSTRING", "KEL_DATETIME", "KEL_ULONGLONG", "KEL_LONGLONG",
 };
+
+constexpr std::size_t kLongestEscape = 4;
 
 bool isKnownType(unsigned long type) {
   return type >= KEL_UCHAR && type <= KEL_LONGLONG;
@@ -30,9 +34,42 @@ Value valueAs(const kelAttribValue& record) {
   return value;
 }
 
-void printOctets(FILE* stream, const kelAttribValue& record) {
+template <class Number>
+void appendNumber(std::string& text, Number number) {
+  char digits[std::numeric_limits<Number>::digits10 + 3];
+  text.append(digits, std::to_chars(std::begin(digits), std::end(digits), number).ptr);
+}
+
+void appendHexadecimal(std::string& text, const unsigned char* bytes, unsigned long count) {
+  constexpr const char* kDigits = "0123456789ABCDEF";
+  for (unsigned long i = 0; i < count; ++i) {
+    text += kDigits[bytes[i] / 16];
+    text += kDigits[bytes[i] % 16];
+  }
+}
+
+std::string quotedOctets(const unsigned char* bytes, unsigned long count) {
+  std::string text = "\"";
+  appendHexadecimal(text, bytes, count);
+  return text += '"';
+}
+
+void appendOctets(std::string& text, const kelAttribValue& record) {
   const auto count = valueAs<unsigned long>(record);
-  if (count > 0) PrintOctetStringToFile(stream, record.value + sizeof count, count);
+  if (count > 0) text += quotedOctets(record.value + sizeof count, count);
+}
+
+void appendFloat(std::string& text, double value) {
+  constexpr int kDecimals = 6;
+  constexpr std::size_t kLongest = std::numeric_limits<double>::max_exponent10 + kDecimals + 3;
+  char digits[kLongest];
+  text.append(digits, std::to_chars(std::begin(digits), std::end(digits), value,
+                                    std::chars_format::fixed, kDecimals)
+                          .ptr);
+}
+
+void print(FILE* stream, std::string_view text) {
+  std::fwrite(text.data(), 1, text.size(), stream);
 }
 
 // The second half of a number in the debug dump; only the low 32 bits of it, and padded with
@@ -54,60 +91,91 @@ void printHexadecimal(const kelAttribValue& record) {
   }
 }
 
-wchar_t* appendEscaped(wchar_t* end, wchar_t character) {
-  constexpr const wchar_t* kDigits = L"0123456789abcdef";
+template <class Character>
+Character* appendEscaped(Character* end, wchar_t character) {
+  constexpr const char* kDigits = "0123456789abcdef";
   if (character >= 1 && character <= 31) {
-    *end++ = L'\\';
-    *end++ = L'x';
-    *end++ = kDigits[character / 16];
-    *end++ = kDigits[character % 16];
+    *end++ = '\\';
+    *end++ = 'x';
+    *end++ = static_cast<Character>(kDigits[character / 16]);
+    *end++ = static_cast<Character>(kDigits[character % 16]);
     return end;
   }
-  if (character == L'\\' || character == L'"') *end++ = L'\\';
-  *end++ = character;
+  if (character == L'\\' || character == L'"') *end++ = '\\';
+  *end++ = static_cast<Character>(character);
   return end;
+}
+
+std::wstring_view textOf(const KelString& string) {
+  return string.count < 1 ? std::wstring_view() : std::wstring_view(string.text);
+}
+
+bool isAscii(std::wstring_view text) {
+  return std::all_of(text.begin(), text.end(), [](wchar_t letter) { return letter < 0x80; });
+}
+
+void appendAscii(std::string& text, std::wstring_view ascii) {
+  const std::size_t before = text.size();
+  text.resize(before + kLongestEscape * ascii.size());
+  char* end = text.data() + before;
+  for (const wchar_t letter : ascii) end = appendEscaped(end, letter);
+  text.resize(static_cast<std::size_t>(end - text.data()));
+}
+
+void appendString(std::string& text, const KelString& string) {
+  const std::wstring_view wide = textOf(string);
+  if (isAscii(wide)) return appendAscii(text, wide);
+  const std::unique_ptr<wchar_t[]> escaped(dmtf_escape(const_cast<wchar_t*>(string.text)));
+  text += String(escaped.get()).toNarrow();
 }
 
 }  // namespace
 
-void PrintKelAttribValueToFile(FILE* stream, const kelAttribValue* record) {
-  if (!record) return;
-  switch (record->kelType) {
+std::string invscan::printedValue(const kelAttribValue& record) {
+  std::string text;
+  switch (record.kelType) {
     case KEL_UCHAR:
-      std::fprintf(stream, "0x%02X", record->value[0]);
+      text = "0x";
+      appendHexadecimal(text, record.value, 1);
       break;
     case KEL_USHORT:
-      std::fprintf(stream, "%d", valueAs<unsigned short>(*record));
+      appendNumber(text, valueAs<unsigned short>(record));
       break;
     case KEL_ULONG:
-      std::fprintf(stream, "%lu", valueAs<unsigned long>(*record));
+    case KEL_ULONGLONG:
+      appendNumber(text, valueAs<unsigned long>(record));
       break;
     case KEL_UQUAD:
-      std::fprintf(stream, "%ld", valueAs<long>(*record));
+    case KEL_LONGLONG:
+      appendNumber(text, valueAs<long>(record));
       break;
     case KEL_FLOAT:
-      PrintKelFloat(stream, static_cast<double>(valueAs<float>(*record)));
+      appendFloat(text, static_cast<double>(valueAs<float>(record)));
       break;
     case KEL_DOUBLE:
-      PrintKelFloat(stream, valueAs<double>(*record));
+      appendFloat(text, valueAs<double>(record));
       break;
     case KEL_STRING:
-      PrintKelStringToFile(stream, reinterpret_cast<const KelString*>(record->value));
+      appendString(text, *reinterpret_cast<const KelString*>(record.value));
       break;
     case KEL_OCTETSTRING:
-      printOctets(stream, *record);
+      appendOctets(text, record);
       break;
     case KEL_DATETIME:
-      PrintKelTimeBlockToFile(stream, reinterpret_cast<const char*>(record->value));
-      break;
-    case KEL_ULONGLONG:
-      std::fprintf(stream, "%llu", valueAs<unsigned long long>(*record));
-      break;
-    case KEL_LONGLONG:
-      std::fprintf(stream, "%lld", valueAs<long long>(*record));
+      text.assign(reinterpret_cast<const char*>(record.value), kDateTimeSize);
       break;
     default:
       break;
+  }
+  return text;
+}
+
+void PrintKelAttribValueToFile(FILE* stream, const kelAttribValue* record) {
+  if (!record) return;
+  if (record->kelType == KEL_STRING) {
+    PrintKelStringToFile(stream, reinterpret_cast<const KelString*>(record->value));
+  } else {
+    print(stream, invscan::printedValue(*record));
   }
 }
 
@@ -124,26 +192,18 @@ void PrintKelAttribValue(const kelAttribValue* record) {
 }
 
 void PrintKelStringToFile(FILE* stream, const KelString* string) {
-  if (string->count < 1 || string->text[0] == L'\0') return;
-  const std::unique_ptr<wchar_t[]> escaped(dmtf_escape(const_cast<wchar_t*>(string->text)));
-  const std::wstring_view text(escaped.get());
-  const bool isAscii =
-      std::all_of(text.begin(), text.end(), [](wchar_t letter) { return letter < 0x80; });
-  if (isAscii) {  // the same in every locale
-    std::fputs(std::string(text.begin(), text.end()).c_str(), stream);
-  } else {
-    std::fprintf(stream, "%ls", escaped.get());
+  const std::wstring_view text = textOf(*string);
+  if (isAscii(text)) {  // the same in every locale
+    std::string ascii;
+    appendAscii(ascii, text);
+    return print(stream, ascii);
   }
+  const std::unique_ptr<wchar_t[]> escaped(dmtf_escape(const_cast<wchar_t*>(string->text)));
+  std::fprintf(stream, "%ls", escaped.get());
 }
 
 void PrintOctetStringToFile(FILE* stream, const unsigned char* bytes, unsigned long count) {
-  constexpr const char* kDigits = "0123456789ABCDEF";
-  std::fputc('"', stream);
-  for (unsigned long i = 0; i < count; ++i) {
-    std::fputc(kDigits[bytes[i] / 16], stream);
-    std::fputc(kDigits[bytes[i] % 16], stream);
-  }
-  std::fputc('"', stream);
+  print(stream, quotedOctets(bytes, count));
 }
 
 void PrintKelTimeBlockToFile(FILE* stream, const char* dateTime) {
@@ -158,17 +218,13 @@ void PrintKelEnumToFile(FILE* stream, const kelAttribDef* attrib) {
 }
 
 void PrintKelFloat(FILE* stream, double value) {
-  constexpr int kDecimals = 6;
-  constexpr std::size_t kLongest = std::numeric_limits<double>::max_exponent10 + kDecimals + 3;
-  char text[kLongest];
-  const auto end =
-      std::to_chars(std::begin(text), std::end(text), value, std::chars_format::fixed, kDecimals);
-  std::fwrite(text, 1, static_cast<std::size_t>(end.ptr - text), stream ? stream : stdout);
+  std::string text;
+  appendFloat(text, value);
+  print(stream ? stream : stdout, text);
 }
 
 wchar_t* dmtf_escape(wchar_t* text) {
   if (*text == L'\0') return text;
-  constexpr std::size_t kLongestEscape = 4;
   wchar_t* const escaped = new wchar_t[kLongestEscape * std::wcslen(text) + 1];
   wchar_t* end = escaped;
   for (const wchar_t* next = text; *next != L'\0'; ++next) end = appendEscaped(end, *next);
