@@ -46,7 +46,8 @@ INVSCAN_EXPORT const char* getKelAttribTypeAsString(unsigned long type);
 
 namespace invscan {
 
-// The text that PrintKelAttribValueToFile prints, in UTF-8 whatever the locale is.
+// The text that PrintKelAttribValueToFile prints, in UTF-8 whatever the locale is. What is no
+// character becomes the replacement character.
 INVSCAN_EXPORT std::string printedValue(const kelAttribValue& record);
 
 }  // namespace invscan

@@ -33,16 +33,19 @@ class Descriptor {
 // Reads up to the end, the limit or an error, for which false is returned; the text holds what
 // there was. One read more than there is text: the end shows only by asking.
 inline bool readAll(int descriptor, std::string& text, std::size_t limit) {
-  constexpr std::size_t kBlock = 1 << 12;
-  char block[kBlock];
+  constexpr std::size_t kLeastRoom = 1000;
+  std::size_t length = 0;
+  ssize_t count = 1;
   text.clear();
-  while (text.size() < limit) {
-    const ssize_t count = read(descriptor, block, std::min(kBlock, limit - text.size()));
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return count == 0;
-    text.append(block, static_cast<std::size_t>(count));
+  while (count > 0 && length < limit) {
+    if (length == text.size()) text.resize(std::min(limit, std::max(kLeastRoom, 2 * length)));
+    do {
+      count = read(descriptor, text.data() + length, text.size() - length);
+    } while (count < 0 && errno == EINTR);
+    if (count > 0) length += static_cast<std::size_t>(count);
   }
-  return true;
+  text.resize(length);
+  return count >= 0;
 }
 
 // Whether all of it was written; errno tells why not.

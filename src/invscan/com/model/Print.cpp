@@ -91,18 +91,25 @@ void printHexadecimal(const kelAttribValue& record) {
   }
 }
 
+bool isControl(wchar_t character) {
+  return character >= 1 && character <= 31;
+}
+
+bool isEscaped(wchar_t character) {
+  return isControl(character) || character == L'\\' || character == L'"';
+}
+
 template <class Character>
 Character* appendEscaped(Character* end, wchar_t character) {
   constexpr const char* kDigits = "0123456789abcdef";
-  if (character >= 1 && character <= 31) {
-    *end++ = '\\';
-    *end++ = 'x';
-    *end++ = static_cast<Character>(kDigits[character / 16]);
-    *end++ = static_cast<Character>(kDigits[character % 16]);
+  if (isEscaped(character)) *end++ = '\\';
+  if (!isControl(character)) {
+    *end++ = static_cast<Character>(character);
     return end;
   }
-  if (character == L'\\' || character == L'"') *end++ = '\\';
-  *end++ = static_cast<Character>(character);
+  *end++ = 'x';
+  *end++ = static_cast<Character>(kDigits[character / 16]);
+  *end++ = static_cast<Character>(kDigits[character % 16]);
   return end;
 }
 
@@ -115,8 +122,10 @@ bool isAscii(std::wstring_view text) {
 }
 
 void appendAscii(std::string& text, std::wstring_view ascii) {
+  const auto escapes =
+      static_cast<std::size_t>(std::count_if(ascii.begin(), ascii.end(), isEscaped));
   const std::size_t before = text.size();
-  text.resize(before + kLongestEscape * ascii.size());
+  text.resize(before + ascii.size() + (kLongestEscape - 1) * escapes);
   char* end = text.data() + before;
   for (const wchar_t letter : ascii) end = appendEscaped(end, letter);
   text.resize(static_cast<std::size_t>(end - text.data()));
