@@ -57,9 +57,9 @@ void addOnce(std::vector<std::string>& texts, const std::string& text) {
 // The same for all attributes of a group.
 template <class Test>
 bool everySource(const kelGroupDef& group, Test isSuch) {
-  for (const kelAttribDef* attribute = group.attribs; attribute->id != kEndOfTable; ++attribute) {
-    const AttributeTraits* traits = attributeTraits(group.id, attribute->id);
-    if (traits && !everySource(*traits, isSuch)) return false;
+  const AttributeTraits* row = attributeTraits(group.id, group.attribs->id);
+  for (; row && row->id != 0; ++row) {
+    if (!everySource(*row, isSuch)) return false;
   }
   return true;
 }
