@@ -7,7 +7,6 @@
 #include <invscan/factory.h>
 #include <invscan/traits.h>
 
-#include "agent/Names.h"
 #include "agent/Text.h"
 
 namespace invscan::agent {
@@ -24,18 +23,12 @@ constexpr struct {
     {"timed out", "raise --timeout"},
 };
 
-// Whether all sources of an attribute, as the access log names them or as patterns of that, are
-// such.
-template <class Test>
-bool everySource(const AttributeTraits& traits, Test isSuch) {
+// Takes the first source off an attribute's list.
+std::string_view takeSource(std::string_view& list) {
   constexpr std::string_view kSeparator = "; ";
-  std::string_view rest = traits.sources;
-  while (!rest.empty()) {
-    const std::size_t end = std::min(rest.find(kSeparator), rest.size());
-    if (!isSuch(rest.substr(0, end))) return false;
-    rest.remove_prefix(std::min(end + kSeparator.size(), rest.size()));
-  }
-  return true;
+  const std::string_view source = list.substr(0, list.find(kSeparator));
+  list.remove_prefix(std::min(source.size() + kSeparator.size(), list.size()));
+  return source;
 }
 
 // Whether the whole text fits the pattern, in which an asterisk stands for any text.
@@ -54,12 +47,15 @@ void addOnce(std::vector<std::string>& texts, const std::string& text) {
   if (std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
 }
 
-// The same for all attributes of a group.
+// Whether all sources of a group's attributes, as the access log names them or as patterns of that,
+// are such.
 template <class Test>
 bool everySource(const kelGroupDef& group, Test isSuch) {
   const AttributeTraits* row = attributeTraits(group.id, group.attribs->id);
   for (; row && row->id != 0; ++row) {
-    if (!everySource(*row, isSuch)) return false;
+    for (std::string_view list = row->sources; !list.empty();) {
+      if (!isSuch(takeSource(list))) return false;
+    }
   }
   return true;
 }
@@ -95,7 +91,8 @@ std::string reasonForDefault(const GroupResult& result, const kelAttribDef& attr
   if (!traits || !*traits->sources) return "never filled on Linux";
 
   std::vector<std::string> answered, failed;
-  everySource(*traits, [&](std::string_view source) {
+  for (std::string_view list = traits->sources; !list.empty();) {
+    const std::string_view source = takeSource(list);
     for (const Access& access : result.accesses) {
       if (!fits(source, access.source)) continue;
       if (access.outcome == "ok") {
@@ -104,8 +101,7 @@ std::string reasonForDefault(const GroupResult& result, const kelAttribDef& attr
         addOnce(failed, access.source + ": " + access.outcome);
       }
     }
-    return true;
-  });
+  }
   if (!answered.empty()) {
     return joined(answered, ", ") + " answered: this is the value there, or it does not tell";
   }
