@@ -203,7 +203,6 @@ class Commands(AgentTest):
         self.assertEqual(self.answer("--version", live=True), "invscan 2.8.0\n")
         self.assertIn("explain [GROUP...]", self.answer("--help", live=True))
 
-
     def test_helper(self):
         helper = {"command": "cpuid", "output": "; note\n1.0 3 partly\n(A\n x:f=.5\n)\n"}
         machine = self.make_machine("helped", MACHINE | {"helpers": [helper]}, FILES)
