@@ -3,9 +3,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <new>
 #include <numeric>
 
 #include <invscan/physmem.h>
@@ -14,6 +16,7 @@
 
 #include "FirmwareBuilder.h"
 #include "TestMachine.h"
+#include "TracedText.h"
 #include "invscan/machine/RecordingMachine.h"
 
 namespace invscan {
@@ -128,6 +131,23 @@ TEST_F(PhysicalMemory, IsReadIntoABufferOrNotAtAll) {
   EXPECT_STREQ(reinterpret_cast<char*>(buffer), "9ABCDEF?");
 }
 
+// A machine of which nothing fits into this process.
+class LargeMachine : public TestMachine {
+ public:
+  using TestMachine::TestMachine;
+
+ private:
+  FileText doReadMemory(unsigned long, unsigned long) override { throw std::bad_alloc(); }
+};
+
+TEST_F(PhysicalMemory, ThatDoesNotFitIsNotRead) {
+  setMachine(std::make_unique<LargeMachine>(Answers()));
+  unsigned char byte;
+  EXPECT_EQ(BIOSROM().getPhysMem(&byte, 0, nullptr, 1), 37);
+  EXPECT_EQ(physical(0, 1, 0), "");
+  useLiveMachine();
+}
+
 TEST_F(PhysicalMemory, IsMappedFromTheMachineUnderScan) {
   const OnMachine here({.physicalMemory = {{0x2000, std::string(0x1005, 'y') + "z"}}});
   const struct {
@@ -141,9 +161,12 @@ TEST_F(PhysicalMemory, IsMappedFromTheMachineUnderScan) {
   for (const auto& [start, end, alignment, found] : cases) {
     EXPECT_EQ(physical(start, end, alignment), found) << start << " " << end;
   }
-  for (const char* name : {"/dev/mem", "//dev/../dev/mem"}) {
+  const fs::path before = fs::current_path();
+  fs::current_path("/dev");
+  for (const char* name : {"/dev/mem", "//dev/../dev/mem", "mem"}) {
     EXPECT_EQ(mapped(name, 0x2000, 1, 0), "y") << name;
   }
+  fs::current_path(before);
   void* handle = nullptr;
   EXPECT_EQ(slm_file_mmap("/dev/mem", 0x2000, 1, 0, 1, &handle), kMapFailed) << "for writing";
 
@@ -282,7 +305,8 @@ TEST(EntryPoints, AreFoundByEachSearchInItsOwnWay) {
       {"length beyond the segment", injured(good, 5, 0xFF), 0xFFE0, none, last},
       {"version 1", setAt(6, 1), 0x100, none, last},
       {"a broken one before", "_SM_" + std::string(12, '\1') + good, 0x100, none, last},
-      {"no table", validEntryPoint(0, 4), 0x100, none, "-1"},
+      {"no table", validEntryPoint(0, 4, kTable & ~0xFFFU), 0x100, none, "-1"},
+      {"no table inside a page", validEntryPoint(0, 4), 0x100, "Linux|Linux|||", "-1"},
       {"only the first is announced", setAt(0x1C, 1), 0x100, "Linux|Linux|||", "||||"},
       {"more announced than there are", setAt(0x1D, '\xFF'), 0x100, first, last},
       {"table elsewhere", setAt(0x1B, 0x7F), 0x100, none, "-1"},
@@ -347,6 +371,51 @@ TEST(EntryPoints, ComeFromEfiWhenItNamesThem) {
       answers.files[path] = {0, test.systab};
       const OnMachine here(answers);
       EXPECT_EQ(describe(smbiosinfo()), test.info) << test.systab;
+    }
+  }
+}
+
+TEST(EntryPoints, AreTracedOnTheWay) {
+  const std::string table = kFirst + kEnd;
+  const Answers good = machineWith(validEntryPoint(table.size(), 2), 0, table);
+  Answers old = machineWith(balanced(validEntryPoint(1, 2).replace(6, 1, "\1")), 0, table);
+  Answers unreadable = machineWith(validEntryPoint(1, 2, 0x200000), 0, table);
+  Answers efi = machineWith("", 0, table);
+  efi.files["/proc/efi/systab"] = {0, "ACPI=0x1\nSMBIOS=0x0\nSMBIOS3=0x7BF01230\n"};
+  efi.physicalMemory[0x7BF01230] = entryPoint64(0x300, 0x1000) + number(kTable, 8);
+  const struct {
+    const char* what;
+    const Answers& answers;
+    std::vector<std::string> texts;
+  } cases[] = {
+      {"no memory",
+       Answers(),
+       {"Checking for EFI...", "EFI not found.", "Searching for SMBIOS at 0xf0000...",
+        "Error: unable to map SMBIOS memory area", "Cannot find table entry point",
+        "SMBIOS TABLE 1 IS NOT AVAILABLE!"}},
+      {"a 64-bit entry point is read as a 32-bit one",
+       efi,
+       {"EFI seems to be present (/proc/efi/systab), seeking for SMBIOS address...",
+        "Not an EFI SMBIOS entry (ACPI)", "EFI SMBIOS address is of unknown format",
+        "EFI SMBIOS address is 0x7bf01230", "Searching for SMBIOS at 0x7bf01230...",
+        "Error: SMBIOS checksum invalid", "Cannot find table entry point"}},
+      {"old", old, {"Error: unsupported SMBIOS version (1.4)", "Cannot find table entry point"}},
+      {"unreadable",
+       unreadable,
+       {"SMBIOS 2.4 found at 0xf0000.", "Find table entry point", "Cannot find table entry point"}},
+      {"good", good, {"Find table entry point", "Product retrieved for linux intel=Product"}},
+  };
+  TracedText sink;
+  sink.enable(CcLogWrapper::kMax);
+  for (const auto& test : cases) {
+    const OnMachine here(test.answers);
+    sink.written();
+    smbiosinfo();
+    const std::string traced = sink.written();
+    std::size_t at = 0;
+    for (const std::string& text : test.texts) {
+      at = traced.find(text, std::min(at, traced.size()));
+      EXPECT_NE(at, traced.npos) << test.what << ": " << text;
     }
   }
 }

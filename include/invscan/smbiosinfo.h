@@ -7,7 +7,8 @@
 //
 //   smbiosinfo                EFI, else "_SM_" on 16 bytes; both checksums; the first type 1
 //   SMBIOS_GetSystemInfo()    "_DMI_" on 16 bytes with its own checksum; the last type 1
-//   SMBIOSTable               "_DMI_" on any byte, no checksum; the first type 1
+//   SMBIOSTable               "_DMI_" on any byte, no checksum; the first type 1. From native
+//                             sources, the kernel's tables first (smbios.h)
 //
 // Firmware memory is bytes from outside: whatever it holds, no search or walk leaves what was read.
 // Nothing here throws or locks. Reading it takes root on the live machine (physmem.h).
@@ -62,7 +63,8 @@ INVSCAN_EXPORT int find_entry(const unsigned char* table, const smbios_table_ent
 // The identity, found when it is constructed. Without a valid entry point and a readable table the
 // fields are empty. With them, what type 1 does not name has a default: the manufacturer "Linux",
 // the product a copy of the manufacturer, the others are empty. What the shared table (smbios.h)
-// has in its own type 1 goes before all of this. All fields are without blanks around them.
+// has in its own type 1 goes before all of this. All
+// fields but a machine type taken out of the product are without blanks around them.
 //
 // A 64-bit entry point that EFI names is read as if it were a 32-bit one, and fails by its
 // checksum unless chance helps: hosts expect it; kept.

@@ -59,7 +59,8 @@ std::optional<std::string> invscan::machineTypeOf(const std::string& manufacture
   if (getTypeFromProd_Rackline(manufacturer.c_str(), product.c_str(), type) != 0) {
     trace.at().max("Type for Rackline=%s", type);
   } else if (manufacturer == kManufacturer) {
-    trace.at().max("hardware Korva Type = %s", getTypeFromProd(product.c_str(), type));
+    getTypeFromProd(product.c_str(), type);
+    trace.at().max("hardware Korva Type = %s", type);
   } else {
     return std::nullopt;
   }

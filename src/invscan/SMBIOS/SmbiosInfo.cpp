@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include <invscan/physmem.h>
 #include <invscan/smbios.h>
 #include <invscan/smbiosinfo.h>
 
@@ -27,12 +28,7 @@ constexpr long kIntermediate = 0x10, kIntermediateLength = 15;
 constexpr std::size_t kEfiLineLength = 78;
 constexpr int kOldestMajorVersion = 2;
 
-constexpr int kSystemInformation = 1;
 constexpr std::size_t kShortText = 31, kLongText = 254;
-
-TableView viewOf(const std::string& bytes) {
-  return {reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()};
-}
 
 // The address that a line of the EFI system table gives, 0 when it gives none.
 unsigned long efiAddress(const Trace& trace, std::string_view line) {
@@ -113,6 +109,15 @@ std::optional<smbios_table_entry_point> findEntryPoint(const Trace& trace) {
   return entryPoint;
 }
 
+// An empty table that begins inside a page is there, with nothing in it: hosts get the defaults.
+std::optional<std::string> readTable(const smbios_table_entry_point& entryPoint) {
+  const unsigned long address = entryPoint.tableAddress;
+  if (entryPoint.tableLength == 0 && slm_page_off(reinterpret_cast<void*>(address)) == 0) {
+    return std::nullopt;
+  }
+  return machine().readMemory(address, entryPoint.tableLength);
+}
+
 // Offset behind a structure, -1 when the table ends inside it.
 long behindStructure(const TableView& table, long at) {
   return behindDoubleNul(table, at + table.byte(at + 1));
@@ -173,11 +178,8 @@ smbiosinfo::~smbiosinfo() = default;
 void smbiosinfo::getSmbiosInfo() {
   const Trace trace(getCcLogHw(), "getSmbiosInfo()");
   const auto entryPoint = findEntryPoint(trace);
-  const auto table = entryPoint
-                         ? machine().readMemory(entryPoint->tableAddress, entryPoint->tableLength)
-                         : std::nullopt;
-  if (table && !table->empty()) {
-    trace.at().mid("Find table entry point");
+  if (entryPoint) trace.at().mid("Find table entry point");
+  if (const auto table = entryPoint ? readTable(*entryPoint) : std::nullopt) {
     smbios_sysinfo_table_entry entry{};
     find_entry(reinterpret_cast<const unsigned char*>(table->data()), &*entryPoint, &entry);
     takeStrings(entry);

@@ -17,11 +17,6 @@ namespace {
 constexpr int kStep = 16;
 constexpr int kDmiLength = 15;
 constexpr int kHeaderLength = 4;
-constexpr int kSystemInformation = 1;
-
-TableView viewOf(const std::string& bytes) {
-  return {reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()};
-}
 
 // Takes the version of every "_SM_" on the way to the first valid "_DMI_", of which it returns the
 // offset; -1 when there is none.

@@ -1,6 +1,7 @@
 // What the searches for firmware tables look for in memory.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "invscan/SMBIOS/TableView.h"
@@ -9,6 +10,12 @@ namespace invscan {
 
 inline constexpr unsigned long kBiosSegment = 0xF0000;
 inline constexpr unsigned long kBiosSegmentLength = 0x10000;
+
+inline constexpr int kSystemInformation = 1;
+
+inline TableView viewOf(const std::string& bytes) {
+  return {reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()};
+}
 
 inline bool hasAnchor(const TableView& view, long at, std::string_view anchor) {
   for (const char letter : anchor) {

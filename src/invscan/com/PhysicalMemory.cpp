@@ -1,5 +1,6 @@
 #include <invscan/physmem.h>
 
+#include <cerrno>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -26,6 +27,11 @@ unsigned long addressOf(void* p) {
 
 unsigned long behindPage(unsigned long address) {
   return address % FileMapping::pageSize();
+}
+
+// What opening the device gives where it is missing or closed to this user.
+bool isNotOpened(int error) {
+  return error == ENOENT || error == EACCES || error == EPERM;
 }
 
 std::unique_ptr<FileMapping> copyOfMemory(unsigned long address, unsigned long length) {
@@ -100,8 +106,7 @@ int BIOSROM::getPhysMem(unsigned char* buffer, int, void* physicalAddress, int l
   const invscan::FileText memory =
       machine().tryMemory(addressOf(physicalAddress), static_cast<unsigned long>(length));
   if (memory.error != 0) {
-    trace.at().min(memory.error == invscan::kBeyondEnd ? "Unable to mmap memory"
-                                                       : "failed to open memory");
+    trace.at().min(isNotOpened(memory.error) ? "failed to open memory" : "Unable to mmap memory");
     return kFailure;
   }
   memcpy(buffer, memory.text.data(), memory.text.size());

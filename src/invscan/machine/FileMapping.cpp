@@ -10,9 +10,9 @@
 #include <climits>
 #include <cstring>
 #include <filesystem>
+#include <string_view>
 #include <utility>
 
-#include "base/Descriptor.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan {
@@ -24,7 +24,9 @@ constexpr mode_t kMode = 0640;
 // driver refuses what it does not have.
 bool has(const Descriptor& file, unsigned long offset, unsigned long length) {
   struct stat status;
-  if (fstat(file.get(), &status) != 0 || offset > LONG_MAX - length) return false;
+  if (fstat(file.get(), &status) != 0 || length > LONG_MAX || offset > LONG_MAX - length) {
+    return false;
+  }
   if (S_ISCHR(status.st_mode)) return true;
   if (!S_ISREG(status.st_mode) && !S_ISBLK(status.st_mode)) return false;
   const off_t size = lseek(file.get(), 0, SEEK_END);
@@ -50,6 +52,12 @@ std::unique_ptr<FileMapping> FileMapping::ofFile(const char* path, unsigned long
             length);
 }
 
+std::unique_ptr<FileMapping> FileMapping::ofDevice(const Descriptor& device, unsigned long offset,
+                                                   unsigned long length) {
+  return of(mmap(nullptr, length, PROT_READ, MAP_SHARED, device.get(), static_cast<off_t>(offset)),
+            length);
+}
+
 std::unique_ptr<FileMapping> FileMapping::ofBytes(const std::string& bytes) {
   auto mapping =
       of(mmap(nullptr, bytes.size(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0),
@@ -60,8 +68,11 @@ std::unique_ptr<FileMapping> FileMapping::ofBytes(const std::string& bytes) {
 }
 
 bool FileMapping::isMemoryDevice(const char* path) {
+  namespace fs = std::filesystem;
+  // Wherever the name leads on this machine, and by any other name, also where it is missing.
+  if (path == std::string_view(kMemoryDevice)) return true;
   std::error_code error;
-  if (std::filesystem::weakly_canonical(path, error) == kMemoryDevice) return true;
+  if (fs::weakly_canonical(fs::absolute(path, error), error) == kMemoryDevice) return true;
   struct stat status;
   return stat(path, &status) == 0 && S_ISCHR(status.st_mode) && status.st_rdev == makedev(1, 1);
 }

@@ -4,6 +4,8 @@
 #include <memory>
 #include <string>
 
+#include "base/Descriptor.h"
+
 namespace invscan {
 
 class FileMapping {
@@ -12,6 +14,9 @@ class FileMapping {
   // be mapped or the file does not have all of it.
   static std::unique_ptr<FileMapping> ofFile(const char* path, unsigned long offset,
                                              unsigned long length, bool isWritable);
+  // A range of an open device, read-only; null when its driver refuses. The offset is a page's.
+  static std::unique_ptr<FileMapping> ofDevice(const Descriptor& device, unsigned long offset,
+                                               unsigned long length);
   // Read-only pages with these bytes; null when there are none.
   static std::unique_ptr<FileMapping> ofBytes(const std::string& bytes);
 

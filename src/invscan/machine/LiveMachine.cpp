@@ -5,7 +5,6 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/sysinfo.h>
 #include <sys/utsname.h>
@@ -22,6 +21,7 @@
 
 #include "base/ChildPipe.h"
 #include "common/vartree/ProgramOutput.h"
+#include "invscan/machine/FileMapping.h"
 
 namespace invscan {
 namespace {
@@ -94,14 +94,10 @@ int waitFor(pid_t pid) {
 // device does not map it.
 std::optional<std::string> copyMapped(const Descriptor& device, unsigned long address,
                                       unsigned long length) {
-  const unsigned long skipped = address % static_cast<unsigned long>(getpagesize());
-  const unsigned long mapped = skipped + length;
-  void* pages = mmap(nullptr, mapped, PROT_READ, MAP_SHARED, device.get(),
-                     static_cast<off_t>(address - skipped));
-  if (pages == MAP_FAILED) return std::nullopt;
-  std::string bytes(static_cast<const char*>(pages) + skipped, length);
-  munmap(pages, mapped);
-  return bytes;
+  const unsigned long skipped = address % FileMapping::pageSize();
+  const auto pages = FileMapping::ofDevice(device, address - skipped, skipped + length);
+  if (!pages) return std::nullopt;
+  return std::string(static_cast<const char*>(pages->address()) + skipped, length);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <climits>
 #include <clocale>
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include <invscan/base/OrvCfg.h>
@@ -151,7 +152,11 @@ FileText Machine::tryMemory(unsigned long address, unsigned long length) {
       [&]() -> FileText {
         if (length > kMemoryLimit) return {EFBIG, {}};
         if (address > LONG_MAX - length) return {kBeyondEnd, {}};
-        return doReadMemory(address, length);
+        try {
+          return doReadMemory(address, length);
+        } catch (const std::bad_alloc&) {
+          return {ENOMEM, {}};
+        }
       },
       [&](const FileText& answer) {
         if (answer.error == kBeyondEnd) return std::string("beyond the end");
