@@ -126,6 +126,8 @@ TEST(FirmwareGroups, TellWhatMemoryFits) {
       {"no size that there can be", "-|4", memoryController(40, 4)},
       {"no slots", "-|-", memoryArray(16384, 0)},
       {"the controller's slots", "16384|2", memoryController(11, 2) + memoryArray(16384, 4)},
+      {"a module larger than the controller tells", "8192|2",
+       memoryController(11, 2) + oldModule(0, 12, "A")},
       {"a module as large as its share", "16384|4",
        memoryArray(16384, 4) + memoryDevice(4096, 9, 3)},
       {"a larger one", "65536|4", memoryArray(16384, 4) + memoryDevice(8192, 9, 3)},
@@ -139,6 +141,12 @@ TEST(FirmwareGroups, TellWhatMemoryFits) {
       const Firmware firmware(test.structures, sources, test.meminfo);
       EXPECT_EQ(valuesOf(3, {"Max Memory MB", "Num Slots Supported"}), test.limits) << test.what;
     }
+  }
+  // Of several arrays each is taken for itself; hosts know the first.
+  const std::string arrays = memoryArray(16384, 4) + memoryArray(16384, 4) + memoryArray(8192, 4);
+  for (const auto& [sources, limits] : {std::pair("classic", "65536|4"), {"native", "196608|12"}}) {
+    const Firmware firmware(arrays + memoryDevice(8192, 9, 3), sources);
+    EXPECT_EQ(valuesOf(3, {"Max Memory MB", "Num Slots Supported"}), limits);
   }
 }
 

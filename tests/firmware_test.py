@@ -303,9 +303,12 @@ class Comparison:
             module = max(self.said(5, "Maximum Memory Module Size", controller),
                          self.biggest(6, "Installed Size"))
         if arrays := memory_arrays(self.structures, self.scan):
-            capacity = sum(self.said(16, "Maximum Capacity", fields) for fields in arrays)
             slots = slots or sum(self.said(16, "Number Of Devices", fields) for fields in arrays)
-            module = max(module, largest_module(capacity, slots, self.biggest(17, "Size")))
+            biggest = self.biggest(17, "Size")
+            for fields in arrays:
+                own = self.said(16, "Number Of Devices", fields) if len(arrays) > 1 else slots
+                capacity = self.said(16, "Maximum Capacity", fields)
+                module = max(module, largest_module(capacity, own, biggest))
         return module, slots
 
     def biggest(self, kind, field):

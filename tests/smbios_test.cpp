@@ -100,6 +100,13 @@ TEST(SmbiosRecords, ConvertSizesAndVoltages) {
       structure(16, "\3\3\3" + number(0x80000000, 4) + zeros(4) + number(6ULL << 40, 8)));
   EXPECT_EQ(extended->getTable16()->getWholeCapacity(), 6ULL << 30);
   EXPECT_EQ(extended->getTable16()->getMaxCapacity(), kNotKnown);
+  const std::pair<unsigned, unsigned> roms[] = {{0x4FFF, 0xFFFU << 20}, {0x5000, kNotKnown}};
+  for (const auto& [word, kilobytes] : roms) {
+    const auto bios =
+        decodeFirmwareTables(entryPoint64(0x301, 1 << 16),
+                             structure(0, zeros(5) + "\xFF" + zeros(14) + number(word, 2)));
+    EXPECT_EQ(bios->getTable0()->getROMSizeKB(), kilobytes) << word;
+  }
   const std::pair<unsigned, unsigned> modules[] = {{0x7D, kNotKnown}, {31, 1U << 31}, {32, 0}};
   for (const auto& [byte, megabytes] : modules) {
     const auto table = parsed(structure(6, zeros(5) + number(byte, 1) + zeros(2), {"DIMM"}));
@@ -290,6 +297,8 @@ TEST(NativeSmbios, WalksByTheStandard) {
   };
   EXPECT_TRUE(atEnd(many)->getTable2()) << "beyond 64 KiB";
   EXPECT_EQ(atEnd(many)->getNumTables(), 4001);
+  EXPECT_EQ(decodeFirmwareTables(entryPoint32(0x206, 0xFFFF, 0), bios + bios)->getNumTables(), 2)
+      << "no number announced";
   EXPECT_FALSE(atEnd(kEnd)->getTable2()) << "behind the end of the table";
   EXPECT_FALSE(atEnd(std::string("\7\3\0\0\0", 5))->getTable2()) << "behind a broken length";
   // These two swallow the type byte of a type 0 behind them in classic tables.

@@ -185,8 +185,9 @@ class INVSCAN_EXPORT SMBIOSTable1Data : public SMBIOSTextData {
   char* getVersion() const { return text(6); }
   char* getSerialNumber() const { return text(7); }
   // The first three groups count as little-endian (in native tables since version 2.6 only). Null
-  // before version 2.1, and for a UUID of zeros. The text stands in one buffer that all calls
-  // share: copy it before the next one; not for two threads at once.
+  // before version 2.1, outside native tables also in a version such as 3.0 whose minor number is
+  // 0 (hosts expect it; kept), and for a UUID of zeros. The text stands in one buffer that all
+  // calls share: copy it before the next one; not for two threads at once.
   char* getUUIDAsString() const;
   unsigned char getWakeUpType() const { return isSince2(1) ? byte(24) : 0; }
 };
@@ -207,6 +208,7 @@ class INVSCAN_EXPORT SMBIOSTable2Data : public SMBIOSTextData {
 class INVSCAN_EXPORT SMBIOSTable3Data : public SMBIOSTextData {
  public:
   using SMBIOSTextData::SMBIOSTextData;
+  int readBlock(unsigned char* data, int offset) override;
   void dump() const override;
 
   char* getManufacturer() const { return text(4); }
@@ -262,7 +264,8 @@ class INVSCAN_EXPORT SMBIOSTable5Data : public SMBIOSTableData {
  public:
   using SMBIOSTableData::SMBIOSTableData;
   // Takes no texts, but every NUL behind the structure, also one that is the type byte of the next
-  // (a type 0): hosts expect it; kept. Native tables step over every structure by the standard.
+  // (a type 0): hosts expect it; kept. Native tables step over every structure by the standard. In
+  // data that is not the table's own, a byte that is not NUL must follow.
   int readBlock(unsigned char* data, int offset) override;
   void dump() const override;
 
@@ -421,7 +424,7 @@ class INVSCAN_EXPORT SMBIOSTable {
   // are not verified. Without privilege nothing can be read, and the table is not available. Does
   // not parse.
   SMBIOSTable();
-  // Copies a structure table; a length below 0 or above 16 MiB counts as 0. The revision is in BCD
+  // Copies a structure table; a length below 0 counts as 0. The revision is in BCD
   // (0x23 is 2.3) and stays so in getRevision(): records of such a table take it for a version
   // before 2.0, and no version gate opens. Hosts expect it; kept. Does not parse.
   SMBIOSTable(unsigned char* data, int length, unsigned char revision, int numTables);
@@ -472,7 +475,7 @@ class INVSCAN_EXPORT SMBIOSTable {
   int getTable10Total() const { return slots_.table10.count(); }
   int getTable17Total() const { return slots_.table17.count(); }
 
-  // The memory arrays of system memory, of which native tables keep every one; empty in others.
+  // The memory arrays of system memory, of which native tables keep up to 1000; empty in others.
   const std::vector<SMBIOSTable16Data*>& getSystemMemoryArrays() const {
     return slots_.systemMemoryArrays;
   }
@@ -551,7 +554,8 @@ class INVSCAN_EXPORT SMBIOSTable {
 };
 
 // The table that all collectors share; null until the factory was initialised. Ask isAvailable()
-// before its records. Changing the machine under scan (machine.h) deletes it.
+// before its records. Changing the machine under scan (machine.h) makes it null again; a table from
+// before stays readable as long as the process runs.
 INVSCAN_EXPORT extern SMBIOSTable* globalSMBIOSTable;
 
 // Texts of firmware that nobody filled in; ends with null.

@@ -25,6 +25,11 @@ void setVersion(DmiTables& tables, unsigned major, unsigned minor) {
   tables.minorVersion = version & 0xFF;
 }
 
+// 0 announces nothing: the table ends where its end is.
+void setCount(DmiTables& tables, int count) {
+  if (count != 0) tables.count = count;
+}
+
 void cut(std::string& structures, std::size_t length) {
   if (structures.size() > length) structures.resize(length);
 }
@@ -43,11 +48,11 @@ std::optional<DmiTables> decodeEntryPoint(std::string_view entryPoint, std::stri
   } else if (entryPoint.starts_with("_SM_") && bytes.covers(0, 0x1E)) {
     setVersion(tables, bytes.byte(6), bytes.byte(7));
     cut(tables.structures, bytes.word(0x16));
-    tables.count = bytes.word(0x1C);
+    setCount(tables, bytes.word(0x1C));
   } else if (entryPoint.starts_with("_DMI_") && bytes.covers(0, 0x0F)) {
     setVersion(tables, bytes.byte(0x0E) >> 4U, bytes.byte(0x0E) & 0xFU);
     cut(tables.structures, bytes.word(0x06));
-    tables.count = bytes.word(0x0C);
+    setCount(tables, bytes.word(0x0C));
   } else {
     return std::nullopt;
   }

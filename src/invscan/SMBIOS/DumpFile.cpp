@@ -26,12 +26,13 @@ int SMBIOSTable::readBytesFromFile(char* path) {
     std::printf("\nERROR - Invalid file format.");
     std::exit(-1);
   }
+  native_ = false;
   revision_ = 0;
   const bool isWhole = std::fscanf(file.get(), "SMBIOS Length=%X\n", &length) == 1 &&
                        std::fscanf(file.get(), "SMBIOS NumTables=%X\n", &count) == 1 &&
                        std::fscanf(file.get(), "SMBIOS Revision=%X\n", &revision_) == 1;
   numTables_ = static_cast<int>(count);
-  TableReader(*this).allocate(static_cast<int>(length));
+  TableReader(*this).allocate(length > kLargestTable ? 0 : static_cast<int>(length));
   if (!isWhole || std::fscanf(file.get(), "SMBIOS Data=") != 0) return 1;
   unsigned value = 0;
   for (int at = 0; at < totalLength_ && std::fscanf(file.get(), " %X", &value) == 1; ++at) {

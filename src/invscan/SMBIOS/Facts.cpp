@@ -1,8 +1,10 @@
 // What several collectors ask of the shared table.
 #include <algorithm>
+#include <vector>
 
 #include <invscan/smbios.h>
 
+#include "invscan/SMBIOS/Sizes.h"
 #include "invscan/machine/Machine.h"
 #include "log/Trace.h"
 
@@ -14,16 +16,6 @@ constexpr unsigned kLikelyClock = 2000;  // MHz, of an external clock
 constexpr unsigned kLikelyUpgrade = 17;
 constexpr unsigned kNotKnown = 0xFFFFFFFF;
 constexpr unsigned short kUnknownSetting = 3;
-
-struct MemoryArrays {
-  unsigned long long capacityKb = 0;
-  unsigned slots = 0;
-
-  void add(const SMBIOSTable16Data& array) {
-    capacityKb += array.getWholeCapacity();
-    slots += array.getNumMemDevices();
-  }
-};
 
 const SMBIOSTable* availableTable() {
   return globalSMBIOSTable && globalSMBIOSTable->isAvailable() ? globalSMBIOSTable : nullptr;
@@ -38,25 +30,36 @@ unsigned powerOf2(unsigned power) {
   return power < 32 ? 1U << power : 0;
 }
 
-MemoryArrays memoryArrays(const SMBIOSTable& table) {
-  MemoryArrays sum;
-  for (const SMBIOSTable16Data* array : table.getSystemMemoryArrays()) sum.add(*array);
-  if (table.getSystemMemoryArrays().empty()) sum.add(*table.getTable16());
-  return sum;
+// Those that hold system memory, where the table keeps them all; else the first.
+std::vector<SMBIOSTable16Data*> memoryArrays(const SMBIOSTable& table) {
+  const auto& all = table.getSystemMemoryArrays();
+  return all.empty() ? std::vector{table.getTable16()} : all;
 }
 
-// What arrays of that capacity tell of their largest module. They state it for all slots together,
-// some of them for one slot: a capacity that is a power of two, shared by slots that are none or by
-// a module larger than its share, is taken for one slot's.
-unsigned largestModule(unsigned capacityMb, unsigned slots) {
-  const Trace trace(getCcLogHw(), "getMemorySpecs()");
+// What an array of that capacity tells of its largest module. It states it for all slots together,
+// some firmware for one slot: a capacity that is a power of two, of which a slot's share is none or
+// smaller than the biggest module that is there, is taken for one slot's.
+unsigned largestModule(unsigned capacityMb, unsigned slots, unsigned biggest, const Trace& trace) {
   const unsigned perSlot = capacityMb / slots;
   trace.at().max("hardware raw maxModuleSizeMB =%u", perSlot);
   if (!isPowerOf2(capacityMb)) return perSlot;
   if (!isPowerOf2(perSlot)) return capacityMb;
-  const unsigned biggest = SM_getBiggestMemoryModule_17() >> 10;
   trace.at().max("hardware biggestModule found (SMB):%u", biggest);
   return perSlot >= biggest ? perSlot : capacityMb;
+}
+
+// The largest module of all arrays. A single one shares its capacity among the slots that are
+// known; several share theirs among their own.
+unsigned largestModule(const std::vector<SMBIOSTable16Data*>& arrays, unsigned slots,
+                       const Trace& trace) {
+  const unsigned biggest = SM_getBiggestMemoryModule_17() >> 10;
+  unsigned largest = 0;
+  for (const SMBIOSTable16Data* array : arrays) {
+    if (arrays.size() > 1) slots = array->getNumMemDevices();
+    const unsigned capacityMb = saturated(array->getWholeCapacity() >> 10);
+    if (slots != 0) largest = std::max(largest, largestModule(capacityMb, slots, biggest, trace));
+  }
+  return largest;
 }
 
 }  // namespace
@@ -127,11 +130,11 @@ bool getMemorySpecs(unsigned int* maxModuleSizeMB, unsigned int* slots) {
   }
   if (table->getTable16()) {
     trace.at().max("hardware SMBIOS Table 16 is available");
-    const MemoryArrays arrays = memoryArrays(*table);
-    if (*slots == 0) *slots = arrays.slots;
-    const auto capacityMb = static_cast<unsigned>(arrays.capacityKb >> 10);
-    if (*slots != 0)
-      *maxModuleSizeMB = std::max(*maxModuleSizeMB, largestModule(capacityMb, *slots));
+    const auto arrays = memoryArrays(*table);
+    if (*slots == 0) {
+      for (const SMBIOSTable16Data* array : arrays) *slots += array->getNumMemDevices();
+    }
+    *maxModuleSizeMB = std::max(*maxModuleSizeMB, largestModule(arrays, *slots, trace));
     trace.at().max("hardware Table 16: Max Module Size:%u Slots:%u", *maxModuleSizeMB, *slots);
   }
   return *slots + *maxModuleSizeMB != 0;

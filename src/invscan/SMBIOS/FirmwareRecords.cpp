@@ -9,6 +9,7 @@
 #include <invscan/smbios.h>
 
 #include "invscan/SMBIOS/RecordDump.h"
+#include "invscan/SMBIOS/Sizes.h"
 
 using namespace invscan;
 
@@ -66,8 +67,8 @@ unsigned int SMBIOSTable0Data::getROMSizeKB() const {
   constexpr int kExtendedSize = 24;
   if (isNative() && byte(9) == 0xFF && holds(kExtendedSize, 2)) {
     // In MB, or in GB when bit 14 says so.
-    const unsigned size = word(kExtendedSize) & 0x3FFFU;
-    return size << ((word(kExtendedSize) >> 14) == 1 ? 20 : 10);
+    const unsigned long long size = word(kExtendedSize) & 0x3FFFU;
+    return saturated(size << ((word(kExtendedSize) >> 14) == 1 ? 20 : 10));
   }
   return (byte(9) + 1U) * 64;
 }

@@ -2,6 +2,7 @@
 #include <invscan/smbios.h>
 
 #include "invscan/SMBIOS/RecordDump.h"
+#include "log/Trace.h"
 
 using namespace invscan;
 
@@ -34,6 +35,13 @@ void SMBIOSTable1Data::dump() const {
   show("Serial number", getSerialNumber());
   show("UUID", getUUIDAsString());
   show("Wake-up type", getWakeUpType());
+}
+
+int SMBIOSTable3Data::readBlock(unsigned char* data, int offset) {
+  const Trace trace(getCcLogHw(), "readBlock()");
+  const int next = SMBIOSTextData::readBlock(data, offset);
+  trace.at().max("hardware Type:%d", getType());
+  return next;
 }
 
 void SMBIOSTable2Data::dump() const {

@@ -1,10 +1,8 @@
 // Memory: controller and modules of old firmware, arrays and devices of newer.
-#include <algorithm>
-#include <limits>
-
 #include <invscan/smbios.h>
 
 #include "invscan/SMBIOS/RecordDump.h"
+#include "invscan/SMBIOS/Sizes.h"
 #include "invscan/SMBIOS/TableView.h"
 
 using namespace invscan;
@@ -14,11 +12,6 @@ namespace {
 int behindNuls(const TableView& bytes, int at) {
   while (bytes.covers(at) && bytes.byte(at) == 0) ++at;
   return at;
-}
-
-unsigned int saturated(unsigned long long value) {
-  return static_cast<unsigned int>(
-      std::min<unsigned long long>(value, std::numeric_limits<unsigned int>::max()));
 }
 
 unsigned int sizeMB(unsigned char size) {

@@ -133,7 +133,7 @@ class IdentityRow {
   }
 
   void hashedSize(unsigned long id, unsigned int sizeKB) {
-    const std::string text = std::to_string(static_cast<int>(sizeKB)) + "K";
+    const std::string text = std::to_string(sizeKB) + "K";
     add(id, text);
     input_ += text;
   }
@@ -144,7 +144,7 @@ class IdentityRow {
     input_ += std::to_string(value);
   }
 
-  // Bars and the firmware's own version alone make no ID.
+  // Bars alone make no ID.
   void id(unsigned long id, const Trace& trace) {
     if (!hasFacts_) return;
     trace.at().mid("hardware %s %d", "MD5 PK input len:", static_cast<int>(input_.size()));
@@ -156,16 +156,14 @@ class IdentityRow {
 
  private:
   void add(unsigned long id, const std::string& text) {
-    const Trace trace(getCcLogHw(), "addText()");
+    const Trace trace(getCcLogHw(), "add()");
     if (text.empty()) {
       trace.at().max("hardware -none-");
       return;
     }
     row_.text(id, text);
-    hasFacts_ = hasFacts_ || id >= kFirstFact;
+    hasFacts_ = true;
   }
-
-  static constexpr unsigned long kFirstFact = 4;
 
   RowBuilder row_;
   std::string input_;

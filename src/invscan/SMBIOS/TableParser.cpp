@@ -11,6 +11,7 @@ namespace {
 constexpr int kHeaderSize = 4;
 constexpr unsigned kEndOfTable = 127;
 constexpr int kCentralProcessor = 3;
+constexpr int kUse = 5;  // of a memory array
 constexpr int kSystemMemory = 3;
 
 }  // namespace
@@ -119,12 +120,18 @@ int TableParser::keep(SMBIOSTable::Container<Record, Capacity>& container, int o
   return keep(container.records.emplace_back(), offset);
 }
 
-// Native tables keep every array of system memory.
+// Native tables keep the first array, and those of system memory.
 int TableParser::keepMemoryArray(int offset) const {
+  constexpr std::size_t kMost = 1000;
+  auto& arrays = table_.slots_.systemMemoryArrays;
   SMBIOSTable16Data* array = nullptr;
+  const bool isSystemMemory =
+      bytes_.byte(offset + 1) > kUse && bytes_.byte(offset + kUse) == kSystemMemory;
+  const bool isCounted = isSystemMemory && arrays.size() < kMost;
+  if (table_.slots_.table16 && !isCounted) return behind(offset);
   const int next = keep(array, offset);
   if (!table_.slots_.table16) table_.slots_.table16 = array;
-  if (array->getUse() == kSystemMemory) table_.slots_.systemMemoryArrays.push_back(array);
+  if (isCounted) arrays.push_back(array);
   return next;
 }
 

@@ -1,6 +1,7 @@
 #include "invscan/SMBIOS/TableReader.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
@@ -31,7 +32,7 @@ bool readMemory(unsigned char* buffer, std::uintptr_t address, int length) {
 
 void TableReader::allocate(int length) {
   constexpr int kSpareBytes = 5;
-  table_.totalLength_ = length < 0 || length > kLargestTable ? 0 : length;
+  table_.totalLength_ = length < 0 || length > INT_MAX - kSpareBytes ? 0 : length;
   table_.data_ = std::make_unique<unsigned char[]>(
       static_cast<std::size_t>(table_.totalLength_ + kSpareBytes));
 }
