@@ -169,7 +169,8 @@ class Commands(AgentTest):
 
     def test_get_tells_why_nothing_is_there(self):
         for group, attribute, reason in (
-                ("UnixCpuMeter", "LoadAvg1", "/proc/loadavg: permission denied; run as root"),
+                ("UnixCpuMeter", "LoadAvg1", "/proc/loadavg: permission denied when it was recorded; "
+                 "capture the machine again as root"),
                 ("Memory", "Max Memory MB", "no value"),
                 ("Operating System", "Registered Owner", "never filled on Linux")):
             run = self.run_agent("get", group, attribute)
@@ -179,7 +180,8 @@ class Commands(AgentTest):
     def test_explain(self):
         text = self.answer("explain", "UnixCpuMeter", "Memory", "CpuMeter")
         for line in (r"  /proc/meminfo +1 +[0-9.]+ +ok",
-                     r"    /proc/loadavg: permission denied; run as root\n"
+                     r"    /proc/loadavg: permission denied when it was recorded; "
+                     r"capture the machine again as root\n"
                      r"      LoadAvg1, LoadAvg5, LoadAvg15",
                      r"    /proc/stat: no such file or directory\n      .*\bIdleTime\b.*",
                      r"    /proc/uptime: never asked when it was recorded; "
@@ -347,6 +349,18 @@ class FirmwareDumps(AgentTest):
                 self.assertLessEqual(theirs, ours, table.name)
         self.assertEqual(stat.S_IMODE(dump.stat().st_mode), 0o600)
         self.assertRegex(self.shown(self.SERVER), r"(?m)^  Size +16 GiB$")
+        blade = self.shown(self.TABLES / "dell-poweredge-1655mc.bin")
+        self.assertRegex(blade, r"(?m)^Further Base Board$(.*\n)+?^  Serial number +\.2YTBM21")
+
+    def test_hosts_rules_hold_for_a_dump_as_it_stands(self):
+        """A revision of one byte, as of a table that a host made, opens no version's fields."""
+        text = re.sub("Revision=.*", "Revision=0x23", self.dump_of(self.SERVER).read_text())
+        dump = self.store("changed", text)
+        for options, has_speed in ((), True), (("--classic",), False):
+            shown = self.shown(dump, *options)
+            self.assertTrue(shown.startswith("SMBIOS 2.3, "), shown)
+            self.assertIn("\nMemory Device 1 of ", shown)
+            self.assertEqual(" MT/s\n" in shown, has_speed, shown)
 
     @staticmethod
     def memory_texts(text):
@@ -373,7 +387,8 @@ class FirmwareDumps(AgentTest):
             "/sys/firmware/dmi/tables/smbios_entry_point": "EACCES", "/dev/mem": "EACCES"}}, FILES)
         run = self.run_agent("smbios", "--machine", machine, live=True)
         self.assert_fails(run, 2, "smbios_entry_point: permission denied",
-                          "/dev/mem: permission denied; run as root")
+                          "/dev/mem: permission denied when it was recorded; capture the machine "
+                          "again as root")
 
     def test_binary_dumps_may_keep_the_table_elsewhere(self):
         whole = bytearray(self.SERVER.read_bytes())

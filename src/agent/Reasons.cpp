@@ -1,5 +1,7 @@
 #include "agent/Reasons.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <memory>
 #include <string_view>
@@ -12,14 +14,16 @@
 namespace invscan::agent {
 namespace {
 
+constexpr std::string_view kRunAsRoot = "run as root";
+
 // What helps against an outcome that has these words.
 constexpr struct {
-  std::string_view words;
-  const char* help;
+  std::string_view words, help;
 } kHelp[] = {
-    {"permission denied", "run as root"},
-    {"not permitted", "run as root"},
     {"never asked", "capture the machine again"},
+    {"when it was recorded", "capture the machine again as root"},
+    {"permission denied", kRunAsRoot},
+    {"not permitted", kRunAsRoot},
     {"timed out", "raise --timeout"},
 };
 
@@ -79,8 +83,9 @@ bool hasCollector(const kelGroupDef& group) {
 
 std::string helpAgainst(const std::vector<std::string>& outcomes) {
   for (const auto& [words, help] : kHelp) {
+    if (help == kRunAsRoot && geteuid() == 0) continue;
     for (const std::string& outcome : outcomes) {
-      if (outcome.find(words) != outcome.npos) return std::string("; ") + help;
+      if (outcome.find(words) != outcome.npos) return "; " + std::string(help);
     }
   }
   return "";

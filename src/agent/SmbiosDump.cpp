@@ -110,36 +110,34 @@ class TextDumpReader {
   std::string_view rest_;
 };
 
-// A table's text dump in a file in memory. The library reads and writes dumps by file name, does
-// not tell whether it could write, and ends the process when it does not like what it reads: what
-// it gets to see has passed the reader above.
-class DumpInMemory {
- public:
-  // The name is for the failure.
-  DumpInMemory(const SMBIOSTable& table, const std::string& name)
-      : file_(memfd_create("dump", MFD_CLOEXEC)),
-        path_("/proc/self/fd/" + std::to_string(file_.get())) {
-    returnFromFailedWrites();
-    const bool isRead = file_ && table.writeBytesToFile(path_.data()) == 1 &&
-                        readAll(file_.get(), text_, kLargestFile);
-    if (!isRead) throw Failure(name + ": no memory for the dump");
-    TextDumpReader(name, text_).read();
-  }
-
-  char* path() { return path_.data(); }
-  const std::string& text() const { return text_; }
-
- private:
-  Descriptor file_;
-  std::string path_;
-  std::string text_;
+// The library reads and writes dumps by file name, does not tell whether it could write, and ends
+// the process when it does not like what it reads: it gets a file in memory, and what it gets to
+// see has passed the reader above.
+struct FileInMemory {
+  Descriptor descriptor{memfd_create("dump", MFD_CLOEXEC)};
+  std::string path = "/proc/self/fd/" + std::to_string(descriptor.get());
 };
 
-std::unique_ptr<SMBIOSTable> asClassic(const SMBIOSTable& table, const std::string& name) {
-  DumpInMemory dump(table, name);
-  auto classic = std::make_unique<SMBIOSTable>(dump.path());
-  classic->parseData();
-  return classic;
+// The name is for the failure.
+std::string textDumpOf(const SMBIOSTable& table, const std::string& name) {
+  FileInMemory file;
+  std::string text;
+  returnFromFailedWrites();
+  const bool isRead = file.descriptor && table.writeBytesToFile(file.path.data()) == 1 &&
+                      readAll(file.descriptor.get(), text, kLargestFile);
+  if (!isRead) throw Failure(name + ": no memory for the dump");
+  TextDumpReader(name, text).read();
+  return text;
+}
+
+std::unique_ptr<SMBIOSTable> readClassic(const std::string& textDump, const std::string& name) {
+  FileInMemory file;
+  if (!file.descriptor || !writeAll(file.descriptor.get(), textDump)) {
+    throw Failure(name + ": no memory for the dump");
+  }
+  auto table = std::make_unique<SMBIOSTable>(file.path.data());
+  table->parseData();
+  return table;
 }
 
 void append(std::string& bytes, std::uint64_t value, int count) {
@@ -148,10 +146,7 @@ void append(std::string& bytes, std::uint64_t value, int count) {
 
 // A text dump has none. One that announces the number of structures, where that form can.
 std::string entryPointFor(const Dump& dump) {
-  // The version is major * 256 + minor, or in tables that a host made of a buffer one byte of BCD.
-  const bool isBcd = dump.revision < 0x100;
-  const unsigned major = isBcd ? dump.revision >> 4 : dump.revision >> 8;
-  const unsigned minor = dump.revision & (isBcd ? 0xF : 0xFF);
+  const auto [major, minor] = versionOf(dump.revision);
   const std::size_t length = dump.structures.size();
   std::string entryPoint;
   if (length > 0xFFFF || dump.count > 0xFFFF) {
@@ -211,10 +206,16 @@ std::string structuresOf(const std::string& file, const std::string& bytes,
 
 }  // namespace
 
+SmbiosVersion versionOf(unsigned revision) {
+  if (revision < 0x100) return {revision >> 4, revision & 0xF};
+  return {revision >> 8, revision & 0xFF};
+}
+
 std::unique_ptr<SMBIOSTable> readDump(const std::string& file, bool classic) {
   const std::string bytes = readWhole(file);
+  const bool isText = bytes.starts_with(kFirstLabel);
   std::unique_ptr<SMBIOSTable> table;
-  if (bytes.starts_with(kFirstLabel)) {
+  if (isText) {
     const Dump dump = TextDumpReader(file, bytes).read();
     table = decodeFirmwareTables(entryPointFor(dump), dump.structures);
   } else if (const EntryPointForm* form = entryPointForm(bytes)) {
@@ -224,7 +225,8 @@ std::unique_ptr<SMBIOSTable> readDump(const std::string& file, bool classic) {
     throw Failure(file + ": neither a text dump nor an entry point with its table");
   }
   if (!table) throw Failure(file + ": not a usable dump: the table is empty");
-  return classic ? asClassic(*table, file) : std::move(table);
+  if (!classic) return table;
+  return readClassic(isText ? bytes : textDumpOf(*table, file), file);
 }
 
 void writeDump(const std::string& file, const SMBIOSTable& table, bool replace) {
@@ -234,8 +236,8 @@ void writeDump(const std::string& file, const SMBIOSTable& table, bool replace) 
     throw Failure(file + ": not a regular file; --dump writes nothing else");
   }
   if (isThere && !replace) throw Failure(file + ": is there already; --force replaces it");
-  const DumpInMemory dump(table, file);
-  replace ? replaceFile(file, dump.text(), kOwnerOnly) : makeFile(file, dump.text(), kOwnerOnly);
+  const std::string text = textDumpOf(table, file);
+  replace ? replaceFile(file, text, kOwnerOnly) : makeFile(file, text, kOwnerOnly);
 }
 
 }  // namespace invscan::agent

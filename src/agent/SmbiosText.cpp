@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "agent/ProcessorNames.h"
+#include "agent/SmbiosDump.h"
 #include "agent/SmbiosNames.h"
 #include "agent/Text.h"
 
@@ -85,11 +86,13 @@ std::string yesOrNo(const Record& record) {
   return (record.*get)() ? "yes" : "no";
 }
 
+// A code without a name stands for itself; 0 is what fields have that are not there.
 template <auto& names>
 std::string nameOf(unsigned value) {
   const auto* found = std::find_if(std::begin(names), std::end(names),
                                    [&](const CodeName& name) { return name.code == value; });
-  return found == std::end(names) ? code(value, value > 0xFF ? 2 : 1) : found->name;
+  if (found != std::end(names)) return found->name;
+  return value == 0 ? "" : code(value, value > 0xFF ? 2 : 1);
 }
 
 template <auto get, auto& names, class Record>
@@ -187,9 +190,14 @@ constexpr Field<Enclosure> kEnclosureFields[] = {
 
 using Processor = SMBIOSTable4Data;
 
+// The base family says whether the extended family and model count.
 std::string signature(const Processor& processor) {
-  return "family " + std::to_string(processor.getCPUIDFamily()) + ", model " +
-         std::to_string(processor.getCPUIDModel()) + ", stepping " +
+  constexpr unsigned kP6 = 6, kExtended = 15;
+  if (processor.getEAX() == 0) return "";
+  unsigned family = processor.getCPUIDFamily(), model = processor.getCPUIDModel();
+  if (family == kP6 || family == kExtended) model |= processor.getEAX() >> 12 & 0xF0;
+  if (family == kExtended) family += processor.getEAX() >> 20 & 0xFF;
+  return "family " + std::to_string(family) + ", model " + std::to_string(model) + ", stepping " +
          std::to_string(processor.getCPUIDStepping());
 }
 
@@ -385,8 +393,8 @@ std::string all(const std::string& title, int total, Get get, const Fields& fiel
 }
 
 std::string head(const SMBIOSTable& table) {
-  const unsigned revision = table.getRevision();
-  return "SMBIOS " + std::to_string(revision >> 8) + "." + std::to_string(revision & 0xFF) + ", " +
+  const auto [major, minor] = versionOf(table.getRevision());
+  return "SMBIOS " + std::to_string(major) + "." + std::to_string(minor) + ", " +
          counted(static_cast<std::size_t>(table.getNumTables()), "structure") + " in " +
          counted(static_cast<std::size_t>(table.getTotalLength()), "byte") + "\n";
 }
@@ -423,15 +431,15 @@ std::vector<Structure> structuresOf(const SMBIOSTable& table) {
   return structures;
 }
 
-// Records of a type that the table does not hand out. Each reads a copy that is long enough, and
-// ends as it must, whatever the structure says of itself.
+// Records of a type that the table does not hand out, or not beyond the first so many. Each reads a
+// copy that is long enough, and ends as it must, whatever the structure says of itself.
 template <class Record, class Fields>
-std::string copied(const std::string& title, int type, const SMBIOSTable& table,
+std::string copied(const std::string& title, int type, int known, const SMBIOSTable& table,
                    const std::vector<Structure>& structures, const Fields& fields) {
   constexpr std::size_t kLongestFields = 255, kDoubleNul = 2;
   std::string text;
   for (const Structure& structure : structures) {
-    if (structure.type != type) continue;
+    if (structure.type != type || known-- > 0) continue;
     std::vector<unsigned char> bytes(structure.bytes.begin(), structure.bytes.end());
     bytes.resize(bytes.size() + kLongestFields + kDoubleNul);
     Record record(static_cast<int>(table.getRevision()));
@@ -442,11 +450,19 @@ std::string copied(const std::string& title, int type, const SMBIOSTable& table,
 }
 
 // What the blocks do not show: other types, and structures beyond the number that a table keeps.
-std::string others(const SMBIOSTable& table, const std::vector<Structure>& structures) {
-  constexpr int kShown[] = {0, 1, 2, 3, 5, 11, 16, 22, 24};
-  const std::map<int, int> kept = {{4, table.getTable4Total()},   {6, table.getTable6Total()},
-                                   {8, table.getTable8Total()},   {9, table.getTable9Total()},
-                                   {10, table.getTable10Total()}, {17, table.getTable17Total()}};
+std::string others(const SMBIOSTable& table, int arrays, const std::vector<Structure>& structures) {
+  constexpr int kShown[] = {2, 3, 11, 22};
+  const std::map<int, int> kept = {{0, table.getTable0() != nullptr},
+                                   {1, table.getTable1() != nullptr},
+                                   {4, table.getTable4Total()},
+                                   {5, table.getTable5() != nullptr},
+                                   {6, table.getTable6Total()},
+                                   {8, table.getTable8Total()},
+                                   {9, table.getTable9Total()},
+                                   {10, table.getTable10Total()},
+                                   {16, arrays},
+                                   {17, table.getTable17Total()},
+                                   {24, table.getTable24() != nullptr}};
   std::map<int, int> counts;
   for (const Structure& structure : structures) ++counts[structure.type];
   for (const int type : kShown) counts.erase(type);
@@ -469,7 +485,9 @@ std::string describeTable(const SMBIOSTable& table) {
   return head(table) + one("BIOS", table.getTable0(), kBiosFields) +
          one("System", table.getTable1(), kSystemFields) +
          one("Base Board", table.getTable2(), kBoardFields) +
+         copied<Board>("Further Base Board", 2, 1, table, structures, kBoardFields) +
          one("Enclosure", table.getTable3(), kEnclosureFields) +
+         copied<Enclosure>("Further Enclosure", 3, 1, table, structures, kEnclosureFields) +
          all("Processor", table.getTable4Total(), at(&Table::getTable4), kProcessorFields) +
          one("Memory Controller", table.getTable5(), kControllerFields) +
          all("Memory Module", table.getTable6Total(), at(&Table::getTable6), kModuleFields) +
@@ -481,9 +499,9 @@ std::string describeTable(const SMBIOSTable& table) {
              [&arrays](int i) { return arrays[static_cast<std::size_t>(i)]; }, kArrayFields) +
          all("Memory Device", table.getTable17Total(), at(&Table::getTable17), kDeviceFields) +
          one("Hardware Security", table.getTable24(), kSecurityFields) +
-         copied<Battery>("Portable Battery", 22, table, structures, kBatteryFields) +
-         copied<OemTexts>("OEM Strings", 11, table, structures, kOemFields) +
-         others(table, structures);
+         copied<Battery>("Portable Battery", 22, 0, table, structures, kBatteryFields) +
+         copied<OemTexts>("OEM Strings", 11, 0, table, structures, kOemFields) +
+         others(table, static_cast<int>(arrays.size()), structures);
 }
 
 }  // namespace invscan::agent

@@ -192,7 +192,9 @@ void ReplayedMachine::doSetTimeZone() {
 std::string ReplayedMachine::explainError(const std::string& path, int error) const {
   const bool wasAsked = !facts_.absent || facts_.absent->count(path) != 0 ||
                         facts_.unreadable.count(path) != 0 || error != ENOENT;
-  return wasAsked ? Machine::explainError(path, error) : "never asked when it was recorded";
+  if (!wasAsked) return "never asked when it was recorded";
+  const bool isForbidden = error == EACCES || error == EPERM;
+  return Machine::explainError(path, error) + (isForbidden ? " when it was recorded" : "");
 }
 
 }  // namespace invscan
