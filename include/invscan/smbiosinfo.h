@@ -63,8 +63,8 @@ INVSCAN_EXPORT int find_entry(const unsigned char* table, const smbios_table_ent
 // The identity, found when it is constructed. Without a valid entry point and a readable table the
 // fields are empty. With them, what type 1 does not name has a default: the manufacturer "Linux",
 // the product a copy of the manufacturer, the others are empty. What the shared table (smbios.h)
-// has in its own type 1 goes before all of this. All
-// fields but a machine type taken out of the product are without blanks around them.
+// has in its own type 1 goes before all of this. No field has blanks around it but a machine type
+// that was taken out of the product.
 //
 // A 64-bit entry point that EFI names is read as if it were a 32-bit one, and fails by its
 // checksum unless chance helps: hosts expect it; kept.
