@@ -61,6 +61,7 @@ TEST_F(Helpers, AreReadWhateverTheyDo) {
       {"echo 1.0 -1", -1, nullptr, -2},
       {"exit 1", -1, nullptr, -2},
       {"head -c 1000000 /dev/urandom", -1, nullptr, -2},
+      {"echo 1.0 0 OK; yes ';' | head -n 4200000", -1, nullptr, -2},
       {"echo 1.0 0 OK; printf '(A\\nx:i'; kill -9 $$", 0, "OK", -2},
       {"head -c 10000000 /dev/zero >&2; echo 1.0 0 OK; echo x:i=5", 0, "OK", 5},
       {"exec 2>&-; echo 1.0 0 OK; echo x:i=5; sleep 60 &", 0, "OK", 5},
@@ -161,6 +162,7 @@ TEST_F(Helpers, TalkThroughTheirPipes) {
   char word[] = "word\n", answer[64] = "";
   EXPECT_EQ(process->input->write(word, 5), 5);
   EXPECT_EQ(process->waitFor(), 7);
+  EXPECT_EQ(process->input->write(word, 5), -1);
   EXPECT_EQ(process->output->read(answer, sizeof answer), 9);
   EXPECT_STREQ(answer, "got word\n");
   EXPECT_EQ(process->error->read(answer, sizeof answer), 6);

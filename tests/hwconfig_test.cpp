@@ -169,6 +169,10 @@ TEST_F(HardwareConfiguration, RefusesHostileFilesInOneLine) {
        "recursive entity reference at line 2"},
       {"defaults for every element", defaults + ">]>\n<h>" + repeated("<e/>", 100000) + "</h>",
        "too much content at line 3"},
+      {"an element of a long name, often",
+       "<!DOCTYPE h [<!ENTITY e '<" + repeated("n", 900000) + "/>'>]>\n<h>" + repeated("&e;", 20) +
+           "</h>",
+       "too much content at line 2"},
       {"external entity as value",
        "<!DOCTYPE h [<!ENTITY e SYSTEM '/etc/hostname'>]>\n\n<h v='&e;'/>", " at line 3"},
       {"another encoding than it says", "<?xml version='1.0' encoding='UTF-8'?>\n<h v='\xE4'/>",

@@ -1,10 +1,12 @@
 // Children on pipes and forked probes.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 
 #include <csignal>
 #include <tuple>
+#include <utility>
 
 #include <invscan/process.h>
 
@@ -116,6 +118,21 @@ TEST(CommandPipe, TakesFourteenArguments) {
   EXPECT_EQ(echo("f"), nullptr);
   EXPECT_EQ(slm_popen(nullptr, 0, static_cast<char*>(nullptr)), nullptr);
   slm_pclose(nullptr);
+}
+
+TEST(CommandPipe, LeavesAloneWhatItsHostHasClosed) {
+  EXPECT_EQ(0, inFork([] {
+              void* handle = slm_popen("sort", 0, static_cast<char*>(nullptr));
+              PipeRecord& record = recordOf(handle);
+              EXPECT_EQ(write(record.input, "b\na\n", 4), 4);
+              close(std::exchange(record.input, 0));
+              EXPECT_EQ(allLines(handle), (Lines{"a\n", "b\n"}));
+              handle = shell("echo text");
+              close(std::exchange(recordOf(handle).output, 0));
+              EXPECT_EQ(allLines(handle), Lines{});
+              EXPECT_NE(fcntl(STDIN_FILENO, F_GETFD), -1);
+              return testing::Test::HasFailure();
+            }));
 }
 
 TEST(CommandPipe, LeavesNothingOpenWhereThereIsNoRoom) {

@@ -134,6 +134,13 @@ TEST(VarTree, KeepsWhatWasClosedBeforeAnError) {
   EXPECT_EQ(parse("(A\n)\n-\n"), nullptr);
 }
 
+TEST(VarTree, CatchesMistakes) {
+  const Tree node(new VtNode("node"));
+  EXPECT_DEATH(node->addValue(nullptr), "v != 0");
+  EXPECT_DEATH(vtDumpValue(nullptr, 0), "value != 0");
+  EXPECT_DEATH(node->getValue("", nullptr, 1), "name != 0");
+}
+
 TEST(VarTree, LooksThingsUp) {
   const Tree tree = parse(
       "(A\nx:i=5\nf:f=2.5\ns:s=text\n(B\ny:i=1\n)\n(B\ny:i=2\n)\n(\nz:i=3\n)\n)\n"

@@ -20,10 +20,10 @@
 // seconds of the wall clock; with 0 or less there is none.
 INVSCAN_EXPORT void* slm_popen(const char* path, int timeLimitSeconds, ...) noexcept;
 
-// Asks for a line of the child's output, and never waits for one:
+// Asks for a line of the child's output, and never waits for one; only ending a child whose time
+// has passed may take 100 ms:
 //    1  there is a line in the buffer, with its line end, cut after size - 2 bytes; what was cut
-//    off
-//       comes next. The last line may lack its end.
+//       off comes next. The last line may lack its end.
 //    0  nothing yet: ask again. Once also when the child is found to have ended, and always for
 //       a null handle and for a size below 3.
 //   -1  the child has ended and all that it wrote was given out; or its time has passed, which only

@@ -84,7 +84,7 @@ const char* Reader::trouble(XML_Status status) const {
 void Reader::begin(const char* name, const char** attributes) noexcept {
   if (refusal_) return;
   if (open_.size() == kDeepest) return refuse("elements are nested too deep");
-  if (!fits(sizeof(Node) + std::strlen(name))) return;
+  if (!fits(sizeof(Node) + std::strlen(name) * sizeof(wchar_t))) return;
   StringMap map;
   for (; *attributes; attributes += 2) {
     const std::size_t length = std::strlen(attributes[0]) + std::strlen(attributes[1]);

@@ -1,12 +1,14 @@
 #include <algorithm>
 #include <climits>
 #include <memory>
+#include <new>
 #include <string_view>
 
 #include <invscan/helper.h>
 #include <invscan/vartree.h>
 
 #include "common/text/Numbers.h"
+#include "common/vartree/Answer.h"
 #include "common/vartree/ProgramOutput.h"
 #include "common/vartree/Release.h"
 #include "common/vartree/TextStream.h"
@@ -45,9 +47,13 @@ void parseResponse(std::string_view line, VtExecInfo& info) {
 
 }  // namespace
 
+VtExecInfo* invscan::noResponse() {
+  return new VtExecInfo{-1, -1, -1, nullptr, nullptr};
+}
+
 VtExecInfo* vtParseProgramOutput(VtIStream* in) {
-  auto* info = new VtExecInfo{-1, -1, -1, nullptr, nullptr};
-  if (!in) return info;
+  invscan::Answer info(invscan::noResponse());
+  if (!in) return info.release();
   const auto lines = std::make_unique<VtILineStream>(in);
   char line[256];
   bool hasLine = false;
@@ -56,15 +62,26 @@ VtExecInfo* vtParseProgramOutput(VtIStream* in) {
   } while (hasLine && *line == ';');
   if (hasLine) parseResponse(line, *info);
   if (info->message) info->tree = vtParseNodeDump(lines.get());
-  return info;
+  return info.release();
 }
 
 VtExecInfo* vtExecProgram(const char* path, const char* arguments, const char* tracePath) {
   using namespace invscan;
   const auto text = readProgramOutput(path, arguments, tracePath, kProgramOutputLimit);
   if (!text) return nullptr;
-  TextStream stream(*text);
-  return vtParseProgramOutput(&stream);
+  return readAnswer(*text);
+}
+
+VtExecInfo* invscan::readAnswer(std::string_view output) {
+  // A line takes some hundred bytes as a node.
+  constexpr std::ptrdiff_t kMostLines = 4 << 20;
+  if (std::count(output.begin(), output.end(), '\n') > kMostLines) return noResponse();
+  TextStream stream(output);
+  try {
+    return vtParseProgramOutput(&stream);
+  } catch (const std::bad_alloc&) {
+    return noResponse();
+  }
 }
 
 void invscan::releaseAnswer(VtExecInfo* info) {

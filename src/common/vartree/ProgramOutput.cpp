@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include <invscan/helper.h>
@@ -88,7 +89,12 @@ std::optional<std::string> readProgramOutput(const char* path, const char* argum
   const std::unique_ptr<VtProcess> process(VtProcess::create(path, arguments, tracePath));
   if (!process) return std::nullopt;
   const Child child(process->pid);
-  std::string text = takeOutput(*process, child, limit);
+  std::string text;
+  try {
+    text = takeOutput(*process, child, limit);
+  } catch (const std::bad_alloc&) {
+    // As if it had printed nothing.
+  }
   child.kill();
   return text;
 }

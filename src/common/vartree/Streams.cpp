@@ -4,6 +4,8 @@
 
 #include <invscan/helper.h>
 
+#include "base/ChildPipe.h"
+
 namespace {
 
 void closeOnce(int& descriptor) {
@@ -35,6 +37,7 @@ VtOStream_Unix::VtOStream_Unix(int number) : descriptor(number) {
 }
 
 long VtOStream_Unix::write(char* buffer, unsigned long size) {
+  const invscan::BrokenPipeSilence silence;
   return descriptor == -1 ? 0 : ::write(descriptor, buffer, size);
 }
 

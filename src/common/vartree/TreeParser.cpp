@@ -1,6 +1,8 @@
+#undef NDEBUG  // hosts' mistakes are caught in every build
+#include <cassert>
+
 #include <algorithm>
 #include <array>
-#include <cassert>
 #include <climits>
 #include <string_view>
 #include <vector>

@@ -1,7 +1,9 @@
 #include "common/vartree/TreeWriter.h"
 
-#include <algorithm>
+#undef NDEBUG  // hosts' mistakes are caught in every build
 #include <cassert>
+
+#include <algorithm>
 #include <charconv>
 #include <cwchar>
 #include <string_view>

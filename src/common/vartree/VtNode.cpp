@@ -1,4 +1,6 @@
+#undef NDEBUG  // hosts' mistakes are caught in every build
 #include <cassert>
+
 #include <cstring>
 #include <string_view>
 

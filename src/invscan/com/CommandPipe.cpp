@@ -74,8 +74,10 @@ class PendingLines {
   bool isAtEnd_ = false;
 };
 
-// What a handle points at. Hosts know the fields up to the exit status and their places; in a
-// descriptor's field 0 means none.
+// In the field of a descriptor; a host that has closed one writes it there.
+constexpr std::int32_t kNoDescriptor = 0;
+
+// What a handle points at. Hosts know the fields up to the exit status and their places.
 struct CommandPipe {
   std::int32_t pid;
   std::int32_t input, output;
@@ -97,7 +99,7 @@ static_assert(offsetof(CommandPipe, stream) == 16 && offsetof(CommandPipe, exitS
 bool CommandPipe::takeLine(char* buffer, std::size_t room) {
   do {
     if (lines.take(buffer, room, false)) return true;
-  } while (lines.read(output));
+  } while (output != kNoDescriptor && lines.read(output));
   // What the child's own children still have open will not end a line for which nobody is left.
   return lines.take(buffer, room, lines.isAtEnd() || isGone());
 }
@@ -183,7 +185,8 @@ int slm_pgets(char* buffer, int size, void* handle) noexcept {
 void slm_pclose(void* handle) noexcept {
   auto* pipe = static_cast<invscan::CommandPipe*>(handle);
   if (!pipe) return;
-  close(pipe->input);
-  close(pipe->output);
+  for (const int descriptor : {pipe->input, pipe->output}) {
+    if (descriptor != invscan::kNoDescriptor) close(descriptor);
+  }
   delete pipe;
 }

@@ -5,8 +5,8 @@
 #include <invscan/base/OrvCfg.h>
 #include <invscan/helper.h>
 
+#include "common/vartree/Answer.h"
 #include "common/vartree/Release.h"
-#include "common/vartree/TextStream.h"
 #include "common/vartree/TraceFile.h"
 #include "invscan/machine/Machine.h"
 #include "log/Trace.h"
@@ -69,8 +69,7 @@ VtExecInfo* vtExecCommand(const char* command, const char* arguments, const char
   const invscan::HelperOutput output =
       invscan::machine().runHelper(command ? command : "", arguments, tracePath);
   if (!output.started) return nullptr;
-  invscan::TextStream stream(output.text);
-  return vtParseProgramOutput(&stream);
+  return invscan::readAnswer(output.text);
 }
 
 VtExecInfo* getCpuidVT() {
