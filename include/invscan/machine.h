@@ -26,7 +26,8 @@ INVSCAN_EXPORT bool replayMachine(const std::string& directory, std::string& err
 // (readable by its owner only) or exists and is empty. The first answer to a question stands, and
 // is given again when the question is, so that a recorded scan equals its replay; what forked
 // children ask is recorded too. finishRecording() completes the capture. Returns false, with one
-// line in error, when the directory cannot be used.
+// line in error, when the directory cannot be used: then the live machine is asked, and nothing is
+// recorded.
 INVSCAN_EXPORT bool recordMachine(const std::string& directory, std::string& error);
 
 // Completes the capture that is being recorded and returns to the live machine; to be called by the

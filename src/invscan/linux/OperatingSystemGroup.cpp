@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <clocale>
 
 #include <invscan/catalogue.h>
@@ -279,7 +280,7 @@ Distribution findDistribution() {
   Distribution found;
   for (const auto& source : kReleaseSources) {
     const FileText file = machine().readFile(source.path);
-    if (file.error != 0) continue;
+    if (file.error != 0 && file.error != EISDIR) continue;  // a directory can be opened
     found = source.read(file.text);
     break;
   }
@@ -299,7 +300,8 @@ constexpr struct {
 std::string findWordSize() {
   const Trace trace(getCcLogHw(), "findWordSize()");
   if (useNativeSources()) {
-    if (const auto bits = machine().wordSize()) return std::to_string(*bits);
+    const auto bits = machine().wordSize();
+    if (bits == 32 || bits == 64 || bits == 128) return std::to_string(*bits);
   }
   for (const auto& command : kWordSizeCommands) {
     const CommandOutput output = machine().runCommand(command.line);
@@ -320,10 +322,13 @@ using namespace invscan;
 
 KelTable* OperatingSystemGroup::getTable() {
   const Trace trace(getCcLogHw(), "getTable()");
-  const KernelIdentity kernel = machine().kernelIdentity().value_or(KernelIdentity());
-  trace.at().max("hardware uname name=%s node=%s rel=%s ver=%s mach=%s", kernel.sysname.c_str(),
-                 kernel.nodename.c_str(), kernel.release.c_str(), kernel.version.c_str(),
-                 kernel.machine.c_str());
+  const auto identity = machine().kernelIdentity();
+  const KernelIdentity kernel = identity.value_or(KernelIdentity());
+  if (identity) {
+    trace.at().max("hardware uname name=%s node=%s rel=%s ver=%s mach=%s", kernel.sysname.c_str(),
+                   kernel.nodename.c_str(), kernel.release.c_str(), kernel.version.c_str(),
+                   kernel.machine.c_str());
+  }
   const KernelVersion version = splitRelease(kernel.release);
   const Distribution distribution = findDistribution();
   trace.at().max("hardware OS Description retrieved=%s", distribution.description.c_str());

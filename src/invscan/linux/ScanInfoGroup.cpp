@@ -3,6 +3,7 @@
 
 #include "invscan/com/model/RowBuilder.h"
 #include "invscan/com/model/Traits.h"
+#include "invscan/linux/utils/KernelStart.h"
 #include "invscan/linux/utils/Text.h"
 #include "invscan/machine/Machine.h"
 #include "log/Trace.h"
@@ -28,7 +29,7 @@ const AttributeTraits kScanInfoTraits[] = {
     {4, "", Volatile, kPublic, "When the scan was made.", "clock", nullptr},
     {5, "", Stable, kPublic, "When the scanner was built; a constant.", kConstant, nullptr},
     {6, "seconds", Volatile, kPublic, "Time since the system reached its run level or was started.",
-     "run-level record; /proc/uptime", nullptr},
+     "run-level record; /proc/stat; /proc/uptime", nullptr},
     {8, "", Stable, kPublic, "Flag for mobile machines.", kNotFilled, nullptr},
     kEndOfTraits,
 };
@@ -47,8 +48,10 @@ std::optional<unsigned long> secondsSince(const RunLevelRecord& record) {
 // None when there is no record, 0 when it is of no use. In native mode the kernel is asked then.
 std::optional<unsigned long> findUptime() {
   const auto record = machine().runLevelRecord();
-  if (const auto uptime = record ? secondsSince(*record) : std::nullopt) return uptime;
-  if (useNativeSources()) {
+  const bool isNative = useNativeSources();
+  const bool counts = record && (!isNative || isOfThisRun(*record, kernelStart()));
+  if (const auto uptime = counts ? secondsSince(*record) : std::nullopt) return uptime;
+  if (isNative) {
     const long seconds = leadingInteger(machine().readFile("/proc/uptime").text);
     if (seconds > 0) return static_cast<unsigned long>(seconds);
   }

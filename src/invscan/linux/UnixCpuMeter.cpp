@@ -32,9 +32,11 @@ void UnixCpuMeter::readProcessorTimes() {
   nextField(line, " \t\n");
   long long figures[] = {-1, -1, -1, -1, -1};
   for (long long& figure : figures) {
-    const auto number = findInteger(nextField(line, " \t\n"));
+    const std::string_view field = nextField(line, " \t\n");
+    const auto number = findInteger(field);
     if (!number) break;
     figure = *number;
+    if (field.find_first_not_of("+-0123456789") != field.npos) break;
   }
   long long processors = 0;
   while (lines.next(line) && nextField(line, " \t\n").find("cpu") != std::string_view::npos) {

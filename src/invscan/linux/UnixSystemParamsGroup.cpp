@@ -5,6 +5,7 @@
 
 #include "invscan/com/model/RowBuilder.h"
 #include "invscan/com/model/Traits.h"
+#include "invscan/linux/utils/KernelStart.h"
 #include "invscan/linux/utils/SystemdRunLevel.h"
 #include "invscan/linux/utils/Text.h"
 #include "invscan/machine/Machine.h"
@@ -43,36 +44,36 @@ unsigned long askRunLevelCommand(const Trace& trace) {
   return line.size() < 3 ? 0 : static_cast<unsigned long>(line[2] - '0');
 }
 
-std::optional<unsigned long> digitOf(std::optional<char> level) {
+// A digit, or S for the single-user level.
+std::optional<unsigned long> numberOf(std::optional<char> level) {
+  if (level == 'S' || level == 's') return 1;
   if (!level || *level < '0' || *level > '9') return std::nullopt;
   return static_cast<unsigned long>(*level - '0');
 }
 
-// The record is what the command prints, so without one there is no need to start it.
+// The record is what the command prints, so there is no need to start it where there is none or its
+// level is known.
 unsigned long findRunLevel(const std::optional<RunLevelRecord>& record, const Trace& trace) {
   if (useNativeSources()) {
-    if (const auto level = digitOf(record ? record->level : std::nullopt)) return *level;
+    if (const auto level = numberOf(record ? record->level : std::nullopt)) return *level;
     if (const auto level = systemdRunLevel()) return *level;
-    if (!record) return 0;
+    if (!record || record->level) return 0;
   }
   return askRunLevelCommand(trace);
 }
 
 // Seconds since the epoch, 0 when unknown.
 long findBootTime(const std::optional<RunLevelRecord>& record, const Trace& trace) {
-  if (record) {
+  const bool isNative = useNativeSources();
+  const auto start = isNative ? kernelStart() : std::nullopt;
+  if (record && (!isNative || isOfThisRun(*record, start))) {
     trace.at().max("hardware RUNLEVEL line=%s", record->line.c_str());
     char text[26] = {};
     TimeToKelDateTime(record->time, text);
     trace.at().max("hardware RUNLEVEL uptime=%ld %.26s", record->time, text);
     return record->time;
   }
-  if (useNativeSources()) {
-    const FileText file = machine().readFile("/proc/stat");
-    constexpr std::string_view kKey = "\nbtime ";
-    const std::size_t found = file.text.find(kKey);
-    if (found != std::string::npos) return leadingInteger(file.text.substr(found + kKey.size()));
-  }
+  if (start) return *start;
   trace.at().min("hardware Failure getting the boot time");
   return 0;
 }

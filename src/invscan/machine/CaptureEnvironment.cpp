@@ -26,6 +26,7 @@ std::map<std::string, std::string> capturedEnvironment() {
 
 std::string timeZoneFile(const char* timeZone) {
   if (!timeZone) return "/etc/localtime";
+  if (!*timeZone) timeZone = "Universal";  // as the C library takes it
   const std::string name = *timeZone == ':' ? timeZone + 1 : timeZone;
   if (name.empty() || name.front() == '/') return name;
   return "/usr/share/zoneinfo/" + name;

@@ -26,8 +26,8 @@
 namespace invscan {
 namespace {
 
-// Attributes of a child that starts with the signals of a fresh process, whatever its parent blocks
-// or ignores.
+// Attributes of a child that starts with no signal blocked, and with those as in a fresh process
+// that commands live by, whatever its parent ignores.
 class SpawnAttributes {
  public:
   SpawnAttributes() {

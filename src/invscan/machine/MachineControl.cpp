@@ -77,7 +77,7 @@ bool replayMachine(const std::string& directory, std::string& error) {
 
 bool recordMachine(const std::string& directory, std::string& error) {
   return attempt(directory, error, [&] {
-    ownEnvironment().restore();
+    beLive();
     auto recording = std::make_unique<RecordingMachine>(directory, std::make_unique<LiveMachine>());
     currentRecording = recording.get();
     setMachine(std::move(recording));

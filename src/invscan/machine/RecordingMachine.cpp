@@ -124,8 +124,13 @@ FileText RecordingMachine::doReadFile(const std::string& path, std::size_t limit
 }
 
 int RecordingMachine::doExists(const std::string& path) {
-  const FileText file = readFile(path);
-  return file.error == 0 || source_->exists(path) ? 0 : file.error;
+  if (files_.exists(path) == 0) return 0;
+  if (source_->exists(path)) {
+    readFile(path);  // what is noted unreadable is there
+    return 0;
+  }
+  rememberError(path, ENOENT);
+  return ENOENT;
 }
 
 std::optional<std::string> RecordingMachine::doReadLink(const std::string& path) {

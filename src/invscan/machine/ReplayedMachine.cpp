@@ -59,6 +59,12 @@ bool setTimeZoneFromFile(const std::string& zone) {
   return true;
 }
 
+// A time zone that is named by its path.
+bool isFileOfThisMachine(std::string_view timeZone) {
+  if (timeZone.starts_with(':')) timeZone.remove_prefix(1);
+  return timeZone.starts_with('/');
+}
+
 }  // namespace
 
 ReplayedMachine::ReplayedMachine(const std::string& directory)
@@ -79,9 +85,8 @@ void ReplayedMachine::takeEffect() {
   tzset();
   const FileText bytes = file.empty() ? FileText{ENOENT, {}} : files_.read(file, kTimeZoneLimit);
   if (bytes.text.rfind("TZif", 0) == 0 && setTimeZoneFromFile(bytes.text)) return;
-  if (hasZone && zone->second.find('/') == std::string::npos) {
-    setenv("TZ", zone->second.c_str(), 1);  // a rule rather than a name, or unknown and so UTC
-  }
+  // A rule rather than a name, or unknown and so UTC.
+  if (hasZone && !isFileOfThisMachine(zone->second)) setenv("TZ", zone->second.c_str(), 1);
   tzset();
 }
 

@@ -9,54 +9,64 @@
 namespace invscan {
 namespace {
 
-struct Level {
-  std::string_view name;
-  unsigned long number;
-};
-
-// Targets, and the words of the kernel's command line that systemd takes for one.
-constexpr Level kTargets[] = {
+constexpr struct {
+  std::string_view target;
+  unsigned long level;
+} kTargets[] = {
     {"poweroff.target", 0},  {"rescue.target", 1},    {"multi-user.target", 3},
     {"graphical.target", 5}, {"reboot.target", 6},    {"runlevel0.target", 0},
-    {"runlevel1.target", 1}, {"runlevel2.target", 2}, {"runlevel3.target", 3},
-    {"runlevel4.target", 4}, {"runlevel5.target", 5}, {"runlevel6.target", 6},
-};
-constexpr Level kBootWords[] = {
-    {"single", 1}, {"rescue", 1}, {"s", 1}, {"S", 1}, {"1", 1},
-    {"2", 3},      {"3", 3},      {"4", 3}, {"5", 5},
+    {"runlevel1.target", 1}, {"runlevel2.target", 3}, {"runlevel3.target", 3},
+    {"runlevel4.target", 3}, {"runlevel5.target", 5}, {"runlevel6.target", 6},
 };
 
-template <std::size_t count>
-std::optional<unsigned long> find(const Level (&levels)[count], std::string_view name) {
-  for (const Level& level : levels) {
-    if (level.name == name) return level.number;
-  }
-  return std::nullopt;
-}
+// Words of the kernel's command line that systemd takes for a target.
+constexpr struct {
+  std::string_view word, target;
+} kBootWords[] = {
+    {"emergency", "emergency.target"},
+    {"-b", "emergency.target"},
+    {"single", "rescue.target"},
+    {"rescue", "rescue.target"},
+    {"s", "rescue.target"},
+    {"S", "rescue.target"},
+    {"1", "rescue.target"},
+    {"2", "multi-user.target"},
+    {"3", "multi-user.target"},
+    {"4", "multi-user.target"},
+    {"5", "graphical.target"},
+};
 
-std::optional<unsigned long> fromCommandLine() {
+// The target that the kernel's command line names last; empty when it names none.
+std::string bootTarget() {
   constexpr std::string_view kUnit = "systemd.unit=";
   const FileText file = machine().readFile("/proc/cmdline");
-  std::optional<unsigned long> level;
+  std::string_view named;
   std::string_view rest = file.text;
   for (auto word = nextField(rest, " \n"); !word.empty(); word = nextField(rest, " \n")) {
-    const auto named = word.substr(0, kUnit.size()) == kUnit
-                           ? find(kTargets, word.substr(kUnit.size()))
-                           : find(kBootWords, word);
-    if (named) level = named;
+    if (word.starts_with(kUnit)) named = word.substr(kUnit.size());
+    for (const auto& [bootWord, target] : kBootWords) {
+      if (word == bootWord) named = target;
+    }
   }
-  return level;
+  return std::string(named);
+}
+
+std::string defaultTarget() {
+  for (const char* directory : {"/etc", "/run", "/usr/local/lib", "/usr/lib", "/lib"}) {
+    const auto link = machine().readLink(std::string(directory) + "/systemd/system/default.target");
+    if (link) return link->substr(link->rfind('/') + 1);
+  }
+  return "";
 }
 
 }  // namespace
 
 std::optional<unsigned long> systemdRunLevel() {
   if (!machine().exists("/run/systemd/system")) return std::nullopt;
-  if (const auto level = fromCommandLine()) return level;
-  for (const char* directory : {"/etc", "/usr/local/lib", "/usr/lib", "/lib"}) {
-    const auto target =
-        machine().readLink(std::string(directory) + "/systemd/system/default.target");
-    if (target) return find(kTargets, target->substr(target->rfind('/') + 1));
+  std::string started = bootTarget();
+  if (started.empty()) started = defaultTarget();
+  for (const auto& [target, level] : kTargets) {
+    if (started == target) return level;
   }
   return std::nullopt;
 }
