@@ -161,11 +161,16 @@ TEST(CpuidHelper, CountsWhatTheKernelHasArranged) {
       {"and no leaves", "0-1,4-5: 0,4 1,5", "0-1,4-5", "", "4|2|8|4|2"},
       {"leaves state too few", "0-1,4-5: 0,4 1,5; 2-3,6: 2,6 3", "0-6",
        "B.0: 0 1 100; B.1: 0 1 201", "4|2|4|2|2; 3|2|4|2|2"},
+      {"a hybrid's second threads off, a large core answers", "0-7: 0 2 4 5 6 7", "0,2,4-7",
+       "7.0: 0 0 0 8000; B.0: 0 2 100; B.1: 0 8 201", "6|6|8|6|1"},
+      {"and a small one", "0-7: 0 2 4 5 6 7", "0,2,4-7",
+       "7.0: 0 0 0 8000; B.0: 0 1 100; B.1: 0 8 201", "6|6|8|6|1"},
       {"one in a list is offline", "0-7: 0,8 1 2 3 4 5 6 7", "0-7", "", "8|8|8|8|1"},
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.what);
-    const Files files = topologyFiles(test.layout, test.online);
+    Files files = topologyFiles(test.layout, test.online);
+    files[kCpus + "smt/control"] = {0, "off\n"};
     const OnMachine machine({.files = files, .cpuid = intelLeaves(test.leaves)}, "native");
     EXPECT_EQ(counts(), test.expected);
   }

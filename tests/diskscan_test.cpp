@@ -135,8 +135,10 @@ block virtual/block/dm-1;slaves=[sdc];dm/name=vg-swap
 block virtual/block/dm-2;slaves=[dm-3 sdb]
 block virtual/block/dm-3;slaves=[dm-2 dm-3]
 block virtual/block/dm-4;slaves=[gone]
+block virtual/block/md127;slaves=[sda3 sdb];size=0
+block b/2:0:0:0/block/cciss!c0d0
 /sys/fs/btrfs=[features 0f0f]
-/sys/fs/btrfs/0f0f/devices=[sdb sdc]
+/sys/fs/btrfs/0f0f/devices=[sdb sdc cciss!c0d0]
 )");
   machine.file("/run/udev/data/b8:3", "S:x\nE:ID_FS_TYPE=linux_raid_member\nE:ID_FS_TYPE=later\n");
   machine.file("/proc/self/mountinfo",
@@ -144,6 +146,7 @@ block virtual/block/dm-4;slaves=[gone]
 23 22 8:2 /inside /bound rw - xfs /dev/sda2 rw
 24 22 8:2 / /a\040blank\134\012(Disk rw - xfs /dev/sda2 rw
 25 22 8:2 / /again rw - xfs /dev/sda2 rw
+25 22 8:2 / /again rw - xfs /dev/mapper/a\043b rw
 26 22 8:2 / /other rw - xfs /dev/disk/by-label/a\040b rw
 27 22 0:33 /@ /span rw - btrfs /dev/sdc rw
 28 22 0:34 / /no rw - tmpfs /dev/sdb rw
@@ -160,9 +163,10 @@ block virtual/block/dm-4;slaves=[gone]
 /dev/sda|/whole\108|iso9660: sda
 /dev/root|/|ext4: sda
 /dev/disk/by-label/a b|/other|xfs: sda
+/dev/mapper/a\043b|/again|xfs: sda
 /dev/sda2|/a blank\ (Disk|xfs: sda
 /dev/sda3||linux_raid_member: sda
-/dev/sdc|/span|btrfs: sdb sdc
+/dev/sdc|/span|btrfs: sdb sdc cciss/c0d0
 /dev/md0||: sda sdb
 /dev/md0p1||: sda sdb
 /dev/mapper/vg-data||: sda sdb sdc

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "invscan/linux/utils/Text.h"
+#include "invscan/machine/Machine.h"
 
 namespace invscan::cpuid {
 namespace {
@@ -103,7 +104,9 @@ Processor readProcessor(const Leaves& leaves, CpuInfo& cpuInfo) {
   return processor.vendor.empty() ? fromCpuInfo(cpuInfo) : processor;
 }
 
-PackageShape readPackageShape(const Leaves& leaves, const Processor& processor) {
+namespace {
+
+PackageShape fromAnyLeaf(const Leaves& leaves, const Processor& processor) {
   // Virtual ones can have the topology leaf all the same; kernels do not go by it.
   const bool hasTopology = hasBit(leaves.get(kExtendedFeatures).ecx, 22);
   if (processor.isAmd() && !hasTopology) return fromOldAmdLeaf(leaves);
@@ -112,6 +115,23 @@ PackageShape readPackageShape(const Leaves& leaves, const Processor& processor) 
     if (shape.cores != 0) return shape;
   }
   return processor.isAmd() ? fromAmdLeaves(leaves) : fromOldLeaves(leaves);
+}
+
+// Whether the kernel knows of second threads, be they switched off.
+bool hasSecondThreads() {
+  const FileText control = machine().readFile("/sys/devices/system/cpu/smt/control");
+  const std::string_view state = firstLine(control.text, kTextLimit);
+  return state == "on" || state == "off" || state == "forceoff";
+}
+
+}  // namespace
+
+// Of a hybrid the leaves tell the threads of the kind of core that answers.
+PackageShape readPackageShape(const Leaves& leaves, const Processor& processor) {
+  const PackageShape shape = fromAnyLeaf(leaves, processor);
+  if (!processor.isHybrid) return shape;
+  const unsigned threads = hasSecondThreads() ? 2 : 1;
+  return {(shape.cores * shape.threadsPerCore + threads - 1) / threads, threads};
 }
 
 }  // namespace invscan::cpuid

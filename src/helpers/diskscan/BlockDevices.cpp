@@ -49,6 +49,13 @@ std::string mapperNode(const std::string& sysfsName) {
   return name.empty() ? std::string() : "/dev/mapper/" + name;
 }
 
+// What a link somewhere in /dev leads to there: "../dm-0", "../../cciss/c0d0p1".
+std::string deviceAt(std::string_view target) {
+  constexpr std::string_view kUp = "../";
+  while (target.starts_with(kUp)) target.remove_prefix(kUp.size());
+  return target.starts_with('/') ? std::string(target) : "/dev/" + std::string(target);
+}
+
 }  // namespace
 
 BlockDevices::BlockDevices() {
@@ -91,9 +98,13 @@ void BlockDevices::findWhatIsBelow(BlockDevice& device) const {
 void BlockDevices::addMembers(BlockDevice& device) const {
   const std::string members = kDevices + device.sysfsName + "/slaves";
   for (const std::string& name : machine().listDirectory(members)) {
-    const auto found = sysfsNames_.find(name);
-    if (found != sysfsNames_.end()) device.below.push_back(found->second);
+    if (const auto found = findName(name)) device.below.push_back(*found);
   }
+}
+
+std::optional<std::size_t> BlockDevices::findName(const std::string& sysfsName) const {
+  const auto found = sysfsNames_.find(sysfsName);
+  return found == sysfsNames_.end() ? std::nullopt : std::optional(found->second);
 }
 
 std::optional<std::size_t> BlockDevices::findNumber(const std::string& number) const {
@@ -104,8 +115,7 @@ std::optional<std::size_t> BlockDevices::findNumber(const std::string& number) c
 std::optional<std::size_t> BlockDevices::findNode(const std::string& node) const {
   auto found = nodes_.find(node);
   if (found == nodes_.end() && node.starts_with("/dev/")) {
-    const std::string target = machine().readLink(node).value_or("");
-    found = nodes_.find("/dev/" + componentFromEnd(target, 0));
+    found = nodes_.find(deviceAt(machine().readLink(node).value_or("")));
   }
   return found == nodes_.end() ? std::nullopt : std::optional(found->second);
 }

@@ -1,5 +1,7 @@
 #include "helpers/diskscan/Mounts.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -11,22 +13,19 @@ namespace {
 
 constexpr std::size_t kTableLimit = 256 << 20;
 
-bool isOctal(std::string_view digits) {
-  return digits.size() == 3 && digits.find_first_not_of("01234567") == digits.npos &&
-         digits[0] <= '3';
-}
+constexpr std::pair<std::string_view, char> kEscapes[] = {
+    {"\\040", ' '}, {"\\011", '\t'}, {"\\012", '\n'}, {"\\134", '\\'}};
 
-// Blanks, tabs, line ends and backslashes stand as octal numbers: "\040".
+// Decodes what getmntent() does and no more, as names are to join with those that it gives: kernels
+// write other characters as octal numbers, too.
 std::string decode(std::string_view text) {
   std::string plain;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const std::string_view digits = text.substr(i + 1, 3);
-    if (text[i] == '\\' && isOctal(digits)) {
-      plain += static_cast<char>((digits[0] - '0') * 64 + (digits[1] - '0') * 8 + digits[2] - '0');
-      i += 3;
-    } else {
-      plain += text[i];
-    }
+  while (!text.empty()) {
+    const auto* escape = std::find_if(std::begin(kEscapes), std::end(kEscapes),
+                                      [&](const auto& e) { return text.starts_with(e.first); });
+    const bool isEscaped = escape != std::end(kEscapes);
+    plain += isEscaped ? escape->second : text.front();
+    text.remove_prefix(isEscaped ? escape->first.size() : 1);
   }
   return plain;
 }

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "helpers/diskscan/Mounts.h"
+#include "helpers/diskscan/Sysfs.h"
 #include "invscan/linux/utils/Text.h"
 #include "invscan/machine/Machine.h"
 
@@ -18,7 +19,7 @@ namespace {
 constexpr std::string_view kSpanningType = "btrfs";
 const std::string kSpanningFileSystems = "/sys/fs/btrfs";
 
-// Readers refuse an answer of 256 MiB. Machines have less than this by far; what is forged may have
+// Readers refuse an answer of 64 MiB. Machines have less than this by far; what is forged may have
 // the square of its devices.
 constexpr std::size_t kMostDisks = 1'000'000;
 
@@ -33,7 +34,7 @@ std::unordered_map<std::size_t, SharedMembers> readSpanning(const BlockDevices& 
     Members members;
     for (const std::string& name :
          machine().listDirectory(kSpanningFileSystems + "/" + id + "/devices")) {
-      if (const auto found = devices.findNode("/dev/" + name)) members.push_back(*found);
+      if (const auto found = devices.findName(name)) members.push_back(*found);
     }
     const auto shared = std::make_shared<const Members>(std::move(members));
     for (const std::size_t member : *shared) all[member] = shared;
@@ -72,6 +73,11 @@ std::string recordedType(const BlockDevice& device) {
   return {};
 }
 
+// Such as a RAID container, of which other devices are made.
+bool hasNoSize(const BlockDevice& device) {
+  return readAttribute(std::string(kBlockDevices) + "/" + device.sysfsName + "/size") == "0";
+}
+
 class PartitionReader {
  public:
   explicit PartitionReader(BlockDevices& devices)
@@ -93,7 +99,9 @@ class PartitionReader {
       add({source, mount.point, mount.type,
            isSpanning ? devices_.disksBelow(*members->second) : disks});
     }
-    if (mounts_[index].empty() && device.kind != BlockKind::kDisk) {
+    const bool isPart = device.kind == BlockKind::kPartition ||
+                        (device.kind == BlockKind::kVolume && !hasNoSize(device));
+    if (mounts_[index].empty() && isPart) {
       add({device.node, "", recordedType(device), disks});
     }
   }

@@ -43,7 +43,9 @@ int run(int argc, char** argv) {
   const std::string option = argc > 1 ? argv[1] : "";
   std::string error;
   if (argc == 1) return answer();
-  if (argc == 2 && option == "--help") return fputs(kHelp, stdout) < 0 ? kFailed : 0;
+  if (argc == 2 && option == "--help") {
+    return fputs(kHelp, stdout) < 0 || fflush(stdout) != 0 ? kFailed : 0;
+  }
   if (argc != 3 || option != "--machine") return refuse("wrong arguments; try \"diskscan --help\"");
   if (!invscan::replayMachine(argv[2], error)) return refuse(error);
   return answer();
