@@ -229,6 +229,35 @@ TEST_F(Model, AStringThatTheLocaleCannotExpressIsNotWritten) {
   EXPECT_EQ(invscan::printedValue(*euro->getAttribPtr()), "10 \xE2\x82\xAC");
 }
 
+TEST_F(Model, WhatIsNoCharacterIsReplaced) {
+  useLocale(kUtf8);
+  const auto odd = attrib("abc");
+  for (const int character : {0xDC80, 0xD800, 0x110000, -1}) {
+    auto* const value = const_cast<unsigned char*>(odd->getAttribPtr()->value);
+    reinterpret_cast<KelString*>(value)->text[1] = character;
+    EXPECT_EQ(invscan::printedValue(*odd->getAttribPtr()),
+              "a\xEF\xBF\xBD"
+              "c")
+        << character;
+  }
+}
+
+TEST_F(Model, TablesLieInMemoryAsHostsKnowThem) {
+  alignas(KelTable) unsigned char place[sizeof(KelTable)];
+  auto* const table = new (place) KelTable(4, 7);
+  table->addRow(new KelTableRow);
+  unsigned long words[8];
+  static_assert(sizeof words == sizeof place);
+  std::memcpy(words, place, sizeof words);
+  EXPECT_TRUE(words[0] == 7 && words[1] == 4);
+  EXPECT_EQ(words[2], reinterpret_cast<unsigned long>(GROUPS_DEF));
+  EXPECT_TRUE(words[3] != 0 && words[3] == words[4] && words[6] == 1);
+  EXPECT_EQ(words[7], static_cast<unsigned long>(table->getTimeStamp()));
+  table->~KelTable();
+  std::memcpy(words, place, sizeof words);
+  EXPECT_TRUE(words[3] == 0 && words[4] == 0 && words[6] == 0) << "destroyed";
+}
+
 TEST_F(Model, FloatsReadAsPrintfWritesThem) {
   using Limits = std::numeric_limits<double>;
   for (const double value : {-0.0, 2.5e-7, 5e-7, 1e15 / 3, -2.0000005, Limits::max(),

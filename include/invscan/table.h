@@ -178,9 +178,9 @@ INVSCAN_EXPORT unsigned long StringToKelString(const char* text, KelString* dest
                                                unsigned long limit, unsigned long* offset,
                                                unsigned long* previousOffset);
 
-// Writes 26 characters YYYY-MM-DD-HH.MM.SS.000000, local time, without terminator. When the time
-// cannot be broken down, or its year has more than four digits, only the first 8 bytes are written,
-// with zeros.
+// Writes 26 characters YYYY-MM-DD-HH.MM.SS.000000, local time as of the last tzset(), without
+// terminator. When the time cannot be broken down, or its year has more than four digits, only the
+// first 8 bytes are written, with zeros.
 INVSCAN_EXPORT void TimeToKelDateTime(long time, char* buffer);
 
 }  // extern "C"

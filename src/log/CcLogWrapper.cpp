@@ -54,7 +54,7 @@ class LineBuffer {
   }
 
   void write(int descriptor) {
-    std::replace_if(text_, text_ + length_, isControl, ' ');
+    blankControls();
     if (isCut_) markCut();
     text_[length_++] = '\n';
     while (::write(descriptor, text_, length_) < 0 && errno == EINTR) {
@@ -63,6 +63,16 @@ class LineBuffer {
 
  private:
   static bool isControl(char c) { return (c >= 0 && c < ' ') || c == '\x7F'; }
+  // In UTF-8 the controls from 0x80 on are two bytes.
+  void blankControls() {
+    std::replace_if(text_, text_ + length_, isControl, ' ');
+    for (std::size_t at = 0; at + 1 < length_; ++at) {
+      if (text_[at] == '\xC2' && static_cast<unsigned char>(text_[at + 1]) < 0xA0) {
+        text_[at] = text_[at + 1] = ' ';
+      }
+    }
+  }
+
   static bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
 
   std::size_t copy(const char* text, std::size_t room) {

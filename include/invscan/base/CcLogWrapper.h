@@ -10,8 +10,8 @@ INVSCAN_EXPORT CcLogHandle* getCcLogHw();   // scanning code
 INVSCAN_EXPORT CcLogHandle* getCcLogCom();  // common code
 
 // Each call formats into a buffer on the stack (a longer line is cut and ends with "...") and hands
-// the line to the sink with a single write: safe after a fork, without a lock. Below the level that
-// is set nothing is formatted. A line reads
+// the line to the sink with a single write: safe after a fork, without a lock. What the level
+// leaves out is not formatted. A line reads
 //   2026-11-21 10:15:00.123456 [pid] MIN hw ./../../../src/... (line) function: text
 // with the time in UTC, which needs no lock, and "-->" or "<--" in place of the level where a
 // function is entered or left. Control characters are replaced by blanks. errno is kept.

@@ -117,8 +117,16 @@ std::wstring_view textOf(const KelString& string) {
   return string.count < 1 ? std::wstring_view() : std::wstring_view(string.text);
 }
 
+constexpr wchar_t kReplacement = 0xFFFD;
+
+// String would make bytes of some.
+bool isSurrogate(wchar_t letter) {
+  return letter >= 0xD800 && letter <= 0xDFFF;
+}
+
 bool isAscii(std::wstring_view text) {
-  return std::all_of(text.begin(), text.end(), [](wchar_t letter) { return letter < 0x80; });
+  return std::all_of(text.begin(), text.end(),
+                     [](wchar_t letter) { return letter >= 0 && letter < 0x80; });
 }
 
 void appendAscii(std::string& text, std::wstring_view ascii) {
@@ -135,7 +143,9 @@ void appendString(std::string& text, const KelString& string) {
   const std::wstring_view wide = textOf(string);
   if (isAscii(wide)) return appendAscii(text, wide);
   const std::unique_ptr<wchar_t[]> escaped(dmtf_escape(const_cast<wchar_t*>(string.text)));
-  text += String(escaped.get()).toNarrow();
+  std::wstring characters(escaped.get());
+  std::replace_if(characters.begin(), characters.end(), isSurrogate, kReplacement);
+  text += String(std::move(characters)).toNarrow();
 }
 
 }  // namespace
