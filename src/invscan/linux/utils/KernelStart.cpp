@@ -16,7 +16,7 @@ std::optional<long> kernelStart() {
 }
 
 bool isOfThisRun(const RunLevelRecord& record, std::optional<long> start) {
-  constexpr long kClockSteps = 60;
+  constexpr long kClockSteps = 60;  // seconds by which the clock may have been set since
   if (record.time > machine().currentTime()) return false;
   return !start || record.time >= *start || *start - record.time <= kClockSteps;
 }
