@@ -93,8 +93,8 @@ class INVSCAN_EXPORT GroupFactory {
   KelGroup* getGroup(const String& name);
 
   // Brackets around a scan, for hosts; they do nothing.
-  void startScan() {}
-  void endScan() {}
+  void startScan();
+  void endScan();
 
  private:
   GroupFactory() = default;

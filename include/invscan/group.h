@@ -31,28 +31,28 @@ class INVSCAN_EXPORT KelGroup {
   // What GetTableThread runs; null unless a group collects within a time limit.
   virtual KelTable* generateTable();
 
-  unsigned long getGroupId() const { return id_; }
-  unsigned long getGroupVersion() const { return version_; }
+  unsigned long getGroupId() const;
+  unsigned long getGroupVersion() const;
   // The catalogue's name for the id; "Unknown" when it has none.
   String getGroupName() const;
 
   // The factory's throttle; borrowed. iteration() holds the process to its share, and does nothing
   // without one; collectors call it between expensive steps.
-  void setCpuThreshold(CpuThreshold* threshold) { cpuThreshold_ = threshold; }
+  void setCpuThreshold(CpuThreshold* threshold);
   void iteration();
 
   // Further tables that a host attached to the group; borrowed.
   void addExtraTable(KelTable* table);
-  int getExtraTableCount() const { return extraTableCount_; }
+  int getExtraTableCount() const;
   KelTable* getExtraTable(int index) const;  // null when there is none
 
   // A flag for hosts; nothing in the library reads it.
-  void setMobilityFlag(int flag) { mobilityFlag_ = flag; }
-  int getMobilityFlag() const { return mobilityFlag_; }
+  void setMobilityFlag(int flag);
+  int getMobilityFlag() const;
 
   // The factory's attribute lists; borrowed.
-  void setGlobalAttrs(const AttributeList* attributes) { globalAttributes_ = attributes; }
-  void setGroupAttrs(const AttributeList* attributes) { groupAttributes_ = attributes; }
+  void setGlobalAttrs(const AttributeList* attributes);
+  void setGroupAttrs(const AttributeList* attributes);
   // The value of the first attribute of that name from the hardware configuration file: for this
   // group, or for all groups. Null when there is none, or the group was made by id. The text
   // belongs to the factory and lives as long.
@@ -84,9 +84,9 @@ class INVSCAN_EXPORT GetTableThread : public Thread {
   // Takes the limit from the key "hwscanner.timeout": 200000 when it is empty or the store reports
   // an error, else its leading decimal number (0 when it has none), at most what an int holds.
   void set_Time();
-  int get_Time() const { return limit_; }  // milliseconds
+  int get_Time() const;  // milliseconds
   // The table that run() made, which the caller then owns; null before.
-  KelTable* get_table() const { return table_; }
+  KelTable* get_table() const;
 
   void run() override;
 

@@ -34,7 +34,7 @@ class INVSCAN_EXPORT RegionalGroup : public KelGroup {
 };
 
 // The scanner itself, the time of the scan and the uptime: one row, always. Sources: the clock and
-// the run-level record (native: /proc/uptime where there is no record).
+// the run-level record (native: /proc/uptime where that is not of this run of the kernel).
 class INVSCAN_EXPORT ScanInfoGroup : public KelGroup {
  public:
   ScanInfoGroup() : KelGroup(20, 1) {}
@@ -43,7 +43,7 @@ class INVSCAN_EXPORT ScanInfoGroup : public KelGroup {
 
 // Boot time, run level and host name: one row, always. Sources: the run-level record,
 // /sbin/runlevel (native: the record's own level, then systemd's target) and uname (native:
-// /proc/stat for the boot time where there is no record).
+// /proc/stat for the boot time where the record is not of this run of the kernel).
 class INVSCAN_EXPORT UnixSystemParamsGroup : public KelGroup {
  public:
   UnixSystemParamsGroup() : KelGroup(19, 1) {}

@@ -76,7 +76,7 @@ class INVSCAN_EXPORT KelTableAttrib {
   unsigned long getId() const;    // 0 without a record
   unsigned long getType() const;  // kNoType without a record
   // The record, valid as long as the attribute.
-  const kelAttribValue* getAttribPtr() const { return record_; }
+  const kelAttribValue* getAttribPtr() const;
   // Prints the record with PrintKelAttribValue (print.h) to standard output.
   void toString() const;
 
@@ -87,14 +87,14 @@ class INVSCAN_EXPORT KelTableAttrib {
 // One row: attributes in the order in which they were added.
 class INVSCAN_EXPORT KelTableRow {
  public:
-  KelTableRow() = default;
+  KelTableRow();
   ~KelTableRow();
   KelTableRow(const KelTableRow&) = delete;
   KelTableRow& operator=(const KelTableRow&) = delete;
 
   // Appends; always returns 1. A null pointer is appended and counted too: hosts expect it; kept.
   int addAttrib(KelTableAttrib* attrib);
-  unsigned long getNumAttribs() const { return count_; }
+  unsigned long getNumAttribs() const;
 
   // Before the first attribute again; returns 1.
   int reset();
@@ -131,11 +131,11 @@ class INVSCAN_EXPORT KelTable {
   int reset();
   KelTableRow* getNext();
 
-  unsigned long getRowCount() const { return rowCount_; }
-  unsigned long getGroupId() const { return id_; }
-  unsigned long getGroupVersion() const { return version_; }
+  unsigned long getRowCount() const;
+  unsigned long getGroupId() const;
+  unsigned long getGroupVersion() const;
   // Seconds since the epoch at which the table was made.
-  time_t getTimeStamp() const { return timeStamp_; }
+  time_t getTimeStamp() const;
   // From the definitions; "Unknown" and null when they do not have the id.
   const char* getGroupName() const;
   const kelGroupDef* getGroupDefinitionFromId() const;

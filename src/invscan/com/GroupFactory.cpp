@@ -92,3 +92,9 @@ KelGroup* GroupFactory::getGroup(const String& name) {
   trace.at().mid("hardware groupId=%ld", static_cast<long>(id));
   return group;
 }
+
+void GroupFactory::startScan() {
+}
+
+void GroupFactory::endScan() {
+}

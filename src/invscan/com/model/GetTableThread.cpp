@@ -26,6 +26,14 @@ void GetTableThread::set_Time() {
   limit_ = configuredTimeout(200000);
 }
 
+int GetTableThread::get_Time() const {
+  return limit_;
+}
+
+KelTable* GetTableThread::get_table() const {
+  return table_;
+}
+
 void GetTableThread::run() {
   try {
     table_ = group_->generateTable();

@@ -31,8 +31,20 @@ KelTable* KelGroup::generateTable() {
   return nullptr;
 }
 
+unsigned long KelGroup::getGroupId() const {
+  return id_;
+}
+
+unsigned long KelGroup::getGroupVersion() const {
+  return version_;
+}
+
 String KelGroup::getGroupName() const {
   return getGroupNameFromId(id_);
+}
+
+void KelGroup::setCpuThreshold(CpuThreshold* threshold) {
+  cpuThreshold_ = threshold;
 }
 
 void KelGroup::iteration() {
@@ -47,8 +59,28 @@ void KelGroup::addExtraTable(KelTable* table) {
   ++extraTableCount_;
 }
 
+int KelGroup::getExtraTableCount() const {
+  return extraTableCount_;
+}
+
 KelTable* KelGroup::getExtraTable(int index) const {
   return index >= 0 && index < extraTableCount_ ? extraTables_[index] : nullptr;
+}
+
+void KelGroup::setMobilityFlag(int flag) {
+  mobilityFlag_ = flag;
+}
+
+int KelGroup::getMobilityFlag() const {
+  return mobilityFlag_;
+}
+
+void KelGroup::setGlobalAttrs(const AttributeList* attributes) {
+  globalAttributes_ = attributes;
+}
+
+void KelGroup::setGroupAttrs(const AttributeList* attributes) {
+  groupAttributes_ = attributes;
 }
 
 const wchar_t* KelGroup::getGroupAttr(const wchar_t* name) const {

@@ -41,6 +41,22 @@ KelTableRow* KelTable::getNext() {
   return invscan::nextItem(head_, cursor_);
 }
 
+unsigned long KelTable::getRowCount() const {
+  return rowCount_;
+}
+
+unsigned long KelTable::getGroupId() const {
+  return id_;
+}
+
+unsigned long KelTable::getGroupVersion() const {
+  return version_;
+}
+
+time_t KelTable::getTimeStamp() const {
+  return timeStamp_;
+}
+
 const char* KelTable::getGroupName() const {
   const kelGroupDef* group = getGroupDefinitionFromId();
   return group ? group->name : "Unknown";

@@ -115,6 +115,10 @@ unsigned long KelTableAttrib::getType() const {
   return record_ ? record_->kelType : kNoType;
 }
 
+const kelAttribValue* KelTableAttrib::getAttribPtr() const {
+  return record_;
+}
+
 void KelTableAttrib::toString() const {
   PrintKelAttribValue(record_);
 }

@@ -10,6 +10,8 @@ struct KelTableRow::Node {
   Node* next;
 };
 
+KelTableRow::KelTableRow() = default;
+
 KelTableRow::~KelTableRow() {
   invscan::deleteNodes(head_);
   invscan::clearDestroyed(count_);
@@ -21,6 +23,10 @@ int KelTableRow::addAttrib(KelTableAttrib* attrib) {
   invscan::appendNode(head_, tail_, attrib);
   ++count_;
   return 1;
+}
+
+unsigned long KelTableRow::getNumAttribs() const {
+  return count_;
 }
 
 int KelTableRow::reset() {
