@@ -333,8 +333,8 @@ TEST_F(TraceTest, LongLinesAreCutBetweenCharacters) {
 TEST_F(TraceTest, TextIsOneLineAndNeverLost) {
   enable(CcLogWrapper::kMin);
   CcLogWrapper::traceMIN(getCcLogHw(), 1, "p", "f()", "a\nb\x1B[2J\tc\x7F %s",
-                         "\xC3\xA4\xC2\x9B\xC2\xA0");
-  EXPECT_TRUE(written().ends_with("f(): a b [2J c  \xC3\xA4  \xC2\xA0\n"));
+                         "\xC3\xA4\xC2\x9B\xC2\xA0\xC2g");
+  EXPECT_TRUE(written().ends_with("f(): a b [2J c  \xC3\xA4  \xC2\xA0\xC2g\n"));
   CcLogWrapper::traceMIN(getCcLogHw(), 1, "p", "f()", "name=%ls", L"\x20AC");  // C locale
   EXPECT_TRUE(written().ends_with("f(): name=%ls\n"));
   const int readOnly = open("/dev/null", O_RDONLY | O_CLOEXEC);

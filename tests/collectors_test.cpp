@@ -1,6 +1,7 @@
 // Rules of single collectors that a whole machine's expected output would not show.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <clocale>
 #include <string>
 
@@ -145,6 +146,7 @@ TEST_F(Collectors, TakeRunLevelAndTimesFromTheRecordFirst) {
       {"no record, kernel asked", {}, "unknown", "native", "0", "77"},
       {"one of tomorrow", RunLevelRecord{"~", 5000, '2'}, "", "classic", "0", "0"},
       {"one of tomorrow, kernel asked", RunLevelRecord{"~", 5000, '2'}, "", "native", "2", "77"},
+      {"one of a time that is none", RunLevelRecord{"~", LONG_MIN, '2'}, "", "native", "2", "77"},
       {"too short", {}, "N\n", "classic", "0", "-"},
   };
   for (const auto& test : cases) {

@@ -308,7 +308,8 @@ class Comparison:
             for fields in arrays:
                 own = self.said(16, "Number Of Devices", fields) if len(arrays) > 1 else slots
                 capacity = self.said(16, "Maximum Capacity", fields)
-                module = max(module, largest_module(capacity, own, biggest))
+                if own:
+                    module = max(module, largest_module(capacity, own, biggest))
         return module, slots
 
     def biggest(self, kind, field):

@@ -424,9 +424,10 @@ class INVSCAN_EXPORT SMBIOSTable {
   // are not verified. Without privilege nothing can be read, and the table is not available. Does
   // not parse.
   SMBIOSTable();
-  // Copies a structure table; a length below 0 counts as 0. The revision is in BCD (0x23 is 2.3)
-  // and stays so in getRevision(): records of such a table take it for a version before 2.0, and no
-  // version gate opens. Hosts expect it; kept. Does not parse.
+  // Copies a structure table; a length below 0 or above 1 GiB, or one that there is no memory for,
+  // counts as 0. The revision is in BCD (0x23 is 2.3) and stays so in getRevision(): records of
+  // such a table take it for a version before 2.0, and no version gate opens. Hosts expect it;
+  // kept. Does not parse.
   SMBIOSTable(unsigned char* data, int length, unsigned char revision, int numTables);
   // Reads a dump file (readBytesFromFile). Such a table is not "available"; call parseData() for
   // its records.

@@ -390,9 +390,11 @@ std::string describeTable(const SMBIOSTable& table) {
   return head(table) + one("BIOS", table.getTable0(), kBiosFields) +
          one("System", table.getTable1(), kSystemFields) +
          one("Base Board", table.getTable2(), kBoardFields) +
-         copied<Board>("Further Base Board", 2, 1, table, structures, kBoardFields) +
+         copied<Board>("Further Base Board", 2, table.getTable2() ? 1 : 0, table, structures,
+                       kBoardFields) +
          one("Enclosure", table.getTable3(), kEnclosureFields) +
-         copied<Enclosure>("Further Enclosure", 3, 1, table, structures, kEnclosureFields) +
+         copied<Enclosure>("Further Enclosure", 3, table.getTable3() ? 1 : 0, table, structures,
+                           kEnclosureFields) +
          all("Processor", table.getTable4Total(), at(&Table::getTable4), kProcessorFields) +
          one("Memory Controller", table.getTable5(), kControllerFields) +
          all("Memory Module", table.getTable6Total(), at(&Table::getTable6), kModuleFields) +

@@ -67,7 +67,7 @@ class LineBuffer {
   void blankControls() {
     std::replace_if(text_, text_ + length_, isControl, ' ');
     for (std::size_t at = 0; at + 1 < length_; ++at) {
-      if (text_[at] == '\xC2' && static_cast<unsigned char>(text_[at + 1]) < 0xA0) {
+      if (text_[at] == '\xC2' && (static_cast<unsigned char>(text_[at + 1]) & 0xE0) == 0x80) {
         text_[at] = text_[at + 1] = ' ';
       }
     }

@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t kTableLimit = 256 << 20;
 
 constexpr std::pair<std::string_view, char> kEscapes[] = {
-    {"\\040", ' '}, {"\\011", '\t'}, {"\\012", '\n'}, {"\\134", '\\'}};
+    {"\\040", ' '}, {"\\011", '\t'}, {"\\012", '\n'}, {"\\134", '\\'}, {"\\\\", '\\'}};
 
 // Decodes what getmntent() does and no more, as names are to join with those that it gives: kernels
 // write other characters as octal numbers, too.

@@ -1,10 +1,10 @@
 #include "invscan/SMBIOS/TableReader.h"
 
 #include <algorithm>
-#include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <new>
 #include <string_view>
 #include <vector>
 
@@ -32,9 +32,11 @@ bool readMemory(unsigned char* buffer, std::uintptr_t address, int length) {
 
 void TableReader::allocate(int length) {
   constexpr int kSpareBytes = 5;
-  table_.totalLength_ = length < 0 || length > INT_MAX - kSpareBytes ? 0 : length;
-  table_.data_ = std::make_unique<unsigned char[]>(
-      static_cast<std::size_t>(table_.totalLength_ + kSpareBytes));
+  constexpr int kLongest = 1 << 30;  // numbers still reach beyond it
+  table_.totalLength_ = length < 0 || length > kLongest ? 0 : length;
+  const auto size = static_cast<std::size_t>(table_.totalLength_ + kSpareBytes);
+  table_.data_.reset(new (std::nothrow) unsigned char[size]());
+  if (!table_.data_) table_.totalLength_ = 0;
 }
 
 void TableReader::readFirmware() {

@@ -52,21 +52,22 @@ std::optional<unsigned long> numberOf(std::optional<char> level) {
 }
 
 // The record is what the command prints, so there is no need to start it where there is none or its
-// level is known.
-unsigned long findRunLevel(const std::optional<RunLevelRecord>& record, const Trace& trace) {
+// level is known. What an earlier run of the kernel left behind, or a wrong clock, comes last.
+unsigned long findRunLevel(const std::optional<RunLevelRecord>& record, bool isCurrent,
+                           const Trace& trace) {
   if (useNativeSources()) {
-    if (const auto level = numberOf(record ? record->level : std::nullopt)) return *level;
+    const auto recorded = numberOf(record ? record->level : std::nullopt);
+    if (recorded && isCurrent) return *recorded;
     if (const auto level = systemdRunLevel()) return *level;
-    if (!record || record->level) return 0;
+    if (!record || record->level) return recorded.value_or(0);
   }
   return askRunLevelCommand(trace);
 }
 
 // Seconds since the epoch, 0 when unknown.
-long findBootTime(const std::optional<RunLevelRecord>& record, const Trace& trace) {
-  const bool isNative = useNativeSources();
-  const auto start = isNative ? kernelStart() : std::nullopt;
-  if (record && (!isNative || isOfThisRun(*record, start))) {
+long findBootTime(const std::optional<RunLevelRecord>& record, bool isCurrent,
+                  std::optional<long> start, const Trace& trace) {
+  if (isCurrent) {
     trace.at().max("hardware RUNLEVEL line=%s", record->line.c_str());
     char text[26] = {};
     TimeToKelDateTime(record->time, text);
@@ -86,13 +87,16 @@ using namespace invscan;
 KelTable* UnixSystemParamsGroup::getTable() {
   const Trace trace(getCcLogHw(), "getTable()");
   const auto record = machine().runLevelRecord();
-  const unsigned long runLevel = findRunLevel(record, trace);
+  const bool isNative = useNativeSources();
+  const auto start = isNative ? kernelStart() : std::nullopt;
+  const bool isCurrent = record && (!isNative || isOfThisRun(*record, start));
+  const unsigned long runLevel = findRunLevel(record, isCurrent, trace);
   const std::string nodeName = machine().kernelIdentity().value_or(KernelIdentity()).nodename;
   trace.at().max("hardware uname nodename=%s", nodeName.c_str());
 
   auto* table = new KelTable(getGroupId(), getGroupVersion());
   RowBuilder()
-      .dateTime(1, findBootTime(record, trace))
+      .dateTime(1, findBootTime(record, isCurrent, start, trace))
       .count(2, runLevel)
       .text(3, nodeName)
       .text(4, nodeName)

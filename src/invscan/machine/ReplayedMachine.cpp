@@ -198,8 +198,9 @@ std::string ReplayedMachine::explainError(const std::string& path, int error) co
   const bool wasAsked = !facts_.absent || facts_.absent->count(path) != 0 ||
                         facts_.unreadable.count(path) != 0 || error != ENOENT;
   if (!wasAsked) return "never asked when it was recorded";
-  const bool isForbidden = error == EACCES || error == EPERM;
-  return Machine::explainError(path, error) + (isForbidden ? " when it was recorded" : "");
+  const bool isNoted = facts_.unreadable.count(path) != 0 || path == kMemoryDevice;
+  const bool wasForbidden = isNoted && (error == EACCES || error == EPERM);
+  return Machine::explainError(path, error) + (wasForbidden ? " when it was recorded" : "");
 }
 
 }  // namespace invscan

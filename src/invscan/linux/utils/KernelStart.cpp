@@ -18,7 +18,9 @@ std::optional<long> kernelStart() {
 bool isOfThisRun(const RunLevelRecord& record, std::optional<long> start) {
   constexpr long kClockSteps = 60;  // seconds by which the clock may have been set since
   if (record.time > machine().currentTime()) return false;
-  return !start || record.time >= *start || *start - record.time <= kClockSteps;
+  long earlier = 0;
+  return !start || record.time >= *start ||
+         (!__builtin_sub_overflow(*start, record.time, &earlier) && earlier <= kClockSteps);
 }
 
 }  // namespace invscan
