@@ -99,11 +99,9 @@ class PartitionReader {
       add({source, mount.point, mount.type,
            isSpanning ? devices_.disksBelow(*members->second) : disks});
     }
-    const bool isPart = device.kind == BlockKind::kPartition ||
-                        (device.kind == BlockKind::kVolume && !hasNoSize(device));
-    if (mounts_[index].empty() && isPart) {
-      add({device.node, "", recordedType(device), disks});
-    }
+    if (!mounts_[index].empty() || device.kind == BlockKind::kDisk) return;
+    if (device.kind == BlockKind::kVolume && hasNoSize(device)) return;
+    add({device.node, "", recordedType(device), disks});
   }
 
   void add(Partition partition) {
