@@ -9,8 +9,8 @@
 #include <string_view>
 
 #include "../tests/TestMachine.h"
+#include "common/text/Lines.h"
 #include "helpers/diskscan/DiskScan.h"
-#include "invscan/linux/utils/Text.h"
 
 namespace {
 

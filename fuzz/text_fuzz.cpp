@@ -11,8 +11,8 @@
 #include <invscan/groups.h>
 
 #include "../tests/TestMachine.h"
+#include "common/text/Lines.h"
 #include "common/vartree/Utf8.h"
-#include "invscan/linux/utils/Text.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "agent/Wire.h"
+#include "agent/scan/Wire.h"
 
 namespace {
 

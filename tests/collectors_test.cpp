@@ -9,7 +9,7 @@
 
 #include "Rendering.h"
 #include "TestMachine.h"
-#include "invscan/linux/utils/Text.h"
+#include "common/text/Lines.h"
 
 namespace invscan {
 namespace {

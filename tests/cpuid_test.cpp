@@ -8,8 +8,8 @@
 #include "FirmwareBuilder.h"
 #include "TestMachine.h"
 #include "common/vartree/Release.h"
-#include "helpers/cpuid/Answer.h"
 #include "helpers/cpuid/CpuList.h"
+#include "helpers/cpuid/CpuidTree.h"
 #include "helpers/cpuid/Family.h"
 
 namespace invscan::cpuid {

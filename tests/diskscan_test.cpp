@@ -2,8 +2,8 @@
 #include <invscan/vartree.h>
 
 #include "TestMachine.h"
+#include "common/text/Lines.h"
 #include "helpers/diskscan/DiskScan.h"
-#include "invscan/linux/utils/Text.h"
 
 namespace {
 

@@ -8,11 +8,11 @@
 
 #include <invscan/base/OrvCfg.h>
 
-#include "agent/Formats.h"
-#include "agent/Json.h"
-#include "agent/Redactor.h"
-#include "agent/Replacements.h"
-#include "agent/Value.h"
+#include "agent/formats/Formats.h"
+#include "agent/formats/Json.h"
+#include "agent/formats/Value.h"
+#include "agent/redact/Redactor.h"
+#include "agent/redact/Replacements.h"
 
 namespace invscan::agent {
 namespace {

@@ -23,9 +23,9 @@
 #include <invscan/catalogue.h>
 #include <invscan/table.h>
 
-#include "agent/SignalWatch.h"
-#include "agent/Wire.h"
-#include "agent/WorkerPool.h"
+#include "agent/scan/SignalWatch.h"
+#include "agent/scan/Wire.h"
+#include "agent/scan/WorkerPool.h"
 
 namespace invscan::agent {
 namespace {

@@ -14,12 +14,12 @@ SEAM = "invscan/machine/"
 # Sources for files that the host names, which are none of the machine's. The platform layer reads
 # others of that kind: the store and the hardware configuration file (base/RegularFile) are the
 # host's own also when another machine is replayed.
-HOSTS_FILES = {"invscan/SMBIOS/DumpFile.cpp"}
+HOSTS_FILES = {"invscan/SMBIOS/table/DumpFile.cpp"}
 
 # Machinery for children of this process, which is nothing of the machine's: what a child asks of that
 # goes through the seam in the child.
-CHILDREN = {"invscan/com/CommandPipe.cpp", "invscan/com/FileSystemStatistics.cpp",
-            "invscan/com/ForkedProbe.cpp", "invscan/com/StatisticsService.cpp"}
+CHILDREN = {"invscan/com/children/CommandPipe.cpp", "invscan/com/children/FileSystemStatistics.cpp",
+            "invscan/com/children/ForkedProbe.cpp", "invscan/com/children/StatisticsService.cpp"}
 # What a helper program writes, and its own start and end.
 HELPERS_OWN = re.compile(r"helpers/\w+/main\.cpp|helpers/cpuid/LeafTrace\.(cpp|h)")
 
@@ -64,7 +64,7 @@ DIRECTIONS = [
     ("invscan/", r'"agent/|"helpers/', "the library knows nothing of agent and helpers"),
     ("helpers/", r'"agent/', "a helper knows nothing of the agent"),
     (SEAM, r'"invscan/(com|linux|SMBIOS)/', "the seam knows nothing of those who ask it"),
-    ("agent/", r'"(?!agent/|base/Descriptor\.h)', "the agent is a host: public headers only"),
+    ("agent/", r'"(?!agent/|base/)', "the agent is a host: public headers and the platform layer only"),
 ]
 
 TEXT_OR_COMMENT = re.compile(

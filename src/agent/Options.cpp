@@ -11,11 +11,11 @@
 #include <string_view>
 #include <system_error>
 
-#include "agent/Commands.h"
 #include "agent/Failure.h"
 #include "agent/Names.h"
 #include "agent/Text.h"
 #include "agent/Version.h"
+#include "agent/commands/Commands.h"
 
 namespace invscan::agent {
 namespace {

@@ -1,12 +1,12 @@
 #include <cstdio>
 #include <exception>
 
-#include "agent/Commands.h"
 #include "agent/Failure.h"
-#include "agent/OutputFile.h"
-#include "agent/SignalWatch.h"
+#include "agent/Output.h"
 #include "agent/StartUp.h"
 #include "agent/Text.h"
+#include "agent/commands/Commands.h"
+#include "agent/scan/SignalWatch.h"
 
 namespace invscan::agent {
 namespace {

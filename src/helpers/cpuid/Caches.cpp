@@ -1,5 +1,5 @@
+#include "common/text/Lines.h"
 #include "helpers/cpuid/Processor.h"
-#include "invscan/linux/utils/Text.h"
 
 namespace invscan::cpuid {
 namespace {

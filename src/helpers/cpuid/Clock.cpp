@@ -3,7 +3,7 @@
 #include <cmath>
 #include <string>
 
-#include "invscan/linux/utils/Text.h"
+#include "common/text/Lines.h"
 
 namespace invscan::cpuid {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <string_view>
 
+#include "common/text/Lines.h"
 #include "helpers/cpuid/Leaves.h"
-#include "invscan/linux/utils/Text.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan::cpuid {

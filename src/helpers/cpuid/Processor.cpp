@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "invscan/linux/utils/Text.h"
+#include "common/text/Lines.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan::cpuid {

@@ -12,7 +12,7 @@
 #include <invscan/machine.h>
 #include <invscan/vartree.h>
 
-#include "helpers/cpuid/Answer.h"
+#include "helpers/cpuid/CpuidTree.h"
 #include "helpers/cpuid/LeafTrace.h"
 
 using namespace invscan::cpuid;

@@ -4,8 +4,8 @@
 #include <map>
 #include <string_view>
 
+#include "common/text/Lines.h"
 #include "helpers/diskscan/Sysfs.h"
-#include "invscan/linux/utils/Text.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan::diskscan {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "invscan/linux/utils/Text.h"
+#include "common/text/Lines.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan::diskscan {

@@ -8,9 +8,9 @@
 #include <unordered_map>
 #include <utility>
 
+#include "common/text/Lines.h"
 #include "helpers/diskscan/Mounts.h"
 #include "helpers/diskscan/Sysfs.h"
-#include "invscan/linux/utils/Text.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan::diskscan {

@@ -9,10 +9,10 @@
 #include <invscan/smbios.h>
 #include <invscan/smbiosinfo.h>
 
+#include "common/text/Lines.h"
 #include "invscan/SMBIOS/FirmwareText.h"
 #include "invscan/SMBIOS/MachineType.h"
-#include "invscan/SMBIOS/TableBytes.h"
-#include "invscan/linux/utils/Text.h"
+#include "invscan/SMBIOS/table/TableBytes.h"
 #include "invscan/machine/Machine.h"
 #include "log/Trace.h"
 

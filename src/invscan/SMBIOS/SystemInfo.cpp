@@ -6,7 +6,7 @@
 #include <invscan/smbiosinfo.h>
 
 #include "invscan/SMBIOS/MachineType.h"
-#include "invscan/SMBIOS/TableBytes.h"
+#include "invscan/SMBIOS/table/TableBytes.h"
 #include "invscan/machine/Machine.h"
 #include "log/Trace.h"
 

@@ -5,7 +5,7 @@
 #include <invscan/base/OrvCfg.h>
 #include <invscan/helper.h>
 
-#include "common/vartree/Answer.h"
+#include "common/vartree/HelperAnswer.h"
 #include "common/vartree/Release.h"
 #include "common/vartree/TraceFile.h"
 #include "invscan/machine/Machine.h"

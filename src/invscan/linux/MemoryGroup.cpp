@@ -2,9 +2,9 @@
 #include <invscan/groups.h>
 #include <invscan/smbios.h>
 
+#include "common/text/Lines.h"
 #include "invscan/com/model/RowBuilder.h"
 #include "invscan/com/model/Traits.h"
-#include "invscan/linux/utils/Text.h"
 #include "invscan/machine/Machine.h"
 #include "log/Trace.h"
 

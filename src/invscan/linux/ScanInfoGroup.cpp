@@ -1,10 +1,10 @@
 #include <invscan/catalogue.h>
 #include <invscan/groups.h>
 
+#include "common/text/Lines.h"
 #include "invscan/com/model/RowBuilder.h"
 #include "invscan/com/model/Traits.h"
 #include "invscan/linux/utils/KernelStart.h"
-#include "invscan/linux/utils/Text.h"
 #include "invscan/machine/Machine.h"
 #include "log/Trace.h"
 

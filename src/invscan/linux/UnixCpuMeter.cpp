@@ -3,7 +3,7 @@
 
 #include <invscan/groups.h>
 
-#include "invscan/linux/utils/Text.h"
+#include "common/text/Lines.h"
 #include "invscan/machine/Machine.h"
 #include "log/Trace.h"
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "invscan/linux/utils/Text.h"
+#include "common/text/Lines.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan {

@@ -1,0 +1,74 @@
+#include "agent/commands/Commands.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+
+#include "agent/formats/Formats.h"
+
+namespace invscan::agent {
+namespace {
+
+constexpr std::size_t kAny = static_cast<std::size_t>(-1);
+
+constexpr auto kScanFormats = [] {
+  std::array<const char*, std::size(kFormats)> names{};
+  std::transform(std::begin(kFormats), std::end(kFormats), names.begin(),
+                 [](const Format& format) { return format.name; });
+  return names;
+}();
+constexpr const char* kDescribeFormats[] = {"text", "json", "markdown", "schema"};
+
+constexpr Command kCommands[] = {
+    {"scan", "[GROUP...]", "scan all groups or the named ones (the default)", 0, kAny, kScanFormats,
+     true, true, runScan},
+    {"get", "GROUP ATTRIBUTE", "print bare values, one per row", 2, 2, {}, true, true, runGet},
+    {"list", "", "list the groups", 0, 0, {}, false, false, runList},
+    {"describe", "[GROUP]", "tell what is known about every attribute", 0, 1, kDescribeFormats,
+     false, false, runDescribe},
+    {"capture", "DIR [GROUP...]", "record this machine, to be scanned again with --machine", 1,
+     kAny, kScanFormats, true, true, runCapture},
+    {"explain",
+     "[GROUP...]",
+     "tell which sources were asked and why values are missing",
+     0,
+     kAny,
+     {},
+     true,
+     false,
+     runExplain},
+    {"smbios",
+     "",
+     "print the firmware's SMBIOS table, or dump it to a file",
+     0,
+     0,
+     {},
+     false,
+     false,
+     runSmbios,
+     true},
+    {"helper",
+     "cpuid|diskscan",
+     "run a helper program and print its answer",
+     1,
+     1,
+     {},
+     false,
+     false,
+     runHelper},
+};
+
+}  // namespace
+
+std::span<const Command> commands() {
+  return kCommands;
+}
+
+const Command* findCommand(std::string_view word) {
+  const auto* const found =
+      std::find_if(std::begin(kCommands), std::end(kCommands),
+                   [word](const Command& command) { return word == command.name; });
+  return found == std::end(kCommands) ? nullptr : found;
+}
+
+}  // namespace invscan::agent

@@ -1,0 +1,117 @@
+#include "agent/commands/Reasons.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <memory>
+#include <string_view>
+
+#include <invscan/factory.h>
+#include <invscan/traits.h>
+
+#include "agent/Text.h"
+
+namespace invscan::agent {
+namespace {
+
+constexpr std::string_view kRunAsRoot = "run as root";
+
+// What helps against an outcome that has these words.
+constexpr struct {
+  std::string_view words, help;
+} kHelp[] = {
+    {"never asked", "capture the machine again"},
+    {"when it was recorded", "capture the machine again as root"},
+    {"permission denied", kRunAsRoot},
+    {"not permitted", kRunAsRoot},
+    {"timed out", "raise --timeout"},
+};
+
+// Takes the first source off an attribute's list.
+std::string_view takeSource(std::string_view& list) {
+  constexpr std::string_view kSeparator = "; ";
+  const std::string_view source = list.substr(0, list.find(kSeparator));
+  list.remove_prefix(std::min(source.size() + kSeparator.size(), list.size()));
+  return source;
+}
+
+// Whether the whole text fits the pattern, in which an asterisk stands for any text.
+bool fits(std::string_view pattern, std::string_view text) {
+  const std::size_t star = pattern.find('*');
+  if (star == pattern.npos) return pattern == text;
+  if (text.substr(0, star) != pattern.substr(0, star)) return false;
+  const std::string_view rest = pattern.substr(star + 1);
+  for (std::size_t i = star; i <= text.size(); ++i) {
+    if (fits(rest, text.substr(i))) return true;
+  }
+  return false;
+}
+
+void addOnce(std::vector<std::string>& texts, const std::string& text) {
+  if (std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
+}
+
+// Whether all sources of a group's attributes, as the access log names them or as patterns of that,
+// are such.
+template <class Test>
+bool everySource(const kelGroupDef& group, Test isSuch) {
+  const AttributeTraits* row = attributeTraits(group.id, group.attribs->id);
+  for (; row && row->id != 0; ++row) {
+    for (std::string_view list = row->sources; !list.empty();) {
+      if (!isSuch(takeSource(list))) return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+bool isSourceOf(const kelGroupDef& group, const std::string& source) {
+  return !everySource(group, [&](std::string_view pattern) { return !fits(pattern, source); });
+}
+
+bool asksOnly(const kelGroupDef& group, std::initializer_list<std::string_view> sources) {
+  return everySource(group, [&](std::string_view source) {
+    return std::find(sources.begin(), sources.end(), source) != sources.end();
+  });
+}
+
+bool hasCollector(const kelGroupDef& group) {
+  const std::unique_ptr<KelGroup> collector(GroupFactory::getInstance()->getKELGroup(group.id));
+  return collector != nullptr;
+}
+
+std::string helpAgainst(const std::vector<std::string>& outcomes) {
+  for (const auto& [words, help] : kHelp) {
+    if (help == kRunAsRoot && geteuid() == 0) continue;
+    for (const std::string& outcome : outcomes) {
+      if (outcome.find(words) != outcome.npos) return "; " + std::string(help);
+    }
+  }
+  return "";
+}
+
+std::string reasonForDefault(const GroupResult& result, const kelAttribDef& attribute) {
+  const AttributeTraits* traits = attributeTraits(result.group->id, attribute.id);
+  if (!traits || !*traits->sources) return "never filled on Linux";
+
+  std::vector<std::string> answered, failed;
+  for (std::string_view list = traits->sources; !list.empty();) {
+    const std::string_view source = takeSource(list);
+    for (const Access& access : result.accesses) {
+      if (!fits(source, access.source)) continue;
+      if (access.outcome == "ok") {
+        addOnce(answered, access.source);
+      } else {
+        addOnce(failed, access.source + ": " + access.outcome);
+      }
+    }
+  }
+  if (!answered.empty()) {
+    return joined(answered, ", ") + " answered: this is the value there, or it does not tell";
+  }
+  if (!failed.empty()) return joined(failed, ", ") + helpAgainst(failed);
+  return std::string("not asked on this machine: ") + traits->sources;
+}
+
+}  // namespace invscan::agent

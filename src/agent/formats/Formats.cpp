@@ -1,0 +1,15 @@
+#include "agent/formats/Formats.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace invscan::agent {
+
+const Format& findFormat(std::string_view name) {
+  const auto* const found =
+      std::find_if(std::begin(kFormats), std::end(kFormats),
+                   [name](const Format& format) { return name == format.name; });
+  return found == std::end(kFormats) ? kFormats[0] : *found;
+}
+
+}  // namespace invscan::agent

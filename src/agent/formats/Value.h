@@ -1,0 +1,42 @@
+// Reads value records.
+#pragma once
+
+#include <cstring>
+#include <optional>
+#include <string>
+
+#include <invscan/catalogue.h>
+#include <invscan/table.h>
+
+#include "agent/scan/Scan.h"
+
+namespace invscan::agent {
+
+// A number out of a record's value area.
+template <class Number>
+Number numberAt(const kelAttribValue& record, std::size_t offset = 0) {
+  Number number;
+  std::memcpy(&number, record.value + offset, sizeof number);
+  return number;
+}
+
+// Whether the value is a string, an octet string or a date-time rather than a number.
+bool isText(const kelAttribValue& record);
+
+// The value alone: strings as UTF-8, octet strings as upper-case hexadecimal, floating-point
+// numbers as short as they read back the same, two words with a blank between them.
+std::string plainText(const kelAttribValue& record);
+
+// What the value means by the attribute's own enumeration, or null.
+const char* enumeratedText(const kelAttribDef& attribute, const kelAttribValue& record);
+
+// The record of an attribute in a row, or null.
+const kelAttribValue* findRecord(const Row& row, unsigned long attribId);
+
+// Whether a value (null for none) is what it would be if no source had told it.
+bool isDefault(unsigned long groupId, const kelAttribDef& attribute, const kelAttribValue* record);
+
+// A string record of an ASCII text.
+Record makeTextRecord(unsigned long attribId, const std::string& ascii);
+
+}  // namespace invscan::agent

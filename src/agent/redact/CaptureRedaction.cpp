@@ -1,0 +1,158 @@
+#include "agent/redact/CaptureRedaction.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <functional>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "agent/Failure.h"
+#include "agent/Output.h"
+#include "agent/Text.h"
+#include "agent/redact/Replacements.h"
+#include "base/Descriptor.h"
+
+namespace invscan::agent {
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+
+constexpr mode_t kMode = 0600;
+constexpr std::size_t kLargestExtent = 64 << 20;
+
+[[noreturn]] void fail(const fs::path& path, const std::string& problem) {
+  throw Failure(path.string() + ": " + problem + "; the capture could not be redacted");
+}
+
+Descriptor openFile(const fs::path& path) {
+  Descriptor file(open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+  if (!file) fail(path, errorText(errno));
+  return file;
+}
+
+off_t sizeOf(const Descriptor& file) {
+  struct stat status {};
+  return fstat(file.get(), &status) == 0 ? status.st_size : 0;
+}
+
+std::string contentsOf(const fs::path& path) {
+  const Descriptor file = openFile(path);
+  std::string text;
+  if (!readAll(file.get(), text, kLargestExtent)) fail(path, errorText(errno));
+  if (text.size() == kLargestExtent) fail(path, "too large");
+  return text;
+}
+
+// A part of a file between two holes.
+struct Extent {
+  off_t begin;
+  std::size_t length;
+};
+
+std::vector<Extent> extentsOf(const Descriptor& file) {
+  std::vector<Extent> extents;
+  off_t end = 0;
+  for (off_t begin; (begin = lseek(file.get(), end, SEEK_DATA)) >= 0;) {
+    end = lseek(file.get(), begin, SEEK_HOLE);
+    if (end <= begin) break;
+    extents.push_back({begin, static_cast<std::size_t>(end - begin)});
+  }
+  return extents;
+}
+
+// A sparse image of memory keeps its holes: what changes is written in place.
+void redactImage(const fs::path& path, Replacements& replacements) {
+  const Descriptor file = openFile(path);
+  for (const auto& [begin, length] : extentsOf(file)) {
+    if (length > kLargestExtent) fail(path, "too large");
+    std::string bytes(length, '\0');
+    const auto count = static_cast<ssize_t>(length);
+    if (pread(file.get(), bytes.data(), length, begin) != count) fail(path, "cannot be read");
+    const std::string redacted = replacements.inBytes(bytes);
+    if (redacted == bytes) continue;
+    if (pwrite(file.get(), redacted.data(), length, begin) != count) fail(path, errorText(errno));
+  }
+}
+
+void redactFile(const fs::path& path, Replacements& replacements) {
+  if (sizeOf(openFile(path)) >= static_cast<off_t>(kLargestExtent)) {
+    redactImage(path, replacements);
+    return;
+  }
+  const std::string text = contentsOf(path);
+  const bool isBinary = text.find('\0') != text.npos;
+  const std::string redacted = isBinary ? replacements.inBytes(text) : replacements.inText(text);
+  if (redacted != text) replaceFile(path, redacted, kMode);
+}
+
+std::string bytesFromHex(const std::string& hex) {
+  std::string bytes;
+  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
+    bytes += static_cast<char>(std::strtoul(hex.substr(i, 2).c_str(), nullptr, 16));
+  }
+  return bytes;
+}
+
+std::string redactHex(const std::string& hex, Replacements& replacements) {
+  const std::string bytes = replacements.inBytes(bytesFromHex(hex));
+  return hexadecimal(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), false);
+}
+
+bool holdsHex(std::string_view key) {
+  return key == "netlink" || key == "devices" || key == "cpuid" || key.ends_with("_hex");
+}
+
+// All texts below a place in machine.json, names of members included.
+Json redactJson(const Json& json, bool isHex, Replacements& replacements) {
+  if (json.is_string()) {
+    const auto text = json.get<std::string>();
+    return isHex ? redactHex(text, replacements) : replacements.inText(text);
+  }
+  if (!json.is_structured()) return json;
+  Json result = json.is_array() ? Json::array() : Json::object();
+  for (const auto& [key, value] : json.items()) {
+    if (json.is_array()) {
+      result.push_back(redactJson(value, isHex, replacements));
+    } else {
+      result[replacements.inText(key)] = redactJson(value, isHex || holdsHex(key), replacements);
+    }
+  }
+  return result;
+}
+
+void redactMachine(const fs::path& path, Replacements& replacements) {
+  const Json machine = Json::parse(contentsOf(path));
+  const Json redacted = redactJson(machine, false, replacements);
+  if (redacted != machine) {
+    replaceFile(path, redacted.dump(1, ' ', false, Json::error_handler_t::replace) + "\n", kMode);
+  }
+}
+
+}  // namespace
+
+CaptureRedaction redactCapture(const std::string& directory, const Scan& scan,
+                               const Redactor& redactor) {
+  Replacements replacements(scan, redactor);
+  CaptureRedaction done;
+  const auto redact = [&](auto redactOne, const fs::path& path) {
+    const std::size_t before = replacements.count();
+    redactOne(path, replacements);
+    if (replacements.count() > before) ++done.files;
+  };
+
+  redact(redactMachine, fs::path(directory) / "machine.json");
+  std::vector<fs::path> files;
+  for (const auto& entry : fs::recursive_directory_iterator(fs::path(directory) / "root")) {
+    if (entry.is_regular_file() && !entry.is_symlink()) files.push_back(entry.path());
+  }
+  for (const fs::path& file : files) redact(redactFile, file);
+  done.replaced = replacements.count();
+  return done;
+}
+
+}  // namespace invscan::agent

@@ -1,0 +1,158 @@
+#include "agent/redact/Redactor.h"
+
+#include <fcntl.h>
+#include <sha2.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+
+#include <invscan/base/OrvCfg.h>
+#include <invscan/traits.h>
+
+#include "agent/Failure.h"
+#include "agent/Text.h"
+#include "agent/formats/Value.h"
+#include "base/Descriptor.h"
+
+namespace invscan::agent {
+namespace {
+
+constexpr std::size_t kKeySize = 32;
+
+using Digest = std::array<unsigned char, SHA256_DIGEST_LENGTH>;
+
+Digest hash(const std::string& first, const std::string& second) {
+  SHA2_CTX context;
+  Digest digest;
+  SHA256Init(&context);
+  SHA256Update(&context, reinterpret_cast<const uint8_t*>(first.data()), first.size());
+  SHA256Update(&context, reinterpret_cast<const uint8_t*>(second.data()), second.size());
+  SHA256Final(digest.data(), &context);
+  return digest;
+}
+
+std::string bytesOf(const Digest& digest) {
+  return std::string(digest.begin(), digest.end());
+}
+
+// HMAC, RFC 2104.
+Digest keyedHash(std::string key, const std::string& text) {
+  if (key.size() > SHA256_BLOCK_LENGTH) key = bytesOf(hash(key, ""));
+  key.resize(SHA256_BLOCK_LENGTH, '\0');
+  std::string inner = key, outer = key;
+  for (char& c : inner) c = static_cast<char>(c ^ 0x36);
+  for (char& c : outer) c = static_cast<char>(c ^ 0x5C);
+  return hash(outer, bytesOf(hash(inner, text)));
+}
+
+std::filesystem::path keyFile() {
+  if (geteuid() == 0) return "/var/lib/invscan/redact.key";
+  const char* state = getenv("XDG_STATE_HOME");
+  if (state && *state == '/') return std::filesystem::path(state) / "invscan/redact.key";
+  const char* home = getenv("HOME");
+  if (home && *home == '/') return std::filesystem::path(home) / ".local/state/invscan/redact.key";
+  throw Failure(
+      "--redact: no place for the key file; set HOME, or agent.redact_key in the "
+      "configuration");
+}
+
+[[noreturn]] void failKey(const std::string& path, const std::string& problem) {
+  throw Failure("--redact: " + path + ": " + problem +
+                "; remove the file, or set agent.redact_key in the configuration");
+}
+
+// None when there is no such file.
+std::optional<std::string> readKey(const std::string& path) {
+  Descriptor file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+  if (!file && errno == ENOENT) return std::nullopt;
+  if (!file) failKey(path, errorText(errno));
+  struct stat status {};
+  if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    failKey(path, "not a regular file");
+  }
+  if (status.st_uid != geteuid() || (status.st_mode & 077) != 0) {
+    failKey(path, "others have access to it");
+  }
+  std::string key;
+  if (!readAll(file.get(), key, kKeySize + 1)) failKey(path, errorText(errno));
+  if (key.size() != kKeySize) failKey(path, "not a key of 32 bytes");
+  return key;
+}
+
+bool writeNewKey(int descriptor) {
+  std::string key(kKeySize, '\0');
+  return getrandom(key.data(), key.size(), 0) == static_cast<ssize_t>(key.size()) &&
+         writeAll(descriptor, key) && fsync(descriptor) == 0;
+}
+
+void makePrivateDirectories(const std::filesystem::path& directory) {
+  const mode_t mask = umask(077);
+  std::error_code ignored;  // opening a file there tells
+  std::filesystem::create_directories(directory, ignored);
+  umask(mask);
+}
+
+// Appears whole; when another process was first, its key stands.
+void makeKeyFile(const std::filesystem::path& path) {
+  makePrivateDirectories(path.parent_path());
+  std::string name = path.string() + ".XXXXXX";
+  Descriptor file(mkostemp(name.data(), O_CLOEXEC));
+  if (!file) failKey(path, errorText(errno));
+  const bool isMade =
+      writeNewKey(file.get()) && (link(name.c_str(), path.c_str()) == 0 || errno == EEXIST);
+  const int error = errno;
+  unlink(name.c_str());
+  if (!isMade) failKey(path, errorText(error));
+}
+
+std::string loadKey() {
+  const std::string configured = OrvCfg::getKey("agent.redact_key").toNarrow();
+  if (!configured.empty()) return configured;
+  const std::filesystem::path path = keyFile();
+  if (const auto key = readKey(path)) return *key;
+  makeKeyFile(path);
+  const auto key = readKey(path);
+  if (!key) failKey(path, "gone again");
+  return *key;
+}
+
+}  // namespace
+
+Redactor::Redactor() : key_(loadKey()) {
+}
+
+std::string Redactor::token(const std::string& value) const {
+  constexpr std::size_t kShownBytes = 8;
+  return "redacted-" + hexadecimal(keyedHash(key_, value).data(), kShownBytes, false);
+}
+
+void Redactor::redact(Scan& scan) const {
+  if (!scan.hostName.empty()) scan.hostName = token(scan.hostName);
+  for (GroupResult& result : scan.groups) {
+    for (Row& row : result.rows) {
+      for (Record& record : row) {
+        if (!isSecret(*result.group, *record)) continue;
+        record = makeTextRecord(record->attribId, token(plainText(*record)));
+      }
+    }
+  }
+}
+
+std::optional<Redactor> makeRedactor(const Options& options) {
+  return options.redact ? std::optional<Redactor>(std::in_place) : std::nullopt;
+}
+
+bool isSecret(const kelGroupDef& group, const kelAttribValue& record) {
+  const AttributeTraits* traits = attributeTraits(group.id, record.attribId);
+  const kelAttribDef* attribute = getAttribDefinitionFromId(&group, record.attribId);
+  // What nothing is known about may be anything.
+  if (!traits || !attribute) return true;
+  return traits->sensitive && !isDefault(group.id, *attribute, &record);
+}
+
+}  // namespace invscan::agent

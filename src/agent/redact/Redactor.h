@@ -1,0 +1,36 @@
+// Replaces sensitive values by tokens: a keyed hash, so that the same value has the same token in
+// every scan with that key and nobody without the key can try values out.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "agent/Options.h"
+#include "agent/scan/Scan.h"
+
+namespace invscan::agent {
+
+class Redactor {
+ public:
+  // The key is the store's agent.redact_key, else 32 random bytes from a file that the first use
+  // makes: /var/lib/invscan/redact.key for root, else redact.key in the user's state directory.
+  // Throws Failure when it cannot be had.
+  Redactor();
+
+  // "redacted-" and 16 hexadecimal digits.
+  std::string token(const std::string& value) const;
+
+  // Replaces sensitive values and the host name. Values that no source told stay as they are.
+  void redact(Scan& scan) const;
+
+ private:
+  std::string key_;
+};
+
+// None unless the options ask for one.
+std::optional<Redactor> makeRedactor(const Options& options);
+
+// Whether the record holds a sensitive value that a source told.
+bool isSecret(const kelGroupDef& group, const kelAttribValue& record);
+
+}  // namespace invscan::agent

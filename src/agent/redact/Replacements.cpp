@@ -1,0 +1,144 @@
+#include "agent/redact/Replacements.h"
+
+#include <arpa/inet.h>
+
+#include <cctype>
+#include <cstdio>
+
+#include "agent/formats/Value.h"
+
+namespace invscan::agent {
+namespace {
+
+constexpr std::size_t kShortestWord = 4;
+constexpr std::size_t kEthernetAddress = 6;
+
+// Bytes of other scripts count as letters.
+bool isWordCharacter(char c) {
+  return std::isalnum(static_cast<unsigned char>(c)) || (c & 0x80);
+}
+
+bool isWord(std::string_view text, std::size_t begin, std::size_t length) {
+  const std::size_t end = begin + length;
+  return (begin == 0 || !isWordCharacter(text[begin - 1])) &&
+         (end == text.size() || !isWordCharacter(text[end]));
+}
+
+// The address that a text spells, in network order; empty when it spells none.
+std::string addressBytes(const std::string& text) {
+  unsigned char bytes[sizeof(in6_addr)];
+  std::size_t count = 0;
+  int end = 0;
+  if (inet_pton(AF_INET, text.c_str(), bytes) == 1) {
+    count = sizeof(in_addr);
+  } else if (inet_pton(AF_INET6, text.c_str(), bytes) == 1) {
+    count = sizeof(in6_addr);
+  } else if (std::sscanf(text.c_str(), "%2hhx:%2hhx:%2hhx:%2hhx:%2hhx:%2hhx%n", &bytes[0],
+                         &bytes[1], &bytes[2], &bytes[3], &bytes[4], &bytes[5], &end) == 6 &&
+             static_cast<std::size_t>(end) == text.size()) {
+    count = kEthernetAddress;
+  }
+  return std::string(reinterpret_cast<const char*>(bytes), count);
+}
+
+std::string_view digitsOf(std::string_view token) {
+  return token.substr(token.find('-') + 1);
+}
+
+std::string repeated(std::string_view text, std::size_t length) {
+  std::string result;
+  for (std::size_t i = 0; i < length; ++i) result += text[i % text.size()];
+  return result;
+}
+
+using Table = std::map<std::string, std::string, std::less<>>;
+
+// The longest entry of the table that begins the text at a place and is a whole word there, or end.
+Table::const_iterator longestWordAt(const Table& table, std::string_view text, std::size_t place) {
+  const std::string_view rest = text.substr(place);
+  auto entry = table.upper_bound(rest);
+  while (entry != table.begin()) {
+    --entry;
+    const std::string_view word = entry->first;
+    if (word.substr(0, kShortestWord) < rest.substr(0, kShortestWord)) break;
+    if (rest.starts_with(word) && isWord(text, place, word.size())) return entry;
+  }
+  return table.end();
+}
+
+// Calls replace(entry) for every word of the table; the rest of the text stays.
+template <class Replace>
+std::string replaceWords(std::string_view text, const Table& table, Replace replace) {
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t i = 0; i < text.size();) {
+    const bool canBegin = i == 0 || !isWordCharacter(text[i - 1]);
+    const auto found = canBegin ? longestWordAt(table, text, i) : table.end();
+    if (found == table.end()) {
+      result += text[i++];
+    } else {
+      result += replace(*found);
+      i += found->first.size();
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
+Replacements::Replacements(const Scan& scan, const Redactor& redactor) {
+  if (!scan.hostName.empty()) add(scan.hostName, redactor.token(scan.hostName));
+  for (const GroupResult& result : scan.groups) {
+    for (const Row& row : result.rows) {
+      for (const Record& record : row) {
+        if (!isSecret(*result.group, *record)) continue;
+        const std::string value = plainText(*record);
+        add(value, redactor.token(value));
+      }
+    }
+  }
+}
+
+void Replacements::add(const std::string& value, const std::string& token) {
+  (value.size() < kShortestWord ? lines_ : words_).emplace(value, token);
+  const std::string address = addressBytes(value);
+  // The unspecified address is in every table, and tells nothing.
+  if (address.find_first_not_of('\0') == address.npos) return;
+  addresses_.emplace(address, std::string(digitsOf(token)));
+}
+
+std::string Replacements::inText(std::string_view text) {
+  const std::string replaced = replaceWords(text, words_, [this](const auto& entry) {
+    ++count_;
+    return entry.second;
+  });
+  if (lines_.empty()) return replaced;
+
+  std::string result;
+  for (std::size_t begin = 0; begin < replaced.size();) {
+    const std::size_t end = std::min(replaced.find('\n', begin), replaced.size());
+    const std::string_view line = std::string_view(replaced).substr(begin, end - begin);
+    const auto found = lines_.find(line);
+    if (found != lines_.end()) ++count_;
+    result += found == lines_.end() ? line : found->second;
+    if (end < replaced.size()) result += '\n';
+    begin = end + 1;
+  }
+  return result;
+}
+
+std::string Replacements::inBytes(std::string_view bytes) {
+  std::string result = replaceWords(bytes, words_, [this](const auto& entry) {
+    ++count_;
+    return repeated(digitsOf(entry.second), entry.first.size());
+  });
+  for (const auto& [address, digits] : addresses_) {
+    for (std::size_t i = 0; (i = result.find(address, i)) != result.npos; i += address.size()) {
+      ++count_;
+      result.replace(i, address.size(), digits, 0, address.size());
+    }
+  }
+  return result;
+}
+
+}  // namespace invscan::agent

@@ -1,0 +1,243 @@
+#include "agent/smbios/SmbiosDump.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "agent/Failure.h"
+#include "agent/Output.h"
+#include "agent/Text.h"
+#include "base/Descriptor.h"
+
+namespace invscan::agent {
+namespace {
+
+constexpr std::size_t kLargestTable = 16 << 20;
+constexpr std::size_t kLargestFile = 6 * kLargestTable;  // a byte is five characters of a text dump
+constexpr mode_t kOwnerOnly = 0600;
+
+std::string readWhole(const std::string& file) {
+  const Descriptor descriptor(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  struct stat status {};
+  if (!descriptor || fstat(descriptor.get(), &status) != 0) {
+    throw Failure(file + ": " + errorText(errno));
+  }
+  if (!S_ISREG(status.st_mode)) throw Failure(file + ": not a regular file; --read needs a dump");
+  std::string text;
+  if (!readAll(descriptor.get(), text, kLargestFile)) throw Failure(file + ": " + errorText(errno));
+  if (text.size() == kLargestFile) throw Failure(file + ": too large for a dump");
+  return text;
+}
+
+constexpr std::string_view kFirstLabel = "SMBIOS File Format=";
+
+struct Dump {
+  unsigned count = 0;
+  unsigned revision = 0;
+  std::string structures;
+};
+
+class TextDumpReader {
+ public:
+  TextDumpReader(const std::string& file, std::string_view text) : file_(file), rest_(text) {}
+
+  Dump read() {
+    constexpr unsigned kFormat = 1;
+    const unsigned format = field(kFirstLabel, 0xFFFFFFFF);
+    if (format != kFormat) fail("of format " + std::to_string(format) + ", and only 1 is known");
+    const unsigned length = field("SMBIOS Length=", kLargestTable);
+    Dump dump;
+    dump.count = field("SMBIOS NumTables=", kLargestTable);
+    dump.revision = field("SMBIOS Revision=", 0xFFFF);
+    label("SMBIOS Data=");
+    dump.structures.reserve(length);
+    while (dump.structures.size() < length) dump.structures += nextByte(dump, length);
+    skipBlanks();
+    if (!rest_.empty()) fail("more behind the " + counted(length, "byte") + " of the table");
+    return dump;
+  }
+
+ private:
+  [[noreturn]] void fail(const std::string& problem) const {
+    throw Failure(file_ + ": not a usable dump: " + problem);
+  }
+
+  void skipBlanks() {
+    rest_.remove_prefix(std::min(rest_.find_first_not_of(" \t\r\n"), rest_.size()));
+  }
+
+  void label(std::string_view name) {
+    skipBlanks();
+    if (!rest_.starts_with(name)) fail("\"" + std::string(name) + "\" is not where it belongs");
+    rest_.remove_prefix(name.size());
+  }
+
+  unsigned field(std::string_view name, unsigned most) {
+    label(name);
+    const auto value = number(most);
+    if (!value) fail("no number up to " + std::to_string(most) + " behind " + std::string(name));
+    return *value;
+  }
+
+  char nextByte(const Dump& dump, unsigned length) {
+    skipBlanks();
+    const std::size_t done = dump.structures.size();
+    if (rest_.empty()) fail(std::to_string(done) + " of " + counted(length, "byte") + " are there");
+    const auto value = number(0xFF);
+    if (!value) fail("byte " + std::to_string(done) + " is no number from 0x00 to 0xFF");
+    return static_cast<char>(*value);
+  }
+
+  // Hexadecimal, with or without 0x, up to the next blank.
+  std::optional<unsigned> number(unsigned most) {
+    std::string_view word = rest_.substr(0, rest_.find_first_of(" \t\r\n"));
+    rest_.remove_prefix(word.size());
+    if (word.starts_with("0x")) word.remove_prefix(2);
+    unsigned value = 0;
+    const auto [end, error] = std::from_chars(word.begin(), word.end(), value, 16);
+    if (error != std::errc() || end != word.end() || value > most) return std::nullopt;
+    return value;
+  }
+
+  const std::string& file_;
+  std::string_view rest_;
+};
+
+// The library reads and writes dumps by file name, does not tell whether it could write, and ends
+// the process when it does not like what it reads: it gets a file in memory, and what it gets to
+// see has passed the reader above.
+struct FileInMemory {
+  Descriptor descriptor{memfd_create("dump", MFD_CLOEXEC)};
+  std::string path = "/proc/self/fd/" + std::to_string(descriptor.get());
+};
+
+// The name is for the failure.
+std::string textDumpOf(const SMBIOSTable& table, const std::string& name) {
+  FileInMemory file;
+  std::string text;
+  returnFromFailedWrites();
+  const bool isRead = file.descriptor && table.writeBytesToFile(file.path.data()) == 1 &&
+                      readAll(file.descriptor.get(), text, kLargestFile);
+  if (!isRead) throw Failure(name + ": no memory for the dump");
+  TextDumpReader(name, text).read();
+  return text;
+}
+
+std::unique_ptr<SMBIOSTable> readClassic(const std::string& textDump, const std::string& name) {
+  FileInMemory file;
+  if (!file.descriptor || !writeAll(file.descriptor.get(), textDump)) {
+    throw Failure(name + ": no memory for the dump");
+  }
+  auto table = std::make_unique<SMBIOSTable>(file.path.data());
+  table->parseData();
+  return table;
+}
+
+void append(std::string& bytes, std::uint64_t value, int count) {
+  for (; count-- > 0; value >>= 8) bytes += static_cast<char>(value & 0xFF);
+}
+
+// A text dump has none. One that announces the number of structures, where that form can.
+std::string entryPointFor(const Dump& dump) {
+  const auto [major, minor] = versionOf(dump.revision);
+  const std::size_t length = dump.structures.size();
+  std::string entryPoint;
+  if (length > 0xFFFF || dump.count > 0xFFFF) {
+    entryPoint = std::string("_SM3_\0\x18", 7);
+    append(entryPoint, major | minor << 8, 5);
+    append(entryPoint, length, 12);
+  } else {
+    entryPoint = std::string("_SM_\0\x1F", 6);
+    append(entryPoint, major | minor << 8, 0x16 - 6);
+    append(entryPoint, length, 6);
+    append(entryPoint, dump.count, 3);
+  }
+  return entryPoint;
+}
+
+constexpr std::size_t kEntryPointSize = 32;
+
+struct EntryPointForm {
+  std::string_view anchor;
+  std::size_t addressAt, addressSize;
+  std::size_t lengthAt;  // 0: a table may be shorter than announced
+};
+
+constexpr EntryPointForm kEntryPointForms[] = {
+    {"_SM3_", 0x10, 8, 0}, {"_SM_", 0x18, 4, 0x16}, {"_DMI_", 0x08, 4, 0x06}};
+
+std::uint64_t number(std::string_view bytes, std::size_t at, std::size_t size) {
+  std::uint64_t value = 0;
+  for (std::size_t i = size; i-- > 0;) {
+    value = value << 8 | static_cast<unsigned char>(bytes[at + i]);
+  }
+  return value;
+}
+
+const EntryPointForm* entryPointForm(std::string_view bytes) {
+  if (bytes.size() < kEntryPointSize) return nullptr;
+  for (const EntryPointForm& form : kEntryPointForms) {
+    if (bytes.starts_with(form.anchor)) return &form;
+  }
+  return nullptr;
+}
+
+// Where the entry point says, when that is in the file: some tools leave the address as it was in
+// memory.
+std::string structuresOf(const std::string& file, const std::string& bytes,
+                         const EntryPointForm& form) {
+  const std::uint64_t address = number(bytes, form.addressAt, form.addressSize);
+  const bool isInFile = address >= kEntryPointSize && address < bytes.size();
+  std::string structures = bytes.substr(isInFile ? address : kEntryPointSize);
+  const std::size_t announced = form.lengthAt != 0 ? number(bytes, form.lengthAt, 2) : 0;
+  if (structures.size() < announced) {
+    throw Failure(file + ": not a usable dump: " + std::to_string(structures.size()) + " of " +
+                  counted(announced, "byte") + " are there");
+  }
+  return structures;
+}
+
+}  // namespace
+
+SmbiosVersion versionOf(unsigned revision) {
+  if (revision < 0x100) return {revision >> 4, revision & 0xF};
+  return {revision >> 8, revision & 0xFF};
+}
+
+std::unique_ptr<SMBIOSTable> readDump(const std::string& file, bool classic) {
+  const std::string bytes = readWhole(file);
+  const bool isText = bytes.starts_with(kFirstLabel);
+  std::unique_ptr<SMBIOSTable> table;
+  if (isText) {
+    const Dump dump = TextDumpReader(file, bytes).read();
+    table = decodeFirmwareTables(entryPointFor(dump), dump.structures);
+  } else if (const EntryPointForm* form = entryPointForm(bytes)) {
+    table =
+        decodeFirmwareTables(bytes.substr(0, kEntryPointSize), structuresOf(file, bytes, *form));
+  } else {
+    throw Failure(file + ": neither a text dump nor an entry point with its table");
+  }
+  if (!table) throw Failure(file + ": not a usable dump: the table is empty");
+  if (!classic) return table;
+  return readClassic(isText ? bytes : textDumpOf(*table, file), file);
+}
+
+void writeDump(const std::string& file, const SMBIOSTable& table, bool replace) {
+  struct stat status {};
+  const bool isThere = lstat(file.c_str(), &status) == 0;
+  if (isThere && !S_ISREG(status.st_mode)) {
+    throw Failure(file + ": not a regular file; --dump writes nothing else");
+  }
+  if (isThere && !replace) throw Failure(file + ": is there already; --force replaces it");
+  const std::string text = textDumpOf(table, file);
+  replace ? replaceFile(file, text, kOwnerOnly) : makeFile(file, text, kOwnerOnly);
+}
+
+}  // namespace invscan::agent

@@ -1,0 +1,57 @@
+#include "common/text/Lines.h"
+
+#include <algorithm>
+
+namespace invscan {
+namespace {
+
+bool isContinuation(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
+// How many bytes to keep of a text that is longer than that.
+std::size_t characterBoundary(std::string_view text, std::size_t most) {
+  std::size_t end = most;
+  while (end > 0 && most - end < 3 && isContinuation(text[end])) --end;
+  // More continuation bytes than a character can have: not UTF-8, so any place is as good.
+  return end == 0 || isContinuation(text[end]) ? most : end;
+}
+
+}  // namespace
+
+bool TextLines::next(std::string_view& line) {
+  if (rest_.empty()) return false;
+  const std::size_t newline = rest_.substr(0, most_).find('\n');
+  const std::size_t length = newline != std::string_view::npos ? newline + 1
+                             : rest_.size() <= most_           ? rest_.size()
+                                                               : characterBoundary(rest_, most_);
+  line = rest_.substr(0, length);
+  rest_.remove_prefix(length);
+  line = line.substr(0, line.find('\0'));
+  return true;
+}
+
+std::string_view firstLine(std::string_view text, std::size_t most) {
+  std::string_view line;
+  TextLines(text, most).next(line);
+  if (!line.empty() && line.back() == '\n') line.remove_suffix(1);
+  return line;
+}
+
+std::string_view cutText(std::string_view text, std::size_t most) {
+  return text.size() <= most ? text : text.substr(0, characterBoundary(text, most));
+}
+
+std::string_view nextField(std::string_view& rest, std::string_view delimiters) {
+  rest.remove_prefix(std::min(rest.find_first_not_of(delimiters), rest.size()));
+  const std::string_view field = rest.substr(0, rest.find_first_of(delimiters));
+  rest.remove_prefix(std::min(field.size() + 1, rest.size()));
+  return field;
+}
+
+std::string_view withoutTrailing(std::string_view text, char unwanted) {
+  while (!text.empty() && text.back() == unwanted) text.remove_suffix(1);
+  return text;
+}
+
+}  // namespace invscan

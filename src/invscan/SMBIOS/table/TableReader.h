@@ -1,0 +1,32 @@
+// Fills a table with the firmware's bytes, from wherever they can be had.
+#pragma once
+
+#include <string>
+
+#include <invscan/smbios.h>
+
+#include "invscan/SMBIOS/table/DmiTables.h"
+#include "invscan/SMBIOS/table/TableView.h"
+
+namespace invscan {
+
+class TableReader {
+ public:
+  explicit TableReader(SMBIOSTable& table) : table_(table) {}
+
+  // Sets the length, to 0 when it is no table's, and makes room for as many bytes and five more,
+  // all zero.
+  void allocate(int length);
+  // The table of the first anchor in the F0000 segment whose table can be read.
+  void readFirmware();
+  // What the kernel has, as a native table.
+  void take(const DmiTables& tables);
+
+ private:
+  bool readAnchor(const TableView& segment, int at);
+  void traceData() const;
+
+  SMBIOSTable& table_;
+};
+
+}  // namespace invscan

@@ -1,0 +1,251 @@
+#include <invscan/statistics.h>
+
+#include <poll.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/ChildPipe.h"
+#include "invscan/com/children/StatisticsService.h"
+#include "invscan/machine/Machine.h"
+#include "log/Trace.h"
+
+namespace invscan {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+class Deadline {
+ public:
+  explicit Deadline(std::chrono::milliseconds patience) : end_(Clock::now() + patience) {}
+
+  // Whether the pipe is ready before the time has passed. Signals do not lengthen the wait.
+  bool await(const Descriptor& pipe, short event) const {
+    pollfd ready{pipe.get(), event, 0};
+    int count;
+    do {
+      const auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - Clock::now());
+      count = poll(&ready, 1, static_cast<int>(std::max<long>(left.count(), 0)));
+    } while (count < 0 && errno == EINTR);
+    return count > 0 && (ready.revents & event) != 0;
+  }
+
+ private:
+  Clock::time_point end_;
+};
+
+// Holds back every signal, so that no handler of the host runs in a child before it has left them
+// behind.
+class SignalsBlocked {
+ public:
+  SignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &maskBefore_);
+  }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &maskBefore_, nullptr); }
+
+ private:
+  sigset_t maskBefore_;
+};
+
+struct Child {
+  pid_t creator;
+  pid_t pid;
+  Descriptor requests, answers;
+};
+
+// The child of this process, and those that were killed but had not ended yet.
+class StatisticsChild {
+ public:
+  // Makes sure that there is a child; false when none can be made.
+  bool start();
+  bool send(const StatisticsRequest& request, const Deadline& deadline);
+  bool receive(orv_statvfs_info_t& info, const Deadline& deadline);
+  void end();
+
+ private:
+  void forgetAnothers();
+  void bury();
+  bool isRunning();
+  bool create();
+
+  std::optional<Child> child_;
+  std::vector<pid_t> killed_;
+};
+
+// Never destroyed: the child ends when its pipe does.
+StatisticsChild& statisticsChild() {
+  static auto* instance = new StatisticsChild;
+  return *instance;
+}
+
+bool StatisticsChild::start() {
+  const Trace trace(getCcLogHw(), "start()");
+  forgetAnothers();
+  bury();
+  if (isRunning()) {
+    trace.at().max("hardware Child exists pid=%d, reusing", child_->pid);
+    return true;
+  }
+  return create();
+}
+
+// A forked copy of the process has the pipes of a child that is not its own: it may neither use nor
+// signal it.
+void StatisticsChild::forgetAnothers() {
+  if (!child_ || child_->creator == getpid()) return;
+  child_.reset();
+  killed_.clear();
+}
+
+void StatisticsChild::bury() {
+  int status;
+  std::erase_if(killed_, [&](pid_t pid) { return awaitEnd(pid, status, {}) != 0; });
+}
+
+// Forgets a child that something else has ended.
+bool StatisticsChild::isRunning() {
+  int status;
+  if (child_ && awaitEnd(child_->pid, status, {}) != 0) child_.reset();
+  return child_.has_value();
+}
+
+bool StatisticsChild::create() {
+  const Trace trace(getCcLogHw(), "create()");
+  trace.at().max("hardware Creating new helper child.");
+  Pipe requests = makePipe(), answers = makePipe();
+  if (!requests || !answers || !setNonBlocking(requests.writeEnd)) {
+    trace.at().min("hardware ERROR! Failed to open pipes.");
+    return false;
+  }
+  onMachineChange([] { statisticsChild().end(); });
+  machine();  // made before the fork, if this is the first question to it
+  const pid_t creator = getpid();
+  // The kernel takes the end of the thread that forked for the end of the parent. Of all threads
+  // only the first one lasts as long as the process; the child of another ends by its pipe alone.
+  const pid_t mortalParent = gettid() == creator ? creator : 0;
+  const SignalsBlocked blocked;
+  const pid_t pid = fork();
+  if (pid < 0) {
+    trace.at().min("hardware ERROR! Failed to fork a child.");
+    return false;
+  }
+  if (pid == 0) {
+    requests.writeEnd.close();
+    answers.readEnd.close();
+    serveStatistics(requests.readEnd.get(), answers.writeEnd.get(), mortalParent);
+  }
+  trace.at().max("hardware Created new helper child pid=%d", pid);
+  child_.emplace(Child{creator, pid, std::move(requests.writeEnd), std::move(answers.readEnd)});
+  return true;
+}
+
+bool StatisticsChild::send(const StatisticsRequest& request, const Deadline& deadline) {
+  const BrokenPipeSilence silence;
+  const auto* bytes = reinterpret_cast<const char*>(&request);
+  for (std::size_t done = 0; done < sizeof request;) {
+    const ssize_t count = write(child_->requests.get(), bytes + done, sizeof request - done);
+    if (count > 0) {
+      done += static_cast<std::size_t>(count);
+    } else if (errno == EAGAIN) {
+      if (!deadline.await(child_->requests, POLLOUT)) return false;
+    } else if (errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool StatisticsChild::receive(orv_statvfs_info_t& info, const Deadline& deadline) {
+  orv_statvfs_info_t answer;
+  if (!deadline.await(child_->answers, POLLIN)) return false;
+  if (read(child_->answers.get(), &answer, sizeof answer) != sizeof answer) return false;
+  info = answer;
+  return true;
+}
+
+// The pipes go with the child, so that an answer that comes too late is nobody's.
+void StatisticsChild::end() {
+  const Trace trace(getCcLogHw(), "end()");
+  forgetAnothers();
+  if (!isRunning()) return;
+  const pid_t pid = child_->pid;
+  const int result = kill(pid, SIGKILL);
+  trace.at().max("hardware kill(%d, 9) result=%d", pid, result);
+  child_.reset();
+  int status = -1;
+  const pid_t ended = awaitEnd(pid, status, kBurialPatience);
+  trace.at().max("hardware Child destroyed, wait result=%d", ended);
+  if (ended == 0) killed_.push_back(pid);
+}
+
+std::optional<StatisticsRequest> makeRequest(const char* path, bool use64) {
+  StatisticsRequest request{};
+  const std::size_t length = std::strlen(path);
+  if (length >= sizeof request.path) return std::nullopt;
+  request.use64 = use64;
+  std::memcpy(request.path, path, length);
+  return request;
+}
+
+// Asks the child; null when it answered, otherwise what went wrong.
+const char* askChild(const StatisticsRequest& request, int timeoutMicroseconds,
+                     orv_statvfs_info_t& info) {
+  const Trace trace(getCcLogHw(), "askChild()");
+  StatisticsChild& child = statisticsChild();
+  if (!child.start()) {
+    trace.at().min("hardware ERROR! we shouldn't be here");
+    return "could not be asked";
+  }
+  trace.at().max("hardware Sending new path='%s' to child", request.path);
+  const Deadline deadline(std::chrono::milliseconds(std::max(1, timeoutMicroseconds / 1000)));
+  const char* failure = nullptr;
+  if (!child.send(request, deadline)) {
+    trace.at().min("hardware ERROR! Failed to send request");
+    failure = "could not be asked";
+  } else {
+    trace.at().max("hardware Waiting for response for %d us...", timeoutMicroseconds);
+    if (child.receive(info, deadline)) return nullptr;
+    trace.at().min("hardware ERROR! Timeout waiting for response, errno=%d killing child...",
+                   errno);
+    failure = "no answer in time";
+  }
+  child.end();
+  return failure;
+}
+
+}  // namespace
+}  // namespace invscan
+
+int timeout_statvfs(const char* path, orv_statvfs_info_t& info, int timeoutMicroseconds,
+                    bool use64) noexcept {
+  using namespace invscan;
+  const Trace trace(getCcLogHw(), "timeout_statvfs()");
+  if (!path) {
+    trace.at().min("hardware ERROR! Argument path is NULL");
+    return 1;
+  }
+  const auto request = makeRequest(path, use64);
+  if (!request) {
+    trace.at().min("hardware ERROR! Failed to send request");
+    return 1;
+  }
+  const auto begin = Clock::now();
+  const char* failure = askChild(*request, timeoutMicroseconds, info);
+  // What the child notes is lost with it.
+  const std::chrono::duration<double, std::milli> cost = Clock::now() - begin;
+  const char* answer = !failure && info.result == 0 ? "ok" : "not available";
+  noteAccess("statvfs " + std::string(path), failure ? failure : answer, cost.count());
+  trace.at().max("hardware retval=%d", failure ? 1 : 0);
+  return failure ? 1 : 0;
+}
