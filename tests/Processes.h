@@ -75,11 +75,14 @@ class Stopwatch {
   std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
 };
 
-// Whether a process has ended, reaped or not, or does within a few seconds.
+// What has not happened by then never will, however busy the machine is.
+constexpr double kPatienceSeconds = 60;
+
+// Whether a process has ended, reaped or not, or does while a test is patient.
 inline bool endsSoon(pid_t pid) {
   const Stopwatch watch;
   while (stateOf(pid) != 'X' && stateOf(pid) != 'Z') {
-    if (watch.seconds() > 5) return false;
+    if (watch.seconds() > kPatienceSeconds) return false;
     usleep(1000);
   }
   return true;

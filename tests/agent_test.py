@@ -21,6 +21,8 @@ import jsonschema
 PROGRAM = os.path.abspath(sys.argv[1])
 SOURCE = Path(sys.argv[2])
 NOBODY = 65534
+# Seconds that no run takes, however busy the machine is.
+PATIENCE = 300
 
 # What a person could put into a file name or release file to trouble a terminal or a table.
 NODE = 'no"de,7'
@@ -45,7 +47,8 @@ FILES = {
 
 class AgentTest(unittest.TestCase):
     def setUp(self):
-        scratch = tempfile.TemporaryDirectory()
+        # Where every user can get, whatever TMPDIR is.
+        scratch = tempfile.TemporaryDirectory(dir="/tmp")
         self.addCleanup(scratch.cleanup)
         self.scratch = Path(scratch.name)
         self.machine = self.make_machine("machine", MACHINE, FILES)
@@ -75,11 +78,27 @@ class AgentTest(unittest.TestCase):
     def own_file_limit(self, size):
         return {"preexec_fn": lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))}
 
-    def run_agent(self, *arguments, live=False, **options):
+    def open_to_all(self, tree):
+        self.scratch.chmod(0o755)
+        for path in (tree, *tree.rglob("*")):
+            path.chmod(path.stat().st_mode | 0o555)
+
+    def program_for_all(self):
+        """A copy of the program and its helpers: others may not reach the checkout."""
+        prefix = self.scratch / "prefix"
+        if not prefix.exists():
+            built = Path(PROGRAM).parent.parent
+            shutil.copytree(built / "lib/invscan", prefix / "lib/invscan")
+            (prefix / "bin").mkdir()
+            shutil.copy(PROGRAM, prefix / "bin")
+            self.open_to_all(prefix)
+        return prefix / "bin/invscan"
+
+    def run_agent(self, *arguments, live=False, program=PROGRAM, **options):
         machine = [] if live else ["--machine", self.machine]
         options = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE,
-                   "stderr": subprocess.PIPE, "timeout": 60} | options
-        return subprocess.run([PROGRAM, *machine, *arguments], **options)
+                   "stderr": subprocess.PIPE, "timeout": PATIENCE} | options
+        return subprocess.run([program, *machine, *arguments], **options)
 
     def answer(self, *arguments, **options):
         """Standard output of a run that has nothing to complain about."""
@@ -161,8 +180,8 @@ class Formats(AgentTest):
 
 class Commands(AgentTest):
     def test_get(self):
-        for arguments in (["get", "memory", "page size", "--timeout=2.5"],
-                          ["--timeout", "2.5", "get", "Memory", "Page Size"]):
+        for arguments in (["get", "memory", "page size", "--timeout=60.5"],
+                          ["--timeout", "60.5", "get", "Memory", "Page Size"]):
             self.assertEqual(self.answer(*arguments), "4096\n")
         self.assertEqual(self.answer("get", "Operating System", "Name"),
                          'Hall,  ]0;owned   31m   Gr\u00fc\u00dfe\\\n')
@@ -262,9 +281,11 @@ class Troubles(AgentTest):
     def test_a_group_that_hangs_is_left_out(self):
         machine = self.make_machine(
             "hanging", MACHINE | {"commands": [{"line": "/sbin/runlevel", "hang": True}]}, FILES)
-        for arguments in (["explain"], ["get", "UNIX System Params", "Run Level"],
-                          ["--format", "json"]):
-            run = self.run_agent(*arguments, "--classic", "--timeout", "0.2", "--machine", machine,
+        # Short where nothing else may need it, too.
+        for timeout, arguments in (("0.2", ["explain", "UNIX System Params"]),
+                                   ("0.2", ["get", "UNIX System Params", "Run Level"]),
+                                   ("5", ["--format", "json"])):
+            run = self.run_agent(*arguments, "--classic", "--timeout", timeout, "--machine", machine,
                                  live=True)
             self.assert_fails(run, 1, "UNIX System Params: ", "--timeout")
         groups = json.loads(run.stdout)["groups"]
@@ -469,9 +490,10 @@ class Redaction(AgentTest):
         home.mkdir(exist_ok=True)
         options = {"env": {"HOME": str(home)}}
         if os.geteuid() == 0:
-            os.chmod(self.scratch, 0o755)
+            self.open_to_all(self.machine)
             os.chown(home, NOBODY, NOBODY)
-            options |= {"user": NOBODY, "group": NOBODY, "extra_groups": []}
+            options |= {"program": self.program_for_all(), "user": NOBODY, "group": NOBODY,
+                        "extra_groups": []}
         return home / ".local/state/invscan/redact.key", self.run_agent(*arguments, **options)
 
     def test_key_file_is_made_once(self):
@@ -512,18 +534,15 @@ class Captures(AgentTest):
         capture = self.scratch / "capture"
         captured = json.loads(self.answer("capture", capture, "--format", "json", live=True))
         self.assertGreater(len(captured["groups"]["Memory"]["rows"]), 0)
-        # Everything where another user can reach it.
-        prefix = self.scratch / "prefix"
-        for part in ("bin", "lib"):
-            shutil.copytree(Path(PROGRAM).parent.parent / part, prefix / part, symlinks=True)
-        for path in (self.scratch, *self.scratch.rglob("*")):
-            path.chmod(path.stat().st_mode | 0o555, follow_symlinks=True)
-        self.scratch.chmod(0o777)
+        program = self.program_for_all()
+        self.open_to_all(capture)
         trace = self.scratch / "trace"
+        trace.touch()
+        trace.chmod(0o666)
         command = ["strace", "-f", "-o", trace, "-e",
-                   "trace=%file,%network,uname,sysinfo", prefix / "bin/invscan",
+                   "trace=%file,%network,uname,sysinfo", program,
                    "--machine", capture, "--format", "json"]
-        run = subprocess.run(command, stdout=subprocess.PIPE, check=True, timeout=60,
+        run = subprocess.run(command, stdout=subprocess.PIPE, check=True, timeout=PATIENCE,
                              user=NOBODY if os.geteuid() == 0 else None,
                              env={"ASAN_OPTIONS": "detect_leaks=0", "PATH": os.environ["PATH"]})
         self.assertEqual(rows_of(json.loads(run.stdout)), rows_of(captured))
@@ -541,7 +560,7 @@ class Captures(AgentTest):
     def test_native_scan_starts_no_other_program(self):
         trace = self.scratch / "trace"
         subprocess.run(["strace", "-f", "-o", trace, "-e", "trace=execve", PROGRAM],
-                       stdout=subprocess.DEVNULL, check=True, timeout=60,
+                       stdout=subprocess.DEVNULL, check=True, timeout=PATIENCE,
                        env=os.environ | {"ASAN_OPTIONS": "detect_leaks=0"})
         self.assertEqual(trace.read_text().count("execve("), 1)
 

@@ -98,7 +98,7 @@ def scan(program, dump, native):
         output = subprocess.run(
             [program, "--machine", capture, *([] if native else ["--classic"]), "--format", "json",
              "SMBIOS", "Memory Modules", "Memory"],
-            check=True, capture_output=True, timeout=60).stdout
+            check=True, capture_output=True, timeout=300).stdout
     groups = json.loads(output)["groups"]
     return {group: groups[group]["rows"] for group in groups}
 
@@ -169,7 +169,7 @@ def says_nothing(fact):
     """The decoder's ways to say so. A text of the firmware may well be "None"."""
     if fact[:2] in TEXTS:
         return fact.text in ("Not Specified", "<BAD INDEX>")
-    return fact.text in ("Not Installed", "No Module Installed", "None")
+    return fact.text in ("Not Installed", "No Module Installed", "None", "Not Settable")
 
 
 # --- Where the two must differ --------------------------------------------------------------------
@@ -219,7 +219,7 @@ DIFFERENCES = [
          "The value that sends to an extended size is taken for the size itself."),
     Rule({(1, "UUID")}, always,
          lambda text: text.replace("Not Present", "ffffffff-ffff-ffff-ffff-ffffffffffff"),
-         "Hosts know a UUID of zeros only as one that is not there."),
+         "The decoder's word for a UUID of ones; for one of zeros, which says nothing, it has another."),
     Rule({(1, "UUID")}, classically_before_2_6, other_byte_order,
          "Little-endian whatever the version; the standard and the decoder say so since 2.6."),
 ]

@@ -64,21 +64,21 @@ TEST_F(Helpers, AreReadWhateverTheyDo) {
       {"echo 1.0 0 OK; yes ';' | head -n 4200000", -1, nullptr, -2},
       {"echo 1.0 0 OK; printf '(A\\nx:i'; kill -9 $$", 0, "OK", -2},
       {"head -c 10000000 /dev/zero >&2; echo 1.0 0 OK; echo x:i=5", 0, "OK", 5},
-      {"exec 2>&-; echo 1.0 0 OK; echo x:i=5; sleep 60 &", 0, "OK", 5},
-      {"echo 1.0 0 OK; echo x:i=5; exec >&-; sleep 60", 0, "OK", 5},
+      {"exec 2>&-; echo 1.0 0 OK; echo x:i=5; sleep 120 &", 0, "OK", 5},
+      {"echo 1.0 0 OK; echo x:i=5; exec >&-; sleep 120", 0, "OK", 5},
   };
-  const Stopwatch watch;
   for (const auto& [script, result, message, x] : cases) {
     SCOPED_TRACE(script);
+    const Stopwatch watch;
     writeHelper(script);
     const Answer info(vtExecCommand("cpuid", nullptr, nullptr));
     ASSERT_NE(info, nullptr);
     EXPECT_EQ(info->result, result);
     EXPECT_STREQ(info->message, message);
     EXPECT_EQ(vtGetValue(info.get(), "", "x", info->tree ? -1 : -2), x);
+    EXPECT_LT(watch.seconds(), 60);
   }
   EXPECT_EQ(Answer(vtExecCommand("missing", nullptr, nullptr))->result, -1);
-  EXPECT_LT(watch.seconds(), 30);
 }
 
 TEST_F(Helpers, DoNotOutliveTheirAnswer) {

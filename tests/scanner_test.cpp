@@ -48,18 +48,18 @@ class Witness {
 
   bool sawUp() const {
     char mark;
-    return isReadable(10s) && read(ends_[0], &mark, 1) == 1;
+    return isReadable(60s) && read(ends_[0], &mark, 1) == 1;
   }
 
   void closeOwnEnd() {
     if (ends_[1] >= 0) close(std::exchange(ends_[1], -1));
   }
 
-  // Whether all are gone within a second.
+  // Whether all are gone, or go while a test is patient.
   bool areAllGone() {
     closeOwnEnd();
     char mark;
-    while (isReadable(1s)) {
+    while (isReadable(60s)) {
       if (read(ends_[0], &mark, 1) == 0) return true;
     }
     return false;
@@ -126,10 +126,10 @@ TEST(WorkerPoolTest, NoWorkerSpoilsAnother) {
       {"rows", [](int answer) { sendRows(answer, 2); }, Status::Ok, 2, ""},
       {"no table", [](int answer) { sendAnswer(answer, encodePayload(nullptr, {})); },
        Status::Absent, 0, ""},
-      {"hangs", [](int) { hang(); }, Status::Timeout, 0, "no answer within 0.5 s"},
+      {"hangs", [](int) { hang(); }, Status::Timeout, 0, "no answer within 5 s"},
       {"answers, then hangs", [](int answer) { sendRows(answer, 1), hang(); }, Status::Ok, 1, ""},
       {"closes its pipe, then hangs", [](int answer) { close(answer), hang(); }, Status::Timeout, 0,
-       "no answer within 0.5 s"},
+       "no answer within 5 s"},
       {"crashes", [](int) { raise(SIGSEGV); }, Status::Crash, 0,
        "killed by signal 11 (Segmentation fault)"},
       {"throws", [](int) { throw std::runtime_error("thrown by a test"); }, Status::Crash, 0,
@@ -152,7 +152,7 @@ TEST(WorkerPoolTest, NoWorkerSpoilsAnother) {
   for (const auto& testCase : cases) works.push_back(testCase.work);
   // As it may have been inherited; the ends of workers must be seen all the same.
   const auto before = std::signal(SIGCHLD, SIG_IGN);
-  const auto results = run(works, 0.5, 4);
+  const auto results = run(works, 5, 4);
   EXPECT_EQ(std::signal(SIGCHLD, before), SIG_IGN);
 
   ASSERT_EQ(results.size(), std::size(cases));
@@ -162,7 +162,7 @@ TEST(WorkerPoolTest, NoWorkerSpoilsAnother) {
     EXPECT_EQ(results[i].trouble, cases[i].trouble);
     EXPECT_EQ(results[i].rows.size(), cases[i].rows);
     const bool isTimeout = cases[i].status == Status::Timeout;
-    EXPECT_EQ(results[i].milliseconds >= 500, isTimeout) << results[i].milliseconds;
+    EXPECT_EQ(results[i].milliseconds >= 5000, isTimeout) << results[i].milliseconds;
   }
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was not reaped";
 }
@@ -193,13 +193,13 @@ TEST(WorkerPoolTest, RunsAsManyWorkersAsAllowedAndReportsEach) {
       if (running > kAtATime) shared->isOverfull = true;
       // As long as they have not all been there at once, those that are wait for more; the first
       // ones also for one too many.
-      for (int patience = 0; !shared->isFull && patience < 5000; ++patience) usleep(1000);
+      for (int patience = 0; !shared->isFull && patience < 60'000; ++patience) usleep(1000);
       if (i < kAtATime) usleep(50'000);
       --shared->running;
       sendRows(answer, i);
     });
   }
-  const auto results = run(works, 30, kAtATime, options);
+  const auto results = run(works, 100, kAtATime, options);
 
   for (std::size_t i = 0; i < results.size(); ++i) EXPECT_EQ(results[i].rows.size(), i);
   EXPECT_TRUE(shared->isFull && !shared->isOverfull);

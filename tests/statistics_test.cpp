@@ -10,13 +10,14 @@
 #include <invscan/statistics.h>
 
 #include "Processes.h"
+#include "ProcessorTime.h"
 #include "base/ChildPipe.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan {
 namespace {
 
-constexpr int kPatience = 5'000'000;
+constexpr int kPatience = 60'000'000;
 
 class Statistics : public InDirectory {
  protected:
@@ -72,10 +73,10 @@ TEST_F(Statistics, CostOneTimeOutWhereAFileSystemHangs) {
   const auto before = descriptorsOf(getpid()).size();
   for (const int timeout : {200'000, -5, 999}) {
     const pid_t asked = child();
-    const Stopwatch watch;
+    const ShareMeter meter;
     EXPECT_EQ(ask("/mnt/dead", true, timeout), 9);
-    EXPECT_GE(watch.seconds(), timeout > 1000 ? 0.2 : 0.001);
-    EXPECT_LT(watch.seconds(), timeout > 1000 ? 1.0 : 0.5);
+    EXPECT_GE(meter.time().count(), timeout > 1000 ? 0.2 : 0.001);
+    EXPECT_LT(meter.timeWithProcessor().count(), 4);
     EXPECT_EQ(info_.answer.f_blocks, 1000U) << "left as it was";
     EXPECT_TRUE(endsSoon(asked));
     EXPECT_EQ(ask("/"), 0);
@@ -103,8 +104,9 @@ TEST_F(Statistics, AskThroughOneChildAsLongAsItLives) {
   EXPECT_TRUE(endsSoon(first));
   EXPECT_EQ(ask("/"), 0);
   EXPECT_EQ(stateOf(first), 'X');
+  const pid_t second = child();
   replay();
-  EXPECT_EQ(child(), 0) << "the child knew the other machine";
+  EXPECT_TRUE(endsSoon(second)) << "the child knew the other machine";
   EXPECT_EQ(ask("/mnt/wide", true), 0);
   EXPECT_EQ(info_.answer64.f_blocks, 7U);
 }
@@ -114,12 +116,13 @@ TEST_F(Statistics, OfAForkedCopyComeFromAChildOfItsOwn) {
   const pid_t mine = child();
   EXPECT_EQ(0, inFork([&] {
               if (ask("/") != 0 || child() == 0) return 1;
+              const pid_t own = child();
               useLiveMachine();
-              if (child() != 0) return 2;
+              if (!endsSoon(own)) return 2;
               forbidForks();
               const Stopwatch watch;
               if (ask("/") != 9) return 3;
-              return watch.seconds() < 1 && children().empty() ? 0 : 4;
+              return watch.seconds() < 30 && children().empty() ? 0 : 4;
             }));
   EXPECT_EQ(0, inFork([] { return useLiveMachine(), 0; })) << "drops what it inherited";
   EXPECT_EQ(ask("/"), 0);
@@ -173,7 +176,7 @@ TEST_F(Statistics, AreTracedByBothProcesses) {
   const std::string trace = contents(directory_ / "trace"), pid = std::to_string(child());
   for (const std::string& text :
        {"Created new helper child pid=" + pid, "Child exists pid=" + pid,
-        "Waiting for response for 5000000 us" + std::string("..."), "[" + pid + "] MAX hw",
+        "Waiting for response for 60000000 us" + std::string("..."), "[" + pid + "] MAX hw",
         "Calling statvfs64 for / " + std::string("...")}) {
     EXPECT_NE(trace.find(text), std::string::npos) << text << " is missing in\n" << trace;
   }

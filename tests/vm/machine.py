@@ -8,7 +8,7 @@ from pathlib import Path
 
 OVMF = "/usr/share/ovmf/OVMF.fd"
 BUSYBOX = "/bin/busybox"
-LIMIT_SECONDS = 240
+LIMIT_SECONDS = 1200
 
 INIT = """#!/bin/busybox sh
 /bin/busybox mount -t proc proc /proc
