@@ -21,7 +21,7 @@ Answers machineOf(std::string_view input) {
   answers.directories["/sys/class/block"] = {};
   TextLines lines(input, input.size());
   for (std::string_view line; lines.next(line);) {
-    line = withoutTrailing(line, '\n');
+    line = withoutTrailing(line, "\n");
     const std::string_view kind = nextField(line, " ");
     const std::string path(nextField(line, " "));
     const std::size_t slash = std::min(path.rfind('/'), path.size());

@@ -73,17 +73,40 @@ TEST(Formats, JsonKeepsEveryValueWhole) {
       {makeRecord(1, KEL_DATETIME, "2026-11-21-10.15.00.000000"), "\"2026-11-21-10.15.00.000000\""},
       {makeRecord(1, KEL_DATETIME, std::string(26, '\0')), "\"\""},
   };
-  for (const auto& [record, json] : cases) EXPECT_EQ(jsonValue(*record), json);
+  for (const auto& [record, json] : cases) {
+    std::string text;
+    appendJsonValue(text, *record);
+    EXPECT_EQ(text, json);
+  }
+}
+
+TEST(Formats, JsonTimeIsOneOrNull) {
+  const std::pair<long, std::string> cases[] = {{1700000000, "\"2023-11-14T22:13:20Z\""},
+                                                {-62000000000, "\"0005-04-19T09:46:40Z\""},
+                                                {-70000000000, "\"-0249-10-15T19:33:20Z\""},
+                                                {300000000000, "\"11476-08-15T05:20:00Z\""},
+                                                {LONG_MAX, "null"},
+                                                {LONG_MIN, "null"}};
+  for (const auto& [time, json] : cases) {
+    Scan scan;
+    scan.time = time;
+    EXPECT_EQ(formatJson(scan, false), "{\"invscan\": \"2.8.0\", \"hostname\": \"\", \"time\": " +
+                                           json + ", \"duration_ms\": 0.0,\n \"groups\": {}}\n");
+  }
 }
 
 TEST(Formats, CsvQuotesWhatNeedsIt) {
   std::vector<Record> records;
   records.push_back(makeText(1, L"a,\"b\"\nc"));
-  records.push_back(makeRecord(2, KEL_UQUAD, bytesOf(5UL) + bytesOf(7UL)));
+  records.push_back(makeRecord(2, KEL_UQUAD, bytesOf(5UL) + bytesOf(7UL)));  // KEL_ULONG it is
+  records.push_back(makeText(3, L"redacted"));
+  records.push_back(makeText(4711, L"x"));
   EXPECT_EQ(formatCsv(makeScan("Operating System", std::move(records)), false),
             "host,group,row,attribute,type,value\r\n"
             "h,Operating System,1,Name,KEL_STRING,\"a,\"\"b\"\"\nc\"\r\n"
-            "h,Operating System,1,Type,KEL_UQUAD,5 7\r\n");
+            "h,Operating System,1,Type,KEL_ULONG,5 7\r\n"
+            "h,Operating System,1,Major Version,KEL_STRING,redacted\r\n"
+            "h,Operating System,1,attribute 4711,KEL_STRING,x\r\n");
 }
 
 // 1 Manufacturer is public, 4 Serial Number and 7 UUID are sensitive.

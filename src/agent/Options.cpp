@@ -16,6 +16,7 @@
 #include "agent/Text.h"
 #include "agent/Version.h"
 #include "agent/commands/Commands.h"
+#include "base/Trim.h"
 
 namespace invscan::agent {
 namespace {
@@ -221,7 +222,7 @@ void checkWords(const Options& options) {
   const std::string usage = std::string("invscan ") + command.name + " " + command.arguments;
   failUsage(std::string("\"") + command.name + "\" has " +
             counted(options.words.size(), "argument") +
-            "; usage: " + usage.substr(0, usage.find_last_not_of(' ') + 1));
+            "; usage: " + std::string(withoutTrailing(usage, kBlank)));
 }
 
 void checkFormat(const Options& options) {

@@ -8,17 +8,14 @@
 
 #include <invscan/base/String.h>
 
+#include "base/Hex.h"
+#include "base/Utf8.h"
+
 namespace invscan::agent {
 namespace {
 
-constexpr wchar_t kReplacement = 0xFFFD;
-
 bool isControl(wchar_t c) {
   return (c >= 0 && c < 0x20) || (c >= 0x7F && c < 0xA0);
-}
-
-bool isSurrogate(wchar_t c) {
-  return c >= 0xD800 && c <= 0xDFFF;
 }
 
 // How String marks a byte that is not part of valid UTF-8.
@@ -28,15 +25,21 @@ bool isStrayByte(wchar_t c) {
 
 }  // namespace
 
-std::string utf8(const wchar_t* text, std::size_t count) {
-  std::wstring characters(text, count);
-  std::replace_if(characters.begin(), characters.end(), isSurrogate, kReplacement);
-  return String(std::move(characters)).toNarrow();
+void appendUtf8(std::string& utf8, const wchar_t* text, std::size_t count) {
+  const wchar_t* const end = text + count;
+  const std::size_t before = utf8.size();
+  utf8.resize(before + count);
+  char* narrow = utf8.data() + before;
+  while (text != end && *text >= 0 && *text < 0x80) *narrow++ = static_cast<char>(*text++);
+  utf8.resize(static_cast<std::size_t>(narrow - utf8.data()));
+  while (text != end) appendCharacter(utf8, static_cast<char32_t>(*text++));
 }
 
 std::string validUtf8(const std::string& bytes) {
   const String wide(bytes);
-  return utf8(wide.toWide(), wide.length());
+  std::string text;
+  appendUtf8(text, wide.toWide(), wide.length());
+  return text;
 }
 
 std::string printable(std::string utf8) {
@@ -50,8 +53,8 @@ std::string printable(std::string utf8) {
       shown += c;
       continue;
     }
-    constexpr wchar_t kDigits[] = L"0123456789abcdef";
-    shown += {L'\\', L'x', kDigits[c >> 4 & 15], kDigits[c & 15]};
+    shown += {L'\\', L'x', static_cast<wchar_t>(kLowerHex[c >> 4 & 15]),
+              static_cast<wchar_t>(kLowerHex[c & 15])};
   }
   return String(std::move(shown)).toNarrow();
 }
@@ -70,17 +73,6 @@ std::size_t width(std::string_view utf8) {
 std::string padded(std::string text, std::size_t columns) {
   const std::size_t used = width(text);
   if (used < columns) text.append(columns - used, ' ');
-  return text;
-}
-
-std::string hexadecimal(const unsigned char* bytes, std::size_t count, bool upperCase) {
-  const char* digits = upperCase ? "0123456789ABCDEF" : "0123456789abcdef";
-  std::string text;
-  text.reserve(2 * count);
-  for (std::size_t i = 0; i < count; ++i) {
-    text += digits[bytes[i] >> 4];
-    text += digits[bytes[i] & 15];
-  }
   return text;
 }
 

@@ -10,8 +10,8 @@
 
 namespace invscan::agent {
 
-// UTF-8; what is not a character becomes the replacement character.
-std::string utf8(const wchar_t* text, std::size_t count);
+// Appends in UTF-8; what is not a character becomes the replacement character.
+void appendUtf8(std::string& utf8, const wchar_t* text, std::size_t count);
 
 std::string validUtf8(const std::string& bytes);
 
@@ -26,8 +26,6 @@ std::string withBlanksForControls(const std::string& utf8);
 std::size_t width(std::string_view utf8);
 
 std::string padded(std::string text, std::size_t columns);
-
-std::string hexadecimal(const unsigned char* bytes, std::size_t count, bool upperCase);
 
 // With that many digits behind a decimal point, in any locale.
 std::string decimal(double value, int digits);

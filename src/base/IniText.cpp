@@ -2,19 +2,16 @@
 
 #include <cstddef>
 
+#include "base/Trim.h"
+
 namespace invscan {
 namespace {
 
+constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 // Every entry repeats its section's name: the bound keeps the entries in proportion to the text.
 constexpr std::size_t kLongestName = 128;
-
-std::string_view trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(" \t");
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
-}
 
 std::string_view takeLine(std::string_view& text) {
   const std::size_t length = text.find('\n');
@@ -31,7 +28,7 @@ class Parser {
   // Null, or what is wrong.
   const char* readLine(std::string_view line, int number) {
     if (line.find('\0') != std::string_view::npos) return "unexpected NUL byte; expected text";
-    line = trimmed(line);
+    line = trimmed(line, kBlanks);
     if (line.empty() || line[0] == ';' || line[0] == '#') return nullptr;
     return line[0] == '[' ? readSection(line) : readEntry(line, number);
   }
@@ -39,7 +36,7 @@ class Parser {
  private:
   const char* readSection(std::string_view line) {
     if (!line.ends_with(']')) return kExpectation;
-    const std::string_view name = trimmed(line.substr(1, line.size() - 2));
+    const std::string_view name = trimmed(line.substr(1, line.size() - 2), kBlanks);
     prefix_.assign(name).append(".");
     return wrongName(name);
   }
@@ -47,8 +44,8 @@ class Parser {
   const char* readEntry(std::string_view line, int number) {
     const std::size_t equals = line.find('=');
     if (equals == std::string_view::npos) return kExpectation;
-    const std::string_view name = trimmed(line.substr(0, equals));
-    const std::string_view value = trimmed(line.substr(equals + 1));
+    const std::string_view name = trimmed(line.substr(0, equals), kBlanks);
+    const std::string_view value = trimmed(line.substr(equals + 1), kBlanks);
     if (const char* wrong = wrongName(name)) return wrong;
     entries_.insert_or_assign(prefix_ + std::string(name), IniEntry{std::string(value), number});
     return nullptr;

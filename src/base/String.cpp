@@ -2,17 +2,14 @@
 
 #include <cstddef>
 
+#include "base/Utf8.h"
+
 namespace invscan {
 namespace {
 
 // An invalid byte b is the character kEscape + b.
 constexpr char32_t kEscape = 0xDC00;
-constexpr char32_t kReplacement = 0xFFFD;
-constexpr char32_t kLastCharacter = 0x10FFFF;
 
-constexpr bool isSurrogate(char32_t c) {
-  return c >= 0xD800 && c <= 0xDFFF;
-}
 constexpr bool isEscapedByte(char32_t c) {
   return c >= kEscape + 0x80 && c <= kEscape + 0xFF;
 }
@@ -55,26 +52,6 @@ std::wstring widen(std::string_view utf8) {
   return wide;
 }
 
-void appendCharacter(std::string& utf8, char32_t c) {
-  const auto append = [&utf8](char32_t byte) { utf8 += static_cast<char>(byte); };
-  const auto appendSixBits = [&](int shift) { append(0x80 | (c >> shift & 0x3F)); };
-  if (c < 0x80) {
-    append(c);
-  } else if (c < 0x800) {
-    append(0xC0 | c >> 6);
-    appendSixBits(0);
-  } else if (c < 0x10000) {
-    append(0xE0 | c >> 12);
-    appendSixBits(6);
-    appendSixBits(0);
-  } else {
-    append(0xF0 | c >> 18);
-    appendSixBits(12);
-    appendSixBits(6);
-    appendSixBits(0);
-  }
-}
-
 }  // namespace
 }  // namespace invscan
 
@@ -94,8 +71,6 @@ std::string String::toNarrow() const {
     const auto c = static_cast<char32_t>(wide);
     if (invscan::isEscapedByte(c)) {
       utf8 += static_cast<char>(c - invscan::kEscape);
-    } else if (invscan::isSurrogate(c) || c > invscan::kLastCharacter) {
-      invscan::appendCharacter(utf8, invscan::kReplacement);
     } else {
       invscan::appendCharacter(utf8, c);
     }

@@ -105,7 +105,7 @@ std::string describeAsSchema(const Groups& groups) {
        {{"invscan", {{"type", "string"}, {"pattern", "^[0-9]+\\.[0-9]+\\.[0-9]+$"}}},
         {"hostname", {{"type", "string"}}},
         {"time",
-         {{"type", "string"},
+         {{"type", {"string", "null"}},
           {"pattern", "^-?[0-9]{4,}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z$"}}},
         {"duration_ms", {{"type", "number"}, {"minimum", 0}}},
         {"groups",

@@ -5,6 +5,11 @@
 
 namespace invscan::agent {
 
+void reserveRows(std::string& text, std::size_t begin, std::size_t rows) {
+  const std::size_t row = text.size() - begin;
+  text.reserve(begin + rows * (row + row / 4));
+}
+
 const Format& findFormat(std::string_view name) {
   const auto* const found =
       std::find_if(std::begin(kFormats), std::end(kFormats),

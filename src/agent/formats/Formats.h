@@ -15,6 +15,10 @@ std::string formatJson(const Scan& scan, bool inColour);
 std::string formatJsonLines(const Scan& scan, bool inColour);
 std::string formatCsv(const Scan& scan, bool inColour);
 
+// Makes room for a group's rows when the first of them has been written behind a place: growing
+// step by step would touch twice the memory.
+void reserveRows(std::string& text, std::size_t begin, std::size_t rows);
+
 struct Format {
   const char* name;
   std::string (*write)(const Scan& scan, bool inColour);

@@ -8,10 +8,14 @@
 
 namespace invscan::agent {
 
-// A JSON string of UTF-8, which is only escaped where JSON demands it.
-std::string jsonString(std::string_view utf8);
+// Appends UTF-8 as it stands inside a JSON string, where it is only escaped where JSON demands it.
+void appendEscaped(std::string& json, std::string_view utf8);
 
-// Numbers stay numbers, two words become a list, what is no number (infinite, undefined) null.
-std::string jsonValue(const kelAttribValue& record);
+// Appends a JSON string of UTF-8.
+void appendJsonString(std::string& json, std::string_view utf8);
+
+// Appends a value: numbers stay numbers, two words become a list, what is no number (infinite,
+// undefined) null.
+void appendJsonValue(std::string& json, const kelAttribValue& record);
 
 }  // namespace invscan::agent

@@ -6,33 +6,31 @@
 #include <invscan/traits.h>
 
 #include "agent/Text.h"
+#include "base/Hex.h"
 
 namespace invscan::agent {
 namespace {
 
 template <class Number>
-std::string spelt(Number number) {
-  char buffer[400];
-  return std::string(buffer, std::to_chars(buffer, buffer + sizeof buffer, number).ptr);
+void appendNumber(std::string& text, Number number) {
+  char buffer[32];
+  text.append(buffer, std::to_chars(buffer, buffer + sizeof buffer, number).ptr);
 }
 
 template <class Number>
-std::string speltAt(const kelAttribValue& record) {
-  return spelt(numberAt<Number>(record));
+void appendNumberAt(std::string& text, const kelAttribValue& record) {
+  appendNumber(text, numberAt<Number>(record));
 }
 
-std::string wideText(const kelAttribValue& record) {
+void appendString(std::string& text, const kelAttribValue& record) {
   const auto count = numberAt<unsigned long>(record);
-  if (count == 0) return "";
-  std::wstring text(count - 1, L'\0');
-  std::memcpy(text.data(), record.value + sizeof count, text.size() * sizeof(wchar_t));
-  return utf8(text.data(), text.size());
+  const auto* characters = reinterpret_cast<const KelString*>(record.value)->text;
+  if (count > 0) appendUtf8(text, characters, count - 1);
 }
 
-std::string dateTimeText(const kelAttribValue& record) {
-  constexpr std::size_t kLength = 26;
-  const auto* text = reinterpret_cast<const char*>(record.value);
-  return validUtf8(std::string(text, strnlen(text, kLength)));
+void appendDateTime(std::string& text, const kelAttribValue& record) {
+  const auto* characters = reinterpret_cast<const char*>(record.value);
+  text += validUtf8(std::string(characters, strnlen(characters, kDateTimeSize)));
 }
 
 // The non-negative whole number that the record holds, if it does.
@@ -60,34 +58,41 @@ bool isText(const kelAttribValue& record) {
          record.kelType == KEL_DATETIME;
 }
 
-std::string plainText(const kelAttribValue& record) {
+void appendPlainText(std::string& text, const kelAttribValue& record) {
   switch (record.kelType) {
     case KEL_UCHAR:
-      return spelt(static_cast<unsigned>(record.value[0]));
+      return appendNumber(text, static_cast<unsigned>(record.value[0]));
     case KEL_USHORT:
-      return speltAt<unsigned short>(record);
+      return appendNumberAt<unsigned short>(text, record);
     case KEL_ULONG:
     case KEL_ULONGLONG:
-      return speltAt<unsigned long>(record);
+      return appendNumberAt<unsigned long>(text, record);
     case KEL_LONGLONG:
-      return speltAt<long long>(record);
+      return appendNumberAt<long long>(text, record);
     case KEL_UQUAD:
-      return speltAt<unsigned long>(record) + " " +
-             spelt(numberAt<unsigned long>(record, sizeof(unsigned long)));
+      appendNumberAt<unsigned long>(text, record);
+      text += ' ';
+      return appendNumber(text, numberAt<unsigned long>(record, sizeof(unsigned long)));
     case KEL_FLOAT:
-      return speltAt<float>(record);
+      return appendNumberAt<float>(text, record);
     case KEL_DOUBLE:
-      return speltAt<double>(record);
+      return appendNumberAt<double>(text, record);
     case KEL_STRING:
-      return wideText(record);
+      return appendString(text, record);
     case KEL_OCTETSTRING:
-      return hexadecimal(record.value + sizeof(unsigned long), numberAt<unsigned long>(record),
-                         true);
+      return appendHex(text, record.value + sizeof(unsigned long), numberAt<unsigned long>(record),
+                       kUpperHex);
     case KEL_DATETIME:
-      return dateTimeText(record);
+      return appendDateTime(text, record);
     default:
-      return "";
+      return;
   }
+}
+
+std::string plainText(const kelAttribValue& record) {
+  std::string text;
+  appendPlainText(text, record);
+  return text;
 }
 
 const char* enumeratedText(const kelAttribDef& attribute, const kelAttribValue& record) {

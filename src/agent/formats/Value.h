@@ -26,6 +26,7 @@ bool isText(const kelAttribValue& record);
 // The value alone: strings as UTF-8, octet strings as upper-case hexadecimal, floating-point
 // numbers as short as they read back the same, two words with a blank between them.
 std::string plainText(const kelAttribValue& record);
+void appendPlainText(std::string& text, const kelAttribValue& record);
 
 // What the value means by the attribute's own enumeration, or null.
 const char* enumeratedText(const kelAttribDef& attribute, const kelAttribValue& record);

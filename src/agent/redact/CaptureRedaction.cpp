@@ -15,6 +15,7 @@
 #include "agent/Text.h"
 #include "agent/redact/Replacements.h"
 #include "base/Descriptor.h"
+#include "base/Hex.h"
 
 namespace invscan::agent {
 namespace {
@@ -90,17 +91,17 @@ void redactFile(const fs::path& path, Replacements& replacements) {
   if (redacted != text) replaceFile(path, redacted, kMode);
 }
 
-std::string bytesFromHex(const std::string& hex) {
+std::string bytesFromHex(const std::string& digits) {
   std::string bytes;
-  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
-    bytes += static_cast<char>(std::strtoul(hex.substr(i, 2).c_str(), nullptr, 16));
+  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+    bytes += static_cast<char>(std::strtoul(digits.substr(i, 2).c_str(), nullptr, 16));
   }
   return bytes;
 }
 
-std::string redactHex(const std::string& hex, Replacements& replacements) {
-  const std::string bytes = replacements.inBytes(bytesFromHex(hex));
-  return hexadecimal(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), false);
+std::string redactHex(const std::string& digits, Replacements& replacements) {
+  const std::string bytes = replacements.inBytes(bytesFromHex(digits));
+  return hex(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), kLowerHex);
 }
 
 bool holdsHex(std::string_view key) {

@@ -18,6 +18,7 @@
 #include "agent/Text.h"
 #include "agent/formats/Value.h"
 #include "base/Descriptor.h"
+#include "base/Hex.h"
 
 namespace invscan::agent {
 namespace {
@@ -128,7 +129,7 @@ Redactor::Redactor() : key_(loadKey()) {
 
 std::string Redactor::token(const std::string& value) const {
   constexpr std::size_t kShownBytes = 8;
-  return "redacted-" + hexadecimal(keyedHash(key_, value).data(), kShownBytes, false);
+  return "redacted-" + hex(keyedHash(key_, value).data(), kShownBytes, kLowerHex);
 }
 
 void Redactor::redact(Scan& scan) const {

@@ -8,6 +8,8 @@
 
 #include "agent/Text.h"
 #include "agent/smbios/SmbiosNames.h"
+#include "base/Hex.h"
+#include "base/Trim.h"
 
 namespace invscan::agent {
 
@@ -22,21 +24,16 @@ inline std::string code(unsigned value, std::size_t bytes) {
   std::string text = "0x";
   while (bytes-- > 0) {
     const auto byte = static_cast<unsigned char>(value >> 8 * bytes);
-    text += hexadecimal(&byte, 1, true);
+    appendHex(text, &byte, 1, kUpperHex);
   }
   return text;
 }
 
 // Some firmware pads its texts with blanks, or writes blanks for none.
-inline std::string withoutBlanksAround(std::string_view text) {
-  const std::size_t begin = std::min(text.find_first_not_of(' '), text.size());
-  return std::string(text.substr(begin, text.find_last_not_of(' ') + 1 - begin));
-}
-
 template <auto get, class Record>
 std::string text(const Record& record) {
   const char* value = (record.*get)();
-  return value ? printable(withoutBlanksAround(value)) : "";
+  return value ? printable(std::string(trimmed(value, kBlank))) : "";
 }
 
 template <auto get, class Record>

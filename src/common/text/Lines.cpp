@@ -43,15 +43,10 @@ std::string_view cutText(std::string_view text, std::size_t most) {
 }
 
 std::string_view nextField(std::string_view& rest, std::string_view delimiters) {
-  rest.remove_prefix(std::min(rest.find_first_not_of(delimiters), rest.size()));
+  rest = withoutLeading(rest, delimiters);
   const std::string_view field = rest.substr(0, rest.find_first_of(delimiters));
   rest.remove_prefix(std::min(field.size() + 1, rest.size()));
   return field;
-}
-
-std::string_view withoutTrailing(std::string_view text, char unwanted) {
-  while (!text.empty() && text.back() == unwanted) text.remove_suffix(1);
-  return text;
 }
 
 }  // namespace invscan

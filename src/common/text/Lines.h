@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <string_view>
 
+#include "base/Trim.h"
 #include "common/text/Numbers.h"
 
 namespace invscan {
@@ -33,7 +34,5 @@ std::string_view cutText(std::string_view text, std::size_t most);
 // Takes the next field off the front of a text: delimiters before it are skipped, the one behind it
 // is taken too. Empty when nothing but delimiters is left.
 std::string_view nextField(std::string_view& rest, std::string_view delimiters);
-
-std::string_view withoutTrailing(std::string_view text, char unwanted);
 
 }  // namespace invscan

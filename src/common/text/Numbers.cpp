@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "base/Trim.h"
+
 namespace invscan {
 namespace {
 
@@ -21,7 +23,7 @@ locale_t cLocale() {
 }  // namespace
 
 std::optional<long> findInteger(std::string_view text) {
-  text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+  text = withoutLeading(text, " \t\n\v\f\r");
   const bool isNegative = text.starts_with('-');
   const bool isSigned = isNegative || text.starts_with('+');
   const char* digits = text.data() + (isSigned ? 1 : 0);

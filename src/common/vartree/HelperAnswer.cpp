@@ -7,6 +7,7 @@
 #include <invscan/helper.h>
 #include <invscan/vartree.h>
 
+#include "base/Trim.h"
 #include "common/text/Numbers.h"
 #include "common/vartree/HelperAnswer.h"
 #include "common/vartree/ProgramOutput.h"
@@ -18,16 +19,11 @@ namespace {
 constexpr std::string_view kDigits = "0123456789";
 constexpr std::string_view kSpaces = " \t\n\v\f\r";
 
-void skip(std::string_view& text, std::string_view letters) {
-  text.remove_prefix(std::min(text.find_first_not_of(letters), text.size()));
-}
-
 // Takes the digits off the front, and spaces behind them; -1 when there are none.
 int takeNumber(std::string_view& text, std::string_view spaces = kSpaces) {
   const std::string_view digits = text.substr(0, text.find_first_not_of(kDigits));
   if (digits.empty()) return -1;
-  text.remove_prefix(digits.size());
-  skip(text, spaces);
+  text = invscan::withoutLeading(text.substr(digits.size()), spaces);
   return static_cast<int>(std::min<long>(invscan::leadingInteger(digits), INT_MAX));
 }
 

@@ -11,6 +11,8 @@
 
 #include <invscan/helper.h>
 
+#include "base/Hex.h"
+
 namespace invscan {
 namespace {
 
@@ -26,13 +28,9 @@ void appendNumber(std::string& text, Number number, Format... format) {
 }
 
 void appendBytes(std::string& text, const unsigned char* bytes, unsigned long count) {
-  constexpr char kDigits[] = "0123456789abcdef";
   appendNumber(text, static_cast<unsigned>(count));
   text += ',';
-  for (const unsigned char* byte = bytes; byte != bytes + count; ++byte) {
-    text += kDigits[*byte >> 4];
-    text += kDigits[*byte & 0xF];
-  }
+  appendHex(text, bytes, count, kLowerHex);
 }
 
 void appendWide(std::string& text, const wchar_t* wide) {

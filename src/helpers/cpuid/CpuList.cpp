@@ -20,7 +20,7 @@ bool takeNumber(std::string_view& text, unsigned& number) {
 
 std::optional<std::vector<unsigned>> parseCpuList(std::string_view text) {
   std::vector<unsigned> numbers;
-  text = withoutTrailing(text, '\n');
+  text = withoutTrailing(text, "\n");
   while (!text.empty()) {
     unsigned begin = 0;
     if (!takeNumber(text, begin)) return std::nullopt;

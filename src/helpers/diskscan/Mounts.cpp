@@ -49,7 +49,7 @@ template <class Take>
 void forEachLine(const char* path, Take take) {
   const FileText file = machine().readFile(path, kTableLimit);
   TextLines lines(file.text, file.text.size());
-  for (std::string_view line; lines.next(line);) take(withoutTrailing(line, '\n'));
+  for (std::string_view line; lines.next(line);) take(withoutTrailing(line, "\n"));
 }
 
 }  // namespace

@@ -67,7 +67,7 @@ std::string recordedType(const BlockDevice& device) {
   TextLines lines(record.text, record.text.size());
   for (std::string_view line; lines.next(line);) {
     if (line.starts_with(kKey)) {
-      return std::string(withoutTrailing(line.substr(kKey.size()), '\n'));
+      return std::string(withoutTrailing(line.substr(kKey.size()), "\n"));
     }
   }
   return {};

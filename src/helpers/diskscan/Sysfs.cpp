@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/Trim.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan::diskscan {
@@ -44,9 +45,7 @@ std::string findAncestor(std::string_view path, Fits fits) {
 
 std::string readAttribute(const std::string& path) {
   const FileText file = machine().readFile(path, kAttributeLimit);
-  const std::size_t begin = file.text.find_first_not_of(kWhiteSpace);
-  if (file.error != 0 || begin == std::string::npos) return {};
-  return file.text.substr(begin, file.text.find_last_not_of(kWhiteSpace) + 1 - begin);
+  return file.error == 0 ? std::string(trimmed(file.text, kWhiteSpace)) : std::string();
 }
 
 std::string componentFromEnd(std::string_view path, std::size_t number) {

@@ -135,10 +135,8 @@ std::vector<std::string> copyStrings(const TableView& table, long at, std::size_
   return strings;
 }
 
-String trimmed(std::string_view text) {
-  const std::size_t begin = std::min(text.find_first_not_of(' '), text.size());
-  text.remove_prefix(begin);
-  return std::string(withoutTrailing(text, ' '));
+String trimmedText(std::string_view text) {
+  return std::string(trimmed(text, kBlank));
 }
 
 }  // namespace
@@ -193,7 +191,7 @@ void smbiosinfo::getSmbiosInfo() {
 void smbiosinfo::takeStrings(const smbios_sysinfo_table_entry& entry) {
   const Trace trace(getCcLogHw(), "takeStrings()");
   const auto text = [&](unsigned char number, std::size_t most, const String& none) {
-    return number == 0 ? none : trimmed(cutText(entry.strings[number - 1U], most));
+    return number == 0 ? none : trimmedText(cutText(entry.strings[number - 1U], most));
   };
   serialNumber = text(entry.serial, kShortText, "");
   type = text(entry.version, kShortText, "");
@@ -213,7 +211,7 @@ void smbiosinfo::takeSharedTable() {
   trace.at().mid("hardware use SMBIOSTable1Data");
   const auto replace = [](String& field, char* value) {
     const std::string text = cleanText(value);
-    if (!text.empty()) field = trimmed(text);
+    if (!text.empty()) field = trimmedText(text);
   };
   replace(manufacturer, record->getManufacturer());
   replace(product, record->getProduct());

@@ -245,7 +245,7 @@ Distribution readLsbRelease(std::string_view text) {
                                                             {"DISTRIB_DESCRIPTION=", &description}};
   TextLines lines(text, kLineLimit);
   for (std::string_view line; lines.next(line);) {
-    line = withoutTrailing(line, '\n');
+    line = withoutTrailing(line, "\n");
     for (const auto& [key, value] : keys) {
       if (line.substr(0, key.size()) == key) *value = line.substr(key.size());
     }

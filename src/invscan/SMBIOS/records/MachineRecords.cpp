@@ -1,6 +1,7 @@
 // The machine as a whole: system, base board, enclosure, battery, security, texts of its maker.
 #include <invscan/smbios.h>
 
+#include "base/Hex.h"
 #include "invscan/SMBIOS/records/RecordDump.h"
 #include "log/Trace.h"
 
@@ -10,7 +11,6 @@ char* SMBIOSTable1Data::getUUIDAsString() const {
   constexpr int kUuid = 8;
   constexpr int kAsTheyStand[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
   constexpr int kLittleEndian[] = {3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
-  constexpr const char* kDigits = "0123456789ABCDEF";
   static char uuid[37];  // its last byte is never written
   if (!isSince2(1) || !holds(kUuid, 16)) return nullptr;
   const auto& order = isNative() && !isSince2(6) ? kAsTheyStand : kLittleEndian;
@@ -20,8 +20,8 @@ char* SMBIOSTable1Data::getUUIDAsString() const {
     const unsigned value = byte(kUuid + order[i]);
     const bool beginsGroup = i == 4 || i == 6 || i == 8 || i == 10;
     if (beginsGroup) *end++ = '-';
-    *end++ = kDigits[value / 16];
-    *end++ = kDigits[value % 16];
+    *end++ = kUpperHex[value / 16];
+    *end++ = kUpperHex[value % 16];
     isZero = isZero && value == 0;
   }
   return isZero ? nullptr : uuid;

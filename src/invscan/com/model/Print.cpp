@@ -12,7 +12,8 @@
 #include <string>
 #include <string_view>
 
-#include <invscan/base/String.h>
+#include "base/Hex.h"
+#include "base/Utf8.h"
 
 namespace {
 
@@ -40,17 +41,9 @@ void appendNumber(std::string& text, Number number) {
   text.append(digits, std::to_chars(std::begin(digits), std::end(digits), number).ptr);
 }
 
-void appendHexadecimal(std::string& text, const unsigned char* bytes, unsigned long count) {
-  constexpr const char* kDigits = "0123456789ABCDEF";
-  for (unsigned long i = 0; i < count; ++i) {
-    text += kDigits[bytes[i] / 16];
-    text += kDigits[bytes[i] % 16];
-  }
-}
-
 std::string quotedOctets(const unsigned char* bytes, unsigned long count) {
   std::string text = "\"";
-  appendHexadecimal(text, bytes, count);
+  invscan::appendHex(text, bytes, count, invscan::kUpperHex);
   return text += '"';
 }
 
@@ -101,27 +94,19 @@ bool isEscaped(wchar_t character) {
 
 template <class Character>
 Character* appendEscaped(Character* end, wchar_t character) {
-  constexpr const char* kDigits = "0123456789abcdef";
   if (isEscaped(character)) *end++ = '\\';
   if (!isControl(character)) {
     *end++ = static_cast<Character>(character);
     return end;
   }
   *end++ = 'x';
-  *end++ = static_cast<Character>(kDigits[character / 16]);
-  *end++ = static_cast<Character>(kDigits[character % 16]);
+  *end++ = static_cast<Character>(invscan::kLowerHex[character / 16]);
+  *end++ = static_cast<Character>(invscan::kLowerHex[character % 16]);
   return end;
 }
 
 std::wstring_view textOf(const KelString& string) {
   return string.count < 1 ? std::wstring_view() : std::wstring_view(string.text);
-}
-
-constexpr wchar_t kReplacement = 0xFFFD;
-
-// String would make bytes of some.
-bool isSurrogate(wchar_t letter) {
-  return letter >= 0xD800 && letter <= 0xDFFF;
 }
 
 bool isAscii(std::wstring_view text) {
@@ -143,9 +128,9 @@ void appendString(std::string& text, const KelString& string) {
   const std::wstring_view wide = textOf(string);
   if (isAscii(wide)) return appendAscii(text, wide);
   const std::unique_ptr<wchar_t[]> escaped(dmtf_escape(const_cast<wchar_t*>(string.text)));
-  std::wstring characters(escaped.get());
-  std::replace_if(characters.begin(), characters.end(), isSurrogate, kReplacement);
-  text += String(std::move(characters)).toNarrow();
+  for (const wchar_t* letter = escaped.get(); *letter != L'\0'; ++letter) {
+    invscan::appendCharacter(text, static_cast<char32_t>(*letter));
+  }
 }
 
 }  // namespace
@@ -155,7 +140,7 @@ std::string invscan::printedValue(const kelAttribValue& record) {
   switch (record.kelType) {
     case KEL_UCHAR:
       text = "0x";
-      appendHexadecimal(text, record.value, 1);
+      appendHex(text, record.value, 1, kUpperHex);
       break;
     case KEL_USHORT:
       appendNumber(text, valueAs<unsigned short>(record));
