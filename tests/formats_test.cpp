@@ -150,6 +150,7 @@ TEST_F(Redaction, CaptureLosesWholeWordsOnly) {
   const std::pair<std::string, std::string> cases[] = {
       {"Serial: SN 123.\n", "Serial: " + token("SN 123") + ".\n"},
       {"=SN 123/4=", "=" + token("SN 123/4") + "="},  // the longer value first
+      {"SN 123/5", token("SN 123") + "/5"},           // the nearest entry does not begin it
       {"SN 1234 nodes my_node xnode", "SN 1234 nodes my_" + token("node") + " xnode"},
       {"n\u00F6node", "n\u00F6node"},  // a letter of another script
       {"node,node", token("node") + "," + token("node")},

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 
@@ -51,17 +52,25 @@ std::string repeated(std::string_view text, std::size_t length) {
   return result;
 }
 
+std::string_view commonBeginning(std::string_view a, std::string_view b) {
+  return a.substr(0, static_cast<std::size_t>(
+                         std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first - a.begin()));
+}
+
 using Table = std::map<std::string, std::string, std::less<>>;
 
 // The longest entry of the table that begins the text at a place and is a whole word there, or end.
 Table::const_iterator longestWordAt(const Table& table, std::string_view text, std::size_t place) {
-  const std::string_view rest = text.substr(place);
-  auto entry = table.upper_bound(rest);
-  while (entry != table.begin()) {
+  // Whatever begins the text and sorts before a neighbour has no more than both have in common, so
+  // that each look goes at least a character back, however many entries there are.
+  std::string_view rest = text.substr(place);
+  for (auto entry = table.upper_bound(rest); entry != table.begin();
+       entry = table.upper_bound(rest)) {
     --entry;
     const std::string_view word = entry->first;
-    if (word.substr(0, kShortestWord) < rest.substr(0, kShortestWord)) break;
-    if (rest.starts_with(word) && isWord(text, place, word.size())) return entry;
+    const bool begins = rest.starts_with(word);
+    if (begins && isWord(text, place, word.size())) return entry;
+    rest = begins ? word.substr(0, word.size() - 1) : commonBeginning(word, rest);
   }
   return table.end();
 }
