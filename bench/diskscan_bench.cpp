@@ -62,15 +62,15 @@ class ManyDisks : public LiveMachine {
     ++questions;
     return 0;
   }
-  std::optional<std::string> doReadLink(const std::string& path) override {
+  FileText doReadLink(const std::string& path) override {
     ++questions;
     const auto found = links_.find(path);
-    return found == links_.end() ? std::nullopt : std::optional(found->second);
+    return found == links_.end() ? FileText{ENOENT, {}} : FileText{0, found->second};
   }
-  std::vector<std::string> doListDirectory(const std::string& path) override {
+  Listing doListDirectory(const std::string& path) override {
     ++questions;
     const auto found = directories_.find(path);
-    return found == directories_.end() ? std::vector<std::string>() : found->second;
+    return found == directories_.end() ? Listing{ENOENT} : Listing{0, found->second};
   }
 
   std::unordered_map<std::string, std::string> files_, links_;

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <string>
 
+#include <nlohmann/json.hpp>
+
 #include "invscan/machine/Capture.h"
 
 namespace {
@@ -15,45 +17,45 @@ void require(bool holds) {
   if (!holds) std::abort();
 }
 
-Json written(const CapturedCommand& command) {
-  return toJson("line", CommandOutput{true, command.status, command.output});
-}
-Json written(const CapturedStatistics& statistics) {
-  return toJson(statistics.answer);
-}
-template <class Fact>
-Json written(const Fact& fact) {
-  return toJson(fact);
+Json written(const Question& question) {
+  Json json;
+  question.write(json);
+  return json;
 }
 
 // Two values are the same when they are written the same.
-template <class Fact, class Read>
-void checkRoundTrip(const Fact& fact, Read read) {
-  require(written(read(Json::parse(written(fact).dump()), "fact")) == written(fact));
+void checkFact(const PlainFacts::Fact& fact) {
+  require(fact.answer || fact.hangs);
+  if (!fact.answer) return;
+  const Json json = Json::parse(written(*fact.answer).dump());
+  const auto again = fact.answer->kind().make();
+  again->read(CaptureValue(json));
+  require(written(*again) == json);
+  const auto taken = fact.answer->kind().make();
+  taken->take(*again);
+  require(written(*taken) == json);
 }
 
-template <class Facts, class Read>
-void checkAll(const Facts& facts, Read read) {
-  for (const auto& [name, fact] : facts) checkRoundTrip(fact, read);
+void checkProgram(const CapturedProgram& program) {
+  const Json json = Json::parse(writeProgram("line", "", program).dump());
+  const CapturedProgram again = readProgram("line", CaptureValue(json));
+  require(again.output == program.output && again.status == program.status);
 }
 
 void checkFacts(const CaptureFacts& facts) {
-  if (facts.kernelIdentity) checkRoundTrip(*facts.kernelIdentity, readKernelIdentity);
-  if (facts.memoryFigures) checkRoundTrip(*facts.memoryFigures, readMemoryFigures);
-  if (facts.runLevelRecord) checkRoundTrip(*facts.runLevelRecord, readRunLevelRecord);
-  checkAll(facts.locales, readLocale);
-  checkAll(facts.statistics, readStatistics);
-  checkAll(facts.statistics64, readStatistics);
-  checkAll(facts.cpuid, readCpuid);
+  for (const auto& [section, answers] : facts.plain.all()) {
+    for (const auto& [key, fact] : answers) checkFact(fact);
+  }
   for (const auto* programs : {&facts.commands, &facts.helpers}) {
     for (const auto& [name, turns] : *programs) {
       require(!turns.empty());
-      for (const CapturedCommand& turn : turns) checkRoundTrip(turn, readCommand);
+      for (const CapturedProgram& turn : turns) checkProgram(turn);
     }
   }
   for (const auto& [name, value] : facts.environment) {
     require(isCapturedVariable(name) && value.find('\0') == std::string::npos);
   }
+  for (const auto& [path, error] : facts.unreadable) require(error > 0 && errorName(error) != "");
 }
 
 bool isOneLine(const std::string& text) {

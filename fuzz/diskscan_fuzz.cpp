@@ -48,13 +48,7 @@ void check(const VtNode* node) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static TestMachine* const machine = [] {
-    auto made = std::make_unique<TestMachine>(Answers{});
-    TestMachine* const kept = made.get();
-    setMachine(std::move(made));
-    return kept;
-  }();
-  machine->answerWith(machineOf({reinterpret_cast<const char*>(data), size}));
+  const OnMachine machine(machineOf({reinterpret_cast<const char*>(data), size}));
   check(diskscan::scanDisks().get());
   return 0;
 }

@@ -21,17 +21,6 @@ void require(bool holds) {
   if (!holds) std::abort();
 }
 
-// Machines are kept to the end of the process, so there is one for all inputs.
-TestMachine& testMachine() {
-  static TestMachine* const instance = [] {
-    auto made = std::make_unique<TestMachine>(Answers{});
-    TestMachine* const kept = made.get();
-    setMachine(std::move(made));
-    return kept;
-  }();
-  return *instance;
-}
-
 Answers answersOf(std::string_view input) {
   const std::size_t end = std::min(input.find('\f'), input.size());
   const std::string_view bytes =
@@ -70,7 +59,7 @@ void checkTable() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  testMachine().answerWith(answersOf({reinterpret_cast<const char*>(data), size}));
+  const OnMachine machine(answersOf({reinterpret_cast<const char*>(data), size}));
   checkInfo();
   checkSystemInfo();
   checkTable();

@@ -9,6 +9,7 @@
 
 #include <invscan/base/OrvCfg.h>
 #include <invscan/groups.h>
+#include <nlohmann/json.hpp>
 
 #include "../tests/TestMachine.h"
 #include "common/text/Lines.h"
@@ -53,7 +54,7 @@ void checkFields(std::string_view text, std::string_view delimiters) {
 }
 
 // The input is a list of answers, each ended by a form feed, and given in the order of the
-// questions. An empty one says that the machine does not tell.
+// questions. An empty one says that the machine does not tell; plain questions take JSON.
 class HostileMachine : public TestMachine {
  public:
   HostileMachine() : TestMachine(Answers{}) {}
@@ -70,33 +71,24 @@ class HostileMachine : public TestMachine {
     const std::string text = answer();
     return text.empty() ? std::nullopt : std::optional(text);
   }
-  std::optional<long> number() { return findInteger(answer()); }
-  unsigned long count() { return static_cast<unsigned long>(number().value_or(0)); }
-
   FileText doReadFile(const std::string&, std::size_t limit) override {
     const auto text = fact();
     return {text ? 0 : ENOENT, text.value_or("").substr(0, limit)};
   }
   int doExists(const std::string&) override { return fact() ? 0 : ENOENT; }
-  std::optional<std::string> doReadLink(const std::string&) override { return fact(); }
+  FileText doReadLink(const std::string& path) override { return doReadFile(path, SIZE_MAX); }
   CommandOutput doRunCommand(const std::string&, std::size_t limit) override {
     const auto text = fact();
     return {text.has_value(), 0, text.value_or("").substr(0, limit)};
   }
-  std::optional<KernelIdentity> doKernelIdentity() override {
-    const KernelIdentity kernel{answer(), answer(), answer(), answer(), answer()};
-    return kernel.sysname.empty() ? std::nullopt : std::optional(kernel);
-  }
-  std::optional<MemoryFigures> doMemoryFigures() override {
-    return MemoryFigures{count(), count(), count(), count()};
-  }
-  unsigned long doPageSize() override { return count(); }
-  std::optional<unsigned long> doWordSize() override { return number(); }
-  long doCurrentTime() override { return number().value_or(0); }
-  std::optional<RunLevelRecord> doRunLevelRecord() override {
-    const auto line = fact();
-    if (!line) return std::nullopt;
-    return RunLevelRecord{*line, number().value_or(0), line->back()};
+  // As a capture holds it.
+  void doAsk(Question& question) override {
+    try {
+      const Json json = Json::parse(answer());
+      question.read(CaptureValue(json));
+    } catch (const Json::exception&) {
+    } catch (const CaptureError&) {
+    }
   }
   LocaleName doSetLocale(int) override {
     const auto name = fact();

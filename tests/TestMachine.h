@@ -7,35 +7,40 @@
 
 #include <invscan/base/OrvCfg.h>
 
-#include "invscan/machine/Machine.h"
+#include "invscan/machine/ReplayedMachine.h"
 
 namespace invscan {
 
 struct Answers {
   std::map<std::string, FileText> files{};
-  std::map<std::string, CommandOutput> commands{};
-  std::optional<KernelIdentity> kernel{};
-  std::optional<MemoryFigures> memory{};
-  unsigned long pageSize = 4096;
-  std::optional<unsigned long> wordSize{};
-  long time = 0;
-  std::optional<RunLevelRecord> runLevelRecord{};
+  std::map<std::string, CapturedProgram> commands{};
+  std::string notStarted{};  // a command line that no process can be made for
+  PlainFacts
+      plain{};  // such as {answered<ClockQuestion>(5), answered<CpuidQuestion>(registers, leaf)}
   LocaleName locale{true, "C.UTF-8"};
   std::map<std::string, std::vector<std::string>> directories{};
   std::map<std::string, std::string> links{};
   std::map<std::string, std::string> helpers{};
-  std::map<std::pair<std::uint32_t, std::uint32_t>, CpuidRegisters> cpuid{};
-  std::map<std::string, struct statvfs> statistics{};
   std::map<unsigned long, std::string> physicalMemory{};  // what lies at an address
 };
 
-class TestMachine : public Machine {
+// A replay of facts in memory.
+class TestMachine : public ReplayedMachine {
  public:
-  explicit TestMachine(Answers answers) : answers_(std::move(answers)) {}
-
-  void answerWith(Answers answers) { answers_ = std::move(answers); }
+  explicit TestMachine(Answers answers)
+      : ReplayedMachine(factsOf(answers)), answers_(std::move(answers)) {}
 
  private:
+  static CaptureFacts factsOf(const Answers& answers) {
+    CaptureFacts facts{.plain = answers.plain};
+    for (const char* category : {"LC_CTYPE", "LC_MESSAGES"}) {
+      facts.locales[category] = answers.locale;
+    }
+    for (const auto& [line, command] : answers.commands) facts.commands[line] = {command};
+    for (const auto& [name, output] : answers.helpers) facts.helpers[name] = {{output}};
+    return facts;
+  }
+
   FileText doReadFile(const std::string& path, std::size_t limit) override {
     const auto file = answers_.files.find(path);
     if (file == answers_.files.end()) return {ENOENT, {}};
@@ -46,11 +51,18 @@ class TestMachine : public Machine {
                          answers_.directories.count(path) != 0;
     return isThere ? 0 : ENOENT;
   }
-  std::optional<std::string> doReadLink(const std::string& path) override {
-    return find(answers_.links, path);
+  FileText doReadLink(const std::string& path) override {
+    const auto link = answers_.links.find(path);
+    return link == answers_.links.end() ? FileText{ENOENT, {}} : FileText{0, link->second};
   }
-  std::vector<std::string> doListDirectory(const std::string& path) override {
-    return find(answers_.directories, path).value_or(std::vector<std::string>());
+  Listing doListDirectory(const std::string& path) override {
+    const auto directory = answers_.directories.find(path);
+    return directory == answers_.directories.end() ? Listing{ENOENT}
+                                                   : Listing{0, directory->second};
+  }
+  CommandOutput doRunCommand(const std::string& line, std::size_t limit) override {
+    return line == answers_.notStarted ? CommandOutput()
+                                       : ReplayedMachine::doRunCommand(line, limit);
   }
   FileText doReadMemory(unsigned long address, unsigned long length) override {
     for (const auto& [begin, bytes] : answers_.physicalMemory) {
@@ -60,34 +72,6 @@ class TestMachine : public Machine {
       }
     }
     return {answers_.physicalMemory.empty() ? ENOENT : kBeyondEnd, {}};
-  }
-  CommandOutput doRunCommand(const std::string& line, std::size_t) override {
-    const auto command = answers_.commands.find(line);
-    return command != answers_.commands.end() ? command->second : CommandOutput{true, 127, {}};
-  }
-  HelperOutput doRunHelper(const std::string& command, const char*, const char*) override {
-    return {true, find(answers_.helpers, command).value_or("")};
-  }
-  std::optional<CpuidRegisters> doCpuid(std::uint32_t leaf, std::uint32_t subleaf) override {
-    return find(answers_.cpuid, std::make_pair(leaf, subleaf));
-  }
-  std::optional<struct statvfs> doFileSystemStatistics(const std::string& path,
-                                                       StatisticsCall) override {
-    return find(answers_.statistics, path);
-  }
-  std::optional<KernelIdentity> doKernelIdentity() override { return answers_.kernel; }
-  std::optional<MemoryFigures> doMemoryFigures() override { return answers_.memory; }
-  unsigned long doPageSize() override { return answers_.pageSize; }
-  std::optional<unsigned long> doWordSize() override { return answers_.wordSize; }
-  long doCurrentTime() override { return answers_.time; }
-  std::optional<RunLevelRecord> doRunLevelRecord() override { return answers_.runLevelRecord; }
-  LocaleName doSetLocale(int) override { return answers_.locale; }
-  void doSetTimeZone() override {}
-
-  template <class Key, class Value>
-  static std::optional<Value> find(const std::map<Key, Value>& all, const Key& key) {
-    const auto found = all.find(key);
-    return found == all.end() ? std::nullopt : std::optional<Value>(found->second);
   }
 
   Answers answers_;

@@ -83,7 +83,8 @@ TEST_F(Collectors, SplitTheKernelRelease) {
       {"99999999999999999999.1x.y", "9223372036854775807|1|y"},
   };
   for (const auto& [release, expected] : cases) {
-    const OnMachine machine({.kernel = KernelIdentity{"Linux", "n", release, "v", "m"}});
+    const KernelIdentity kernel{"Linux", "n", release, "v", "m"};
+    const OnMachine machine({.plain = {answered<KernelIdentityQuestion>(kernel)}});
     EXPECT_EQ(valuesOf(4, {"Major Version", "Minor Version", "Sub Version"}), expected) << release;
   }
 }
@@ -92,16 +93,17 @@ TEST_F(Collectors, AskForTheWordSizeInTurn) {
   const char* const first = "getconf -v POSIX_V6_LP64_OFF64 LONG_BIT 2>&1";
   const char* const second = "getconf LONG_BIT 2>/dev/null";
   const struct {
-    CommandOutput first, second;
-    const char* expected;
+    CapturedProgram first;
+    const char *second, *notStarted, *expected;
   } cases[] = {
-      {{true, 0, "64\n"}, {true, 0, "32\n"}, "64"},
-      {{true, 1, "getconf: no such thing\n64\n"}, {true, 0, "32"}, "32"},
-      {{true, 0, "640\n"}, {true, 0, " 64\n"}, ""},
-      {{false, 0, ""}, {true, 0, "64\n"}, ""},
+      {{"64\n"}, "32\n", "", "64"},
+      {{"getconf: no such thing\n64\n", 1}, "32", "", "32"},
+      {{"640\n"}, " 64\n", "", ""},
+      {{"64\n"}, "64\n", first, ""},
   };
   for (const auto& test : cases) {
-    const OnMachine machine({.commands = {{first, test.first}, {second, test.second}}});
+    const OnMachine machine({.commands = {{first, test.first}, {second, {test.second}}},
+                             .notStarted = test.notStarted});
     EXPECT_EQ(valuesOf(4, {"OS Kernel Mode"}), test.expected);
   }
 }
@@ -119,7 +121,9 @@ TEST_F(Collectors, AddUpMemory) {
       {"", ofTheKernel},
   };
   for (const auto& [meminfo, expected] : cases) {
-    const OnMachine machine({.files = {{"/proc/meminfo", {0, meminfo}}}, .memory = figures});
+    const OnMachine machine(
+        {.files = {{"/proc/meminfo", {0, meminfo}}},
+         .plain = {answered<MemoryFiguresQuestion>(figures), answered<PageSizeQuestion>(4096)}});
     EXPECT_EQ(valuesOf(3, {"Total Physical", "Free Physical", "Total Virtual", "Free Virtual",
                            "Total Page", "Free Page"}),
               expected)
@@ -150,11 +154,11 @@ TEST_F(Collectors, TakeRunLevelAndTimesFromTheRecordFirst) {
       {"too short", {}, "N\n", "classic", "0", "-"},
   };
   for (const auto& test : cases) {
-    const OnMachine machine({.files = kernel,
-                             .commands = {{"/sbin/runlevel", {true, 0, test.printed}}},
-                             .time = 1000,
-                             .runLevelRecord = test.record},
-                            test.sources);
+    const OnMachine machine(
+        {.files = kernel,
+         .commands = {{"/sbin/runlevel", {test.printed}}},
+         .plain = {answered<ClockQuestion>(1000), answered<RunLevelQuestion>(test.record)}},
+        test.sources);
     EXPECT_EQ(valuesOf(19, {"Run Level"}), test.level) << test.what;
     EXPECT_EQ(valuesOf(20, {"Uptime"}), test.uptime) << test.what;
   }

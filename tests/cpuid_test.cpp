@@ -18,6 +18,14 @@ namespace {
 using CpuidAnswers = std::map<std::pair<std::uint32_t, std::uint32_t>, CpuidRegisters>;
 using Files = std::map<std::string, FileText>;
 
+PlainFacts factsOf(const CpuidAnswers& leaves) {
+  PlainFacts facts;
+  for (const auto& [leaf, registers] : leaves) {
+    facts.add(answered<CpuidQuestion>(registers, {leaf.first, leaf.second}));
+  }
+  return facts;
+}
+
 using Names = std::vector<const char*>;
 
 const std::string kCpus = "/sys/devices/system/cpu/";
@@ -116,7 +124,7 @@ TEST(CpuidHelper, RecognisesHypervisorsAndTheirDisguises) {
     leaves[{0x40000001, 0}] = {likeHyperV ? word("Hv#1", 0) : 0x01007EFB, 0, 0, 0};
     const Files files{{"/sys/class/dmi/id/sys_vendor", {0, test.maker + "\n"}},
                       {"/sys/class/dmi/id/product_name", {0, test.product + "\n"}}};
-    const OnMachine machine({.files = files, .cpuid = leaves}, "native");
+    const OnMachine machine({.files = files, .plain = factsOf(leaves)}, "native");
     EXPECT_EQ(told("Hypervisor", {"Vendor", "Interface", "Brand", "Virtualization"}),
               test.expected);
   }
@@ -171,7 +179,7 @@ TEST(CpuidHelper, CountsWhatTheKernelHasArranged) {
     SCOPED_TRACE(test.what);
     Files files = topologyFiles(test.layout, test.online);
     files[kCpus + "smt/control"] = {0, "off\n"};
-    const OnMachine machine({.files = files, .cpuid = intelLeaves(test.leaves)}, "native");
+    const OnMachine machine({.files = files, .plain = factsOf(intelLeaves(test.leaves))}, "native");
     EXPECT_EQ(counts(), test.expected);
   }
   const Files files =
@@ -236,7 +244,7 @@ TEST(CpuidHelper, ReadsTheLeavesOfEachMake) {
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.facts);
-    const OnMachine machine({.files = test.files, .cpuid = test.leaves}, "native");
+    const OnMachine machine({.files = test.files, .plain = factsOf(test.leaves)}, "native");
     EXPECT_EQ(told("Processor",
                    {"Family", "Type", "CpuClockMHz", "L2CacheSizeKB", "L3CacheSizeKB", "Is64bit"}),
               test.facts);
@@ -279,7 +287,7 @@ TEST(CpuidHelper, AddsUpTheFirmwaresPackages) {
   };
   for (const auto& [records, totals] : cases) {
     Answers answers = memoryOf(system + records + structure(127, ""), 0x300);
-    answers.cpuid = intelLeaves("");
+    answers.plain = factsOf(intelLeaves(""));
     const OnMachine machine(answers, "native");
     EXPECT_EQ(told("ProcessorTable",
                    {"BiosTotalPackageCount", "BiosTotalCoreCount", "BiosTotalProcessorCount"}),

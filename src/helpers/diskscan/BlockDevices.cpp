@@ -68,7 +68,7 @@ void BlockDevices::add(const std::string& sysfsName) {
   BlockDevice device;
   device.sysfsName = sysfsName;
   device.name = withSlashes(sysfsName);
-  device.path = machine().readLink(kDevices + sysfsName).value_or("");
+  device.path = machine().readLink(kDevices + sysfsName).text;
   device.number = attribute(sysfsName, "dev");
   device.node = mapperNode(sysfsName);
   const std::size_t index = devices_.size();
@@ -115,7 +115,7 @@ std::optional<std::size_t> BlockDevices::findNumber(const std::string& number) c
 std::optional<std::size_t> BlockDevices::findNode(const std::string& node) const {
   auto found = nodes_.find(node);
   if (found == nodes_.end() && node.starts_with("/dev/")) {
-    found = nodes_.find(deviceAt(machine().readLink(node).value_or("")));
+    found = nodes_.find(deviceAt(machine().readLink(node).text));
   }
   return found == nodes_.end() ? std::nullopt : std::optional(found->second);
 }

@@ -21,7 +21,7 @@ using GenericDevices = std::map<std::string, GenericDevice>;  // by SCSI address
 GenericDevices readGenericDevices() {
   GenericDevices found;
   for (const std::string& name : machine().listDirectory(kGenericDevices)) {
-    const std::string path = machine().readLink(kGenericDevices + "/" + name).value_or("");
+    const std::string path = machine().readLink(kGenericDevices + "/" + name).text;
     found[componentFromEnd(path, 2)] = {name, path};
   }
   return found;

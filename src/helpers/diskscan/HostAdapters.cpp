@@ -105,7 +105,7 @@ class HostReader {
 
 HostAdapter HostReader::read(const std::string& host) {
   const std::string own = kScsiHosts + "/" + host, fibre = kFibreChannelHosts + "/" + host;
-  const std::string path = machine().readLink(own).value_or("");
+  const std::string path = machine().readLink(own).text;
   HostAdapter adapter;
   adapter.id = leadingInteger(std::string_view(host).substr(4));
   adapter.model = firstOf({own + "/model_name", own + "/modelname", own + "/board_name",

@@ -2,81 +2,99 @@
 // describes the form. Everything in it is hostile.
 #pragma once
 
+#include <cstddef>
 #include <functional>
+#include <initializer_list>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 #include "base/Descriptor.h"
+#include "invscan/machine/CaptureValue.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan {
 
-using Json = nlohmann::json;
-
-// What is wrong with a capture, in one line that names file and place, whatever the capture holds.
-class CaptureError : public std::runtime_error {
- public:
-  explicit CaptureError(std::string text);
-};
-
-struct CapturedCommand {
+// The captured output of a program.
+struct CapturedProgram {
   std::string output;
   int status = 0;
   bool hangs = false;
 };
 
-struct CapturedStatistics {
-  std::optional<struct statvfs> answer;  // block size, blocks and available blocks; the rest is 0
-  bool hangs = false;
+// A program as it stands in machine.json, where one of its members names it: the line of a command,
+// the command of a helper.
+struct CommandForm {
+  static constexpr const char* kSection = "commands";
+  static constexpr const char* kName = "line";
 };
+struct HelperForm {
+  static constexpr const char* kSection = "helpers";
+  static constexpr const char* kName = "command";
+};
+Json writeProgram(const char* nameKey, const std::string& name, const CapturedProgram& program);
+CapturedProgram readProgram(const char* nameKey, const CaptureValue& value);
+
+// What a capture answers to plain questions.
+class PlainFacts {
+ public:
+  struct Fact {
+    std::shared_ptr<const Question> answer;
+    bool hangs = false;  // the machine never answers
+  };
+  using ByKey = std::map<std::string, Fact>;
+  using BySection = std::map<std::string, ByKey, std::less<>>;
+
+  PlainFacts() = default;
+  PlainFacts(std::initializer_list<std::shared_ptr<const Question>> questions);
+
+  // What is to be answered to a question as it was to this one.
+  void add(const std::shared_ptr<const Question>& question);
+
+  // Reads a section of machine.json.
+  void read(const QuestionKind& kind, const std::string& section, const CaptureValue& value);
+
+  // Null when the capture does not tell.
+  const Fact* find(const Question& question) const;
+
+  const BySection& all() const { return facts_; }
+
+ private:
+  BySection facts_;
+};
+
+// A plain question with its answer, to make facts of.
+template <class Kind>
+std::shared_ptr<const Question> answered(typename Kind::Answer answer,
+                                         typename Kind::Key key = {}) {
+  return std::make_shared<Asked<Kind>>(std::move(key), std::move(answer));
+}
 
 // machine.json, checked. What it does not have is not there.
 struct CaptureFacts {
-  std::optional<KernelIdentity> kernelIdentity;
-  std::optional<MemoryFigures> memoryFigures;
-  unsigned long pageSize = 0;
-  std::optional<unsigned long> wordSize;
-  long time = 0;
-  std::optional<RunLevelRecord> runLevelRecord;
-  std::map<std::string, std::string> environment;  // variables that are set
-  std::map<std::string, LocaleName> locales;       // by category
-  std::map<std::string, std::vector<CapturedCommand>> commands;
-  std::map<std::string, std::vector<CapturedCommand>> helpers;  // by command
-  std::map<std::string, CapturedStatistics> statistics;         // by path, of statvfs
-  std::map<std::string, CapturedStatistics> statistics64;       // of statvfs64, where it differs
-  std::map<std::string, CpuidRegisters> cpuid;                  // by cpuidLeafName()
-  std::map<std::string, int> unreadable;                        // paths and what went wrong
-  // Paths that were asked for and not there; none when the capture was not recorded but made.
-  std::optional<std::set<std::string>> absent;
-};
+  using Programs = std::map<std::string, std::vector<CapturedProgram>>;
 
-// Parts of machine.json, as recorded and as read; where names the place for error messages.
-Json toJson(const KernelIdentity& kernel);
-Json toJson(const MemoryFigures& figures);
-Json toJson(const RunLevelRecord& record);
-Json toJson(const LocaleName& locale);
-Json toJson(const std::string& line, const CommandOutput& output);
-Json toJson(const std::string& command, const HelperOutput& output);
-Json toJson(const std::optional<struct statvfs>& statistics);
-Json toJson(const CpuidRegisters& registers);
-KernelIdentity readKernelIdentity(const Json& json, const std::string& where);
-MemoryFigures readMemoryFigures(const Json& json, const std::string& where);
-RunLevelRecord readRunLevelRecord(const Json& json, const std::string& where);
-LocaleName readLocale(const Json& json, const std::string& where);
-CapturedCommand readCommand(const Json& json, const std::string& where);
-CapturedCommand readHelper(const Json& json, const std::string& where);
-CapturedStatistics readStatistics(const Json& json, const std::string& where);
-CpuidRegisters readCpuid(const Json& json, const std::string& where);
+  PlainFacts plain{};
+  std::map<std::string, std::string> environment{};  // variables that are set
+  std::map<std::string, LocaleName> locales{};       // by category
+  Programs commands{}, helpers{};                    // by line, by command
+  // What went wrong with a path, with a range of memory or with a link, by the names below.
+  std::map<std::string, int> unreadable{};
+  // Paths that were asked for and not there; none when the capture was not recorded but made.
+  std::optional<std::set<std::string>> absent{};
+};
 
 // Checks and reads the text of a machine.json. Throws CaptureError.
 CaptureFacts readFacts(const std::string& text);
+
+// The name of an error in "unreadable", such as EACCES.
+std::string errorName(int error);
+
+Json writeLocale(const LocaleName& locale);
 
 // The files below a capture's root. Links lead no further than the root, and only regular files are
 // read.
@@ -85,13 +103,14 @@ class CaptureFiles {
   // A capture without a root has no files. Throws CaptureError where the system cannot confine
   // opening to a directory.
   explicit CaptureFiles(const std::string& directory);
+  CaptureFiles() = default;
 
   FileText read(const std::string& path, std::size_t limit) const;
   // As readRange(), from a file of any size.
   FileText readRange(const std::string& path, unsigned long offset, unsigned long length) const;
   int exists(const std::string& path) const;  // 0 or errno
-  std::optional<std::string> readLink(const std::string& path) const;
-  std::vector<std::string> listDirectory(const std::string& path) const;
+  FileText readLink(const std::string& path) const;
+  Listing listDirectory(const std::string& path) const;
 
  private:
   Descriptor open(const std::string& path, unsigned long flags) const;
@@ -108,11 +127,12 @@ using LinkReader = std::function<std::optional<std::string>(const std::string& p
 // nothing is there yet. Nothing leads above the root. Empty when links go round in circles.
 std::string followLinks(const std::string& path, bool followsLast, const LinkReader& linkAt);
 
-// The key of a leaf in "cpuid".
-std::string cpuidLeafName(std::uint32_t leaf, std::uint32_t subleaf);
-
 // The key in "unreadable" of a range of physical memory.
 std::string memoryRangeName(unsigned long address, unsigned long length);
+
+// The key in "unreadable" of a link that could not be read as one. The file that it leads to has
+// the path for its key.
+std::string linkName(const std::string& path);
 
 // The environment variables that a capture keeps: LC_*, LANG and TZ.
 bool isCapturedVariable(std::string_view name);

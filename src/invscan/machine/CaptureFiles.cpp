@@ -68,15 +68,17 @@ int CaptureFiles::exists(const std::string& path) const {
   return open(path, O_PATH) ? 0 : errno;
 }
 
-std::optional<std::string> CaptureFiles::readLink(const std::string& path) const {
+FileText CaptureFiles::readLink(const std::string& path) const {
   const Descriptor link = open(path, O_PATH | O_NOFOLLOW);
+  if (!link) return {errno, {}};
   char target[PATH_MAX];
-  const ssize_t length = link ? readlinkat(link.get(), "", target, sizeof target) : -1;
-  if (length < 0) return std::nullopt;
-  return std::string(target, static_cast<std::size_t>(length));
+  const ssize_t length = readlinkat(link.get(), "", target, sizeof target);
+  // The kernel says ENOENT of a descriptor of something else.
+  if (length < 0) return {errno == ENOENT ? kNotALink : errno, {}};
+  return {0, std::string(target, static_cast<std::size_t>(length))};
 }
 
-std::vector<std::string> CaptureFiles::listDirectory(const std::string& path) const {
+Listing CaptureFiles::listDirectory(const std::string& path) const {
   return directoriesIn(open(path, O_RDONLY | O_DIRECTORY));
 }
 
@@ -113,6 +115,10 @@ std::string memoryRangeName(unsigned long address, unsigned long length) {
   char name[64];
   snprintf(name, sizeof name, "%s 0x%lx+0x%lx", kMemoryDevice, address, length);
   return name;
+}
+
+std::string linkName(const std::string& path) {
+  return "link " + path;
 }
 
 }  // namespace invscan

@@ -1,16 +1,12 @@
 #include "invscan/machine/LiveMachine.h"
 
-#include <cpuid.h>
 #include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/stat.h>
-#include <sys/sysinfo.h>
-#include <sys/utsname.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <utmp.h>
 
 #include <algorithm>
 #include <climits>
@@ -111,14 +107,14 @@ int LiveMachine::doExists(const std::string& path) {
   return access(path.c_str(), F_OK) == 0 ? 0 : errno;
 }
 
-std::optional<std::string> LiveMachine::doReadLink(const std::string& path) {
+FileText LiveMachine::doReadLink(const std::string& path) {
   char target[PATH_MAX];
   const ssize_t length = readlink(path.c_str(), target, sizeof target);
-  if (length < 0) return std::nullopt;
-  return std::string(target, static_cast<std::size_t>(length));
+  if (length < 0) return {errno, {}};
+  return {0, std::string(target, static_cast<std::size_t>(length))};
 }
 
-std::vector<std::string> LiveMachine::doListDirectory(const std::string& path) {
+Listing LiveMachine::doListDirectory(const std::string& path) {
   return directoriesIn(
       Descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK)));
 }
@@ -157,66 +153,8 @@ HelperOutput LiveMachine::doRunHelper(const std::string& command, const char* ar
   return {true, std::move(*text)};
 }
 
-std::optional<CpuidRegisters> LiveMachine::doCpuid(std::uint32_t leaf, std::uint32_t subleaf) {
-  // A range begins with a leaf that tells its last one (0 is seen where the range has two); beyond
-  // it a processor answers with the registers of another leaf.
-  constexpr std::uint32_t kRange = 0xFFFFFF00;
-  CpuidRegisters answer;
-  __cpuid(leaf & kRange, answer.eax, answer.ebx, answer.ecx, answer.edx);
-  const std::uint32_t last = answer.eax != 0 ? answer.eax : (leaf & kRange) + 1;
-  if (last < leaf || ((last ^ leaf) & kRange) != 0) return std::nullopt;
-  __cpuid_count(leaf, subleaf, answer.eax, answer.ebx, answer.ecx, answer.edx);
-  return answer;
-}
-
-std::optional<struct statvfs> LiveMachine::doFileSystemStatistics(const std::string& path,
-                                                                  StatisticsCall) {
-  // The two calls are one on this platform.
-  struct statvfs statistics;
-  if (statvfs(path.c_str(), &statistics) != 0) return std::nullopt;
-  return statistics;
-}
-
-std::optional<KernelIdentity> LiveMachine::doKernelIdentity() {
-  utsname names;
-  if (uname(&names) != 0) return std::nullopt;
-  return KernelIdentity{names.sysname, names.nodename, names.release, names.version, names.machine};
-}
-
-std::optional<MemoryFigures> LiveMachine::doMemoryFigures() {
-  struct sysinfo figures;
-  if (sysinfo(&figures) != 0) return std::nullopt;
-  return MemoryFigures{figures.totalram, figures.freeram, figures.totalswap, figures.freeswap};
-}
-
-unsigned long LiveMachine::doPageSize() {
-  const long size = sysconf(_SC_PAGESIZE);
-  return size > 0 ? static_cast<unsigned long>(size) : 0;
-}
-
-std::optional<unsigned long> LiveMachine::doWordSize() {
-  const long bits = sysconf(_SC_LONG_BIT);
-  if (bits <= 0) return std::nullopt;
-  return static_cast<unsigned long>(bits);
-}
-
-long LiveMachine::doCurrentTime() {
-  return time(nullptr);
-}
-
-std::optional<RunLevelRecord> LiveMachine::doRunLevelRecord() {
-  utmp wanted{};
-  wanted.ut_type = RUN_LVL;
-  setutent();
-  std::optional<RunLevelRecord> result;
-  if (const utmp* found = getutid(&wanted)) {
-    const std::size_t length = strnlen(found->ut_line, sizeof found->ut_line);
-    // The low byte of the "process id" is the run level, the next one the level before.
-    result = {std::string(found->ut_line, length), found->ut_tv.tv_sec,
-              static_cast<char>(found->ut_pid & 0xFF)};
-  }
-  endutent();
-  return result;
+void LiveMachine::doAsk(Question& question) {
+  question.askLive();
 }
 
 LocaleName LiveMachine::doSetLocale(int category) {

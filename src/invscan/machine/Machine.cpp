@@ -42,15 +42,6 @@ auto noted(const std::string& source, Ask ask, Judge judge) {
   return answer;
 }
 
-template <class Answer>
-std::string given(const std::optional<Answer>& answer) {
-  return answer ? "ok" : "not available";
-}
-
-std::string nonZero(unsigned long answer) {
-  return answer != 0 ? "ok" : "not available";
-}
-
 std::string judgeCommand(const CommandOutput& output) {
   if (!output.started) return "could not be started";
   if (output.status == 127) return "no such command";
@@ -84,20 +75,24 @@ FileText readFileText(const Descriptor& file, std::size_t limit) {
   return result;
 }
 
-std::vector<std::string> directoriesIn(Descriptor directory) {
-  std::vector<std::string> names;
+Listing directoriesIn(Descriptor directory) {
   const std::unique_ptr<DIR, int (*)(DIR*)> stream(directory ? fdopendir(directory.get()) : nullptr,
                                                    closedir);
-  if (!stream) return names;
+  if (!stream) return {errno};
   directory.release();
+  Listing listing;
+  errno = 0;
   while (const dirent* entry = readdir(stream.get())) {
     const std::string name = entry->d_name;
     if (name != "." && name != ".." && isDirectoryOrLink(dirfd(stream.get()), *entry)) {
-      names.push_back(name);
+      listing.names.push_back(name);
     }
+    errno = 0;
   }
-  std::sort(names.begin(), names.end());
-  return names;
+  // A directory that was removed while it was read has nothing in it.
+  if (errno != 0 && errno != ENOENT) return {errno};
+  std::sort(listing.names.begin(), listing.names.end());
+  return listing;
 }
 
 FileText readRange(const Descriptor& file, unsigned long offset, unsigned long length) {
@@ -128,16 +123,22 @@ bool Machine::exists(const std::string& path) {
              [&](int error) { return error == 0 ? "ok" : explainError(path, error); }) == 0;
 }
 
-std::optional<std::string> Machine::readLink(const std::string& path) {
+FileText Machine::readLink(const std::string& path) {
   return noted(
       path, [&] { return doReadLink(path); },
-      [&](const auto& target) { return target ? "ok" : explainError(path, ENOENT); });
+      [&](const FileText& link) {
+        if (link.error == kNotALink) return std::string("not a link");
+        return link.error == 0 ? "ok" : explainError(path, link.error);
+      });
 }
 
-std::vector<std::string> Machine::listDirectory(const std::string& path) {
+Listing Machine::listDirectory(const std::string& path) {
   return noted(
       path, [&] { return doListDirectory(path); },
-      [](const auto& names) { return std::string(names.empty() ? "nothing in it" : "ok"); });
+      [&](const Listing& listing) {
+        if (listing.error != 0) return explainError(path, listing.error);
+        return std::string(listing.names.empty() ? "nothing in it" : "ok");
+      });
 }
 
 std::optional<std::string> Machine::readMemory(unsigned long address, unsigned long length) {
@@ -179,45 +180,11 @@ HelperOutput Machine::runHelper(const std::string& command, const char* argument
       });
 }
 
-std::optional<CpuidRegisters> Machine::cpuid(std::uint32_t leaf, std::uint32_t subleaf) {
-  return noted(
-      "cpuid", [&] { return doCpuid(leaf, subleaf); }, given<CpuidRegisters>);
-}
-
-std::optional<struct statvfs> Machine::fileSystemStatistics(const std::string& path,
-                                                            StatisticsCall call) {
-  return noted(
-      "statvfs " + path, [&] { return doFileSystemStatistics(path, call); }, given<struct statvfs>);
-}
-
-std::optional<KernelIdentity> Machine::kernelIdentity() {
-  return noted(
-      "uname", [&] { return doKernelIdentity(); }, given<KernelIdentity>);
-}
-
-std::optional<MemoryFigures> Machine::memoryFigures() {
-  return noted(
-      "sysinfo", [&] { return doMemoryFigures(); }, given<MemoryFigures>);
-}
-
-unsigned long Machine::pageSize() {
-  return noted(
-      "page size", [&] { return doPageSize(); }, nonZero);
-}
-
-std::optional<unsigned long> Machine::wordSize() {
-  return noted(
-      "word size", [&] { return doWordSize(); }, given<unsigned long>);
-}
-
-long Machine::currentTime() {
-  return noted(
-      "clock", [&] { return doCurrentTime(); }, [](long) { return std::string("ok"); });
-}
-
-std::optional<RunLevelRecord> Machine::runLevelRecord() {
-  return noted(
-      "run-level record", [&] { return doRunLevelRecord(); }, given<RunLevelRecord>);
+void Machine::ask(Question& question) {
+  if (!notes().wanted) return doAsk(question);
+  noted(
+      question.logName(), [&] { return doAsk(question), true; },
+      [&](bool) { return question.outcome(); });
 }
 
 LocaleName Machine::setLocale(int category) {

@@ -1,11 +1,8 @@
 // The seam: every question to the machine under scan is a method of the current machine().
 #pragma once
 
-#include <sys/statvfs.h>
-
 #include <cerrno>
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,6 +12,13 @@
 
 #include "base/Descriptor.h"
 #include "common/vartree/ProgramOutput.h"
+#include "invscan/machine/Question.h"
+#include "invscan/machine/questions/Cpuid.h"
+#include "invscan/machine/questions/Figures.h"
+#include "invscan/machine/questions/FileSystemStatistics.h"
+#include "invscan/machine/questions/KernelIdentity.h"
+#include "invscan/machine/questions/MemoryFigures.h"
+#include "invscan/machine/questions/RunLevel.h"
 
 namespace invscan {
 
@@ -29,8 +33,20 @@ struct FileText {
 // The file behind a descriptor; without one, the current errno.
 FileText readFileText(const Descriptor& file, std::size_t limit);
 
-// The directories and links in the directory behind a descriptor, sorted; none without one.
-std::vector<std::string> directoriesIn(Descriptor directory);
+// What a directory has in it that can be followed: directories and links, sorted.
+struct Listing {
+  int error = 0;  // errno of the attempt; 0 when the directory was listed
+  std::vector<std::string> names{};
+
+  auto begin() const { return names.begin(); }
+  auto end() const { return names.end(); }
+};
+
+// The directory behind a descriptor; without one, the current errno.
+Listing directoriesIn(Descriptor directory);
+
+// The error of reading a link that is something else.
+inline constexpr int kNotALink = EINVAL;
 
 // Physical memory is asked for in ranges that are there whole or not at all: one that passes the
 // end of memory, or of a capture's image, gives kBeyondEnd.
@@ -48,36 +64,10 @@ struct CommandOutput {
   std::string text;  // standard output, at most the limit asked for
 };
 
-struct KernelIdentity {
-  std::string sysname, nodename, release, version, machine;
-};
-
-// The fields of sysinfo() as they stand; the memory unit is not applied.
-struct MemoryFigures {
-  unsigned long totalRam = 0, freeRam = 0, totalSwap = 0, freeSwap = 0;
-};
-
-// The run-level record of the login-records database. level is the run level's character, which a
-// hand-written capture may lack.
-struct RunLevelRecord {
-  std::string line;
-  long time = 0;
-  std::optional<char> level;
-};
-
 struct LocaleName {
   bool known = false;  // the machine has the locale that its environment names
   std::string name;    // of the locale now in force
 };
-
-// What the processor answers to the CPUID instruction.
-struct CpuidRegisters {
-  std::uint32_t eax = 0, ebx = 0, ecx = 0, edx = 0;
-};
-
-// The two calls for statistics of a file system: programs that were built for small files get other
-// answers on some machines.
-enum class StatisticsCall { statvfs, statvfs64 };
 
 // A helper program's whole output; more of it is refused.
 inline constexpr std::size_t kHelperOutputLimit = kProgramOutputLimit;
@@ -101,10 +91,9 @@ class Machine {
   // Regular files and kernel files, never blocking on a FIFO.
   FileText readFile(const std::string& path, std::size_t limit = kTextLimit);
   bool exists(const std::string& path);
-  // The text of a symbolic link; none when it is not there or not a link.
-  std::optional<std::string> readLink(const std::string& path);
-  // The directories and links in a directory, sorted; none when it cannot be listed.
-  std::vector<std::string> listDirectory(const std::string& path);
+  // The text of a symbolic link; the error is kNotALink when something else is there.
+  FileText readLink(const std::string& path);
+  Listing listDirectory(const std::string& path);
 
   // Physical memory, through /dev/mem; none when that cannot be opened, not all of the range is
   // there, the range is longer than kMemoryLimit, or it passes the last address.
@@ -121,22 +110,29 @@ class Machine {
   // call.
   HelperOutput runHelper(const std::string& command, const char* arguments, const char* tracePath);
 
-  // What the processor says, on whichever processor this runs; none for a leaf beyond its last.
-  std::optional<CpuidRegisters> cpuid(std::uint32_t leaf, std::uint32_t subleaf = 0);
+  // Plain questions; questions/ has their answers and where they come from. ask() notes and asks
+  // any of them; each of the others names one.
+  void ask(Question& question);
+  template <class Kind>
+  typename Kind::Answer ask(typename Kind::Key key = {}) {
+    Asked<Kind> question(std::move(key));
+    ask(question);
+    return std::move(question.answer);
+  }
 
-  // Statistics of the file system that a path is on; none when they cannot be had. Blocks as long
-  // as a dead server does: collectors call timeout_statvfs.
-  std::optional<struct statvfs> fileSystemStatistics(const std::string& path, StatisticsCall call);
-
-  std::optional<KernelIdentity> kernelIdentity();
-  std::optional<MemoryFigures> memoryFigures();
-  // Bytes; 0 when the machine does not tell.
-  unsigned long pageSize();
-  // Bits of a long in the C library that programs get; none when the machine does not tell.
-  std::optional<unsigned long> wordSize();
-  // Seconds since the epoch.
-  long currentTime();
-  std::optional<RunLevelRecord> runLevelRecord();
+  auto cpuid(std::uint32_t leaf, std::uint32_t subleaf = 0) {
+    return ask<CpuidQuestion>({leaf, subleaf});
+  }
+  // Blocks as long as a dead server does: collectors call timeout_statvfs.
+  auto fileSystemStatistics(const std::string& path, StatisticsCall call) {
+    return ask<FileSystemQuestion>({path, call});
+  }
+  auto kernelIdentity() { return ask<KernelIdentityQuestion>(); }
+  auto memoryFigures() { return ask<MemoryFiguresQuestion>(); }
+  auto pageSize() { return ask<PageSizeQuestion>(); }
+  auto wordSize() { return ask<WordSizeQuestion>(); }
+  auto currentTime() { return ask<ClockQuestion>(); }
+  auto runLevelRecord() { return ask<RunLevelQuestion>(); }
 
   // Sets a category of the process's locale from the environment: a process-wide effect that hosts
   // expect.
@@ -151,25 +147,23 @@ class Machine {
  private:
   virtual FileText doReadFile(const std::string& path, std::size_t limit) = 0;
   virtual int doExists(const std::string& path) = 0;  // 0, or errno
-  virtual std::optional<std::string> doReadLink(const std::string& path) = 0;
-  virtual std::vector<std::string> doListDirectory(const std::string& path) = 0;
+  virtual FileText doReadLink(const std::string& path) = 0;
+  virtual Listing doListDirectory(const std::string& path) = 0;
   // Length is at most kMemoryLimit, and the end of the range is an offset in a file.
   virtual FileText doReadMemory(unsigned long address, unsigned long length) = 0;
   virtual CommandOutput doRunCommand(const std::string& line, std::size_t limit) = 0;
   virtual HelperOutput doRunHelper(const std::string& command, const char* arguments,
                                    const char* tracePath) = 0;
-  virtual std::optional<CpuidRegisters> doCpuid(std::uint32_t leaf, std::uint32_t subleaf) = 0;
-  virtual std::optional<struct statvfs> doFileSystemStatistics(const std::string& path,
-                                                               StatisticsCall call) = 0;
-  virtual std::optional<KernelIdentity> doKernelIdentity() = 0;
-  virtual std::optional<MemoryFigures> doMemoryFigures() = 0;
-  virtual unsigned long doPageSize() = 0;
-  virtual std::optional<unsigned long> doWordSize() = 0;
-  virtual long doCurrentTime() = 0;
-  virtual std::optional<RunLevelRecord> doRunLevelRecord() = 0;
+  virtual void doAsk(Question& question) = 0;
   virtual LocaleName doSetLocale(int category) = 0;
   virtual void doSetTimeZone() = 0;
 };
+
+// All plain questions: what a capture may hold of them.
+inline constexpr const QuestionKind* kPlainQuestions[] = {
+    &kKindOf<ClockQuestion>,          &kKindOf<CpuidQuestion>,         &kKindOf<FileSystemQuestion>,
+    &kKindOf<KernelIdentityQuestion>, &kKindOf<MemoryFiguresQuestion>, &kKindOf<PageSizeQuestion>,
+    &kKindOf<RunLevelQuestion>,       &kKindOf<WordSizeQuestion>};
 
 // The machine that this process scans.
 Machine& machine();

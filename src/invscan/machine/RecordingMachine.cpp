@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include <nlohmann/json.hpp>
+
 namespace invscan {
 namespace {
 
@@ -58,38 +60,15 @@ Json readNote(const std::string& path) {
   return file ? Json::parse(readFileText(file, kLargestNote).text) : Json(nullptr);
 }
 
-template <class Answer>
-Json orNull(const std::optional<Answer>& answer) {
-  return answer ? toJson(*answer) : Json(nullptr);
+// The path leads to nothing, which is no more than a capture says by not having it.
+bool isAbsence(int error) {
+  return error == ENOENT || error == ENOTDIR;
 }
 
 // Makes or empties a file.
 bool writeFile(const std::string& path, const std::string& contents) {
   Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
   return file && writeAll(file.get(), contents) && file.close();
-}
-
-const char* errorName(int error) {
-  switch (error) {
-    case EPERM:
-      return "EPERM";
-    case ENXIO:
-      return "ENXIO";
-    case EACCES:
-      return "EACCES";
-    case EBUSY:
-      return "EBUSY";
-    case ENODEV:
-      return "ENODEV";
-    case EISDIR:
-      return "EISDIR";
-    case EINVAL:
-      return "EINVAL";
-    case EFAULT:
-      return "EFAULT";
-    default:
-      return "EIO";
-  }
 }
 
 }  // namespace
@@ -101,7 +80,7 @@ RecordingMachine::RecordingMachine(const std::string& directory, std::unique_ptr
   if (shared == MAP_FAILED) throw CaptureError(strerrordesc_np(errno));
   failure_ = static_cast<int*>(shared);
   const auto environment = capturedEnvironment();
-  remember("environment", "", 0, [&] { return Json(environment); });
+  remember("environment", nullptr, 0, [&] { return Json(environment); });
   const std::string zone = timeZoneFile(getenv("TZ"));
   if (isPlainPath(zone)) doReadFile(zone, kTextLimit);
 }
@@ -133,32 +112,39 @@ int RecordingMachine::doExists(const std::string& path) {
   return ENOENT;
 }
 
-std::optional<std::string> RecordingMachine::doReadLink(const std::string& path) {
+FileText RecordingMachine::doReadLink(const std::string& path) {
   if (!isPlainPath(path)) return source_->readLink(path);
-  if (auto recorded = files_.readLink(path)) return recorded;
-  auto target = source_->readLink(path);
-  if (!target) {
-    rememberError(path, ENOENT);
-    return target;
+  FileText recorded = files_.readLink(path);
+  if (recorded.error == 0) return recorded;
+  FileText link = source_->readLink(path);
+  if (link.error == 0) {
+    keepLink(placeOf(path, false), link.text);
+  } else {
+    rememberError(isAbsence(link.error) ? path : linkName(path), link.error);
   }
-  keepLink(placeOf(path, false), *target);
-  return target;
+  return link;
 }
 
-std::vector<std::string> RecordingMachine::doListDirectory(const std::string& path) {
-  const auto names = source_->listDirectory(path);
-  if (!isPlainPath(path)) return names;
-  for (const std::string& name : names) {
+Listing RecordingMachine::doListDirectory(const std::string& path) {
+  Listing listing = source_->listDirectory(path);
+  if (!isPlainPath(path)) return listing;
+  if (listing.error != 0) {
+    rememberError(path, listing.error);
+    return listing;
+  }
+  keepDirectory(placeOf(path, true));
+  for (const std::string& name : listing) {
     std::string entry = path;
     entry += "/" + name;
     const std::string place = placeOf(entry, false);
-    if (const auto target = source_->readLink(entry)) {
-      keepLink(place, *target);
+    const FileText link = source_->readLink(entry);
+    if (link.error == 0) {
+      keepLink(place, link.text);
     } else {
       keepDirectory(place);
     }
   }
-  return names;
+  return listing;
 }
 
 // Always asks: an image does not tell what was recorded from its holes, and what firmware leaves in
@@ -176,77 +162,43 @@ FileText RecordingMachine::doReadMemory(unsigned long address, unsigned long len
 }
 
 CommandOutput RecordingMachine::doRunCommand(const std::string& line, std::size_t limit) {
-  const Json noted = remember("commands", line, timesAsked_["commands " + line]++,
-                              [&] { return toJson(line, source_->runCommand(line, limit)); });
-  CapturedCommand command = readCommand(noted, "commands");
+  CapturedProgram command = *rememberProgram<CommandForm>(line, [&] {
+    CommandOutput output = source_->runCommand(line, limit);
+    const int status = output.started ? std::min(output.status, 255) : 127;
+    return std::optional<CapturedProgram>({std::move(output.text), status});
+  });
   return {true, command.status, std::move(command.output)};
 }
 
 HelperOutput RecordingMachine::doRunHelper(const std::string& command, const char* arguments,
                                            const char* tracePath) {
-  const Json noted = remember("helpers", command, timesAsked_["helpers " + command]++, [&] {
-    const HelperOutput output = source_->runHelper(command, arguments, tracePath);
-    return output.started ? toJson(command, output) : Json(nullptr);
+  auto helper = rememberProgram<HelperForm>(command, [&]() -> std::optional<CapturedProgram> {
+    HelperOutput output = source_->runHelper(command, arguments, tracePath);
+    if (!output.started) return std::nullopt;
+    return CapturedProgram{std::move(output.text)};
   });
-  if (noted.is_null()) return {};
-  return {true, readHelper(noted, "helpers").output};
+  if (!helper) return {};
+  return {true, std::move(helper->output)};
 }
 
-std::optional<CpuidRegisters> RecordingMachine::doCpuid(std::uint32_t leaf, std::uint32_t subleaf) {
-  const Json noted = remember("cpuid", cpuidLeafName(leaf, subleaf), 0,
-                              [&] { return orNull(source_->cpuid(leaf, subleaf)); });
-  if (noted.is_null()) return std::nullopt;
-  return readCpuid(noted, "cpuid");
-}
-
-std::optional<struct statvfs> RecordingMachine::doFileSystemStatistics(const std::string& path,
-                                                                       StatisticsCall call) {
-  const char* section = call == StatisticsCall::statvfs64 ? "statvfs64" : "statvfs";
-  const Json noted =
-      remember(section, path, 0, [&] { return toJson(source_->fileSystemStatistics(path, call)); });
-  return readStatistics(noted, section).answer;
-}
-
-std::optional<KernelIdentity> RecordingMachine::doKernelIdentity() {
-  const Json noted = remember("uname", "", 0, [&] { return orNull(source_->kernelIdentity()); });
-  if (noted.is_null()) return std::nullopt;
-  return readKernelIdentity(noted, "uname");
-}
-
-std::optional<MemoryFigures> RecordingMachine::doMemoryFigures() {
-  const Json noted = remember("sysinfo", "", 0, [&] { return orNull(source_->memoryFigures()); });
-  if (noted.is_null()) return std::nullopt;
-  return readMemoryFigures(noted, "sysinfo");
-}
-
-unsigned long RecordingMachine::doPageSize() {
-  return remember("page_size", "", 0, [&] { return Json(source_->pageSize()); });
-}
-
-std::optional<unsigned long> RecordingMachine::doWordSize() {
-  const Json noted = remember("word_size", "", 0, [&] {
-    const auto bits = source_->wordSize();
-    return bits ? Json(*bits) : Json(nullptr);
+// Nothing is noted of an answer that the machine does not give.
+void RecordingMachine::doAsk(Question& question) {
+  const QuestionKind& kind = question.kind();
+  const std::string section = kind.sections[question.section()];
+  const Json name = kind.isKeyed ? Json(question.key()) : Json(nullptr);
+  const Json noted = remember(section, name, 0, [&] {
+    Json answer;
+    source_->ask(question);
+    question.write(answer);
+    return answer;
   });
-  if (noted.is_null()) return std::nullopt;
-  return noted.get<unsigned long>();
-}
-
-long RecordingMachine::doCurrentTime() {
-  return remember("time", "", 0, [&] { return Json(source_->currentTime()); });
-}
-
-std::optional<RunLevelRecord> RecordingMachine::doRunLevelRecord() {
-  const Json noted =
-      remember("run_level_record", "", 0, [&] { return orNull(source_->runLevelRecord()); });
-  if (noted.is_null()) return std::nullopt;
-  return readRunLevelRecord(noted, "run_level_record");
+  if (!noted.is_null()) question.read(CaptureValue(noted, section));
 }
 
 LocaleName RecordingMachine::doSetLocale(int category) {
   const LocaleName locale = source_->setLocale(category);
   const std::string name = category == LC_MESSAGES ? "LC_MESSAGES" : "LC_CTYPE";
-  remember("locales", name, 0, [&] { return toJson(locale); });
+  remember("locales", name, 0, [&] { return writeLocale(locale); });
   return locale;
 }
 
@@ -254,9 +206,20 @@ void RecordingMachine::doSetTimeZone() {
   source_->setTimeZone();
 }
 
-Json RecordingMachine::remember(const std::string& section, const std::string& name,
-                                std::size_t turn, const std::function<Json()>& ask) {
-  const std::string question = section + " " + std::to_string(turn) + " " + name;
+template <class Form, class Ask>
+std::optional<CapturedProgram> RecordingMachine::rememberProgram(const std::string& name, Ask ask) {
+  const std::string section = Form::kSection;
+  const Json noted = remember(section, name, timesAsked_[section + " " + name]++, [&] {
+    const std::optional<CapturedProgram> program = ask();
+    return program ? writeProgram(Form::kName, name, *program) : Json(nullptr);
+  });
+  if (noted.is_null()) return std::nullopt;
+  return readProgram(Form::kName, CaptureValue(noted, section));
+}
+
+Json RecordingMachine::remember(const std::string& section, const Json& name, std::size_t turn,
+                                const std::function<Json()>& ask) {
+  const std::string question = section + " " + std::to_string(turn) + " " + dump(name);
   const std::string path = directory_ + kNotes + "/" + hexHash(question);
   Json note = readNote(path);
   if (!note.is_null()) return note["answer"];
@@ -267,10 +230,10 @@ Json RecordingMachine::remember(const std::string& section, const std::string& n
   return (note.is_null() ? Json::parse(ours) : note)["answer"];
 }
 
-void RecordingMachine::rememberError(const std::string& path, int error) {
-  const bool isAbsent = error == ENOENT || error == ENOTDIR;
-  remember(isAbsent ? "absent" : "unreadable", path, 0,
-           [&] { return isAbsent ? Json(path) : Json(errorName(error)); });
+void RecordingMachine::rememberError(const std::string& name, int error) {
+  const bool isAbsent = isAbsence(error);
+  remember(isAbsent ? "absent" : "unreadable", name, 0,
+           [&] { return Json(isAbsent ? name : errorName(error)); });
 }
 
 void RecordingMachine::keepMemory(unsigned long address, const std::string& bytes) {
@@ -289,12 +252,13 @@ void RecordingMachine::keepMemory(unsigned long address, const std::string& byte
 
 std::string RecordingMachine::placeOf(const std::string& path, bool followsLast) {
   return followLinks(path, followsLast, [this](const std::string& place) {
-    auto target = files_.readLink(place);
+    FileText link = files_.readLink(place);
     // This link differs from process to process, though what is behind it tells the same.
-    if (target || place == "/proc/self") return target;
-    target = source_->readLink(place);
-    if (target) keepLink(place, *target);
-    return target;
+    if (link.error != 0 && place != "/proc/self") {
+      link = source_->readLink(place);
+      if (link.error == 0) keepLink(place, link.text);
+    }
+    return link.error == 0 ? std::optional(std::move(link.text)) : std::nullopt;
   });
 }
 
@@ -343,27 +307,26 @@ void RecordingMachine::noteFailure() {
 
 Json RecordingMachine::mergeNotes() const {
   Json merged = {{"capture", 1}, {"absent", Json::array()}};
-  std::map<std::string, std::map<std::size_t, Json>> programs;  // by section and name
+  std::map<std::pair<std::string, std::string>, std::map<std::size_t, Json>> programs;
   for (const auto& entry : fs::directory_iterator(directory_ + kNotes)) {
     // Of a child that was killed while it was writing.
     if (entry.path().filename().string().starts_with(kDraft)) continue;
     const Json note = readNote(entry.path());
-    const std::string section = note["section"], name = note["name"];
-    const bool isTelling = !note["answer"].is_null() || (!name.empty() && section == "locales");
-    if (!isTelling) continue;
-    if (section == "commands" || section == "helpers") {
-      programs[section + " " + name][note["turn"]] = note["answer"];
+    const std::string section = note["section"];
+    const Json& name = note["name"];
+    if (note["answer"].is_null() && section != "locales") continue;
+    if (section == CommandForm::kSection || section == HelperForm::kSection) {
+      programs[{section, name}][note["turn"]] = note["answer"];
     } else if (section == "absent") {
       merged[section].push_back(note["answer"]);
-    } else if (name.empty()) {
+    } else if (name.is_null()) {
       merged[section] = note["answer"];
     } else {
-      merged[section][name] = note["answer"];
+      merged[section][name.get<std::string>()] = note["answer"];
     }
   }
-  for (const auto& [name, turns] : programs) {
-    const std::string section = name.substr(0, name.find(' '));
-    for (const auto& [turn, program] : turns) merged[section].push_back(program);
+  for (const auto& [place, turns] : programs) {
+    for (const auto& [turn, program] : turns) merged[place.first].push_back(program);
   }
   std::sort(merged["absent"].begin(), merged["absent"].end());
   return merged;

@@ -28,29 +28,24 @@ class RecordingMachine : public Machine {
  private:
   FileText doReadFile(const std::string& path, std::size_t limit) override;
   int doExists(const std::string& path) override;
-  std::optional<std::string> doReadLink(const std::string& path) override;
-  std::vector<std::string> doListDirectory(const std::string& path) override;
+  FileText doReadLink(const std::string& path) override;
+  Listing doListDirectory(const std::string& path) override;
   FileText doReadMemory(unsigned long address, unsigned long length) override;
   CommandOutput doRunCommand(const std::string& line, std::size_t limit) override;
   HelperOutput doRunHelper(const std::string& command, const char* arguments,
                            const char* tracePath) override;
-  std::optional<CpuidRegisters> doCpuid(std::uint32_t leaf, std::uint32_t subleaf) override;
-  std::optional<struct statvfs> doFileSystemStatistics(const std::string& path,
-                                                       StatisticsCall call) override;
-  std::optional<KernelIdentity> doKernelIdentity() override;
-  std::optional<MemoryFigures> doMemoryFigures() override;
-  unsigned long doPageSize() override;
-  std::optional<unsigned long> doWordSize() override;
-  long doCurrentTime() override;
-  std::optional<RunLevelRecord> doRunLevelRecord() override;
+  void doAsk(Question& question) override;
   LocaleName doSetLocale(int category) override;
   void doSetTimeZone() override;
 
   // The answer to a question: the one noted before, else the one that ask gives now. Null is "it
-  // does not tell". Section, name and turn say where in machine.json it goes.
-  Json remember(const std::string& section, const std::string& name, std::size_t turn,
+  // does not tell". Section, name (null for a section that is one answer) and turn say where in
+  // machine.json it goes.
+  Json remember(const std::string& section, const Json& name, std::size_t turn,
                 const std::function<Json()>& ask);
-  void rememberError(const std::string& path, int error);
+  template <class Form, class Ask>
+  std::optional<CapturedProgram> rememberProgram(const std::string& name, Ask ask);
+  void rememberError(const std::string& name, int error);
   // Puts what was read into the image of physical memory. A worker that reads the same range writes
   // the same bytes, so that none has to wait for another.
   void keepMemory(unsigned long address, const std::string& bytes);

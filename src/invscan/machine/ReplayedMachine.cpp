@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <clocale>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 namespace invscan {
@@ -71,6 +72,9 @@ ReplayedMachine::ReplayedMachine(const std::string& directory)
     : facts_(loadFacts(directory)), files_(directory) {
 }
 
+ReplayedMachine::ReplayedMachine(CaptureFacts facts) : facts_(std::move(facts)) {
+}
+
 void ReplayedMachine::takeEffect() {
   for (const auto& [name, value] : capturedEnvironment()) unsetenv(name.c_str());
   for (const auto& [name, value] : facts_.environment) setenv(name.c_str(), value.c_str(), 1);
@@ -91,91 +95,67 @@ void ReplayedMachine::takeEffect() {
 }
 
 FileText ReplayedMachine::doReadFile(const std::string& path, std::size_t limit) {
-  const auto unreadable = facts_.unreadable.find(path);
-  if (unreadable != facts_.unreadable.end()) return {unreadable->second, {}};
+  if (const int error = errorOf({path})) return {error, {}};
   return files_.read(path, limit);
 }
 
 int ReplayedMachine::doExists(const std::string& path) {
-  return facts_.unreadable.count(path) != 0 ? 0 : files_.exists(path);
+  return errorOf({path, linkName(path)}) != 0 ? 0 : files_.exists(path);
 }
 
-std::optional<std::string> ReplayedMachine::doReadLink(const std::string& path) {
+FileText ReplayedMachine::doReadLink(const std::string& path) {
+  if (const int error = errorOf({linkName(path)})) return {error, {}};
   return files_.readLink(path);
 }
 
-std::vector<std::string> ReplayedMachine::doListDirectory(const std::string& path) {
+Listing ReplayedMachine::doListDirectory(const std::string& path) {
+  const int error = errorOf({path});
+  // That error is of reading a directory as a file.
+  if (error != 0 && error != EISDIR) return {error};
   return files_.listDirectory(path);
 }
 
 FileText ReplayedMachine::doReadMemory(unsigned long address, unsigned long length) {
-  for (const std::string& name : {memoryRangeName(address, length), std::string(kMemoryDevice)}) {
-    const auto unreadable = facts_.unreadable.find(name);
-    if (unreadable != facts_.unreadable.end()) return {unreadable->second, {}};
+  if (const int error = errorOf({memoryRangeName(address, length), kMemoryDevice})) {
+    return {error, {}};
   }
   return files_.readRange(kMemoryDevice, address, length);
 }
 
 CommandOutput ReplayedMachine::doRunCommand(const std::string& line, std::size_t limit) {
-  const CapturedCommand* command = takeTurn(facts_.commands, commandTurns_, line);
+  const CapturedProgram* command = takeTurn(facts_.commands, commandTurns_, line);
   if (!command) return {true, 127, {}};
   return {true, command->status, command->output.substr(0, limit)};
 }
 
 HelperOutput ReplayedMachine::doRunHelper(const std::string& command, const char*, const char*) {
-  const CapturedCommand* helper = takeTurn(facts_.helpers, helperTurns_, command);
+  const CapturedProgram* helper = takeTurn(facts_.helpers, helperTurns_, command);
   return {true, helper ? helper->output : std::string()};
 }
 
-const CapturedCommand* ReplayedMachine::takeTurn(const Programs& programs, Turns& turns,
-                                                 const std::string& name) {
+const CapturedProgram* ReplayedMachine::takeTurn(const CaptureFacts::Programs& programs,
+                                                 Turns& turns, const std::string& name) {
   const auto found = programs.find(name);
   if (found == programs.end()) return nullptr;
   const std::size_t turn = std::min(turns[name]++, found->second.size() - 1);
-  const CapturedCommand& program = found->second[turn];
+  const CapturedProgram& program = found->second[turn];
   while (program.hangs) pause();
   return &program;
 }
 
-std::optional<CpuidRegisters> ReplayedMachine::doCpuid(std::uint32_t leaf, std::uint32_t subleaf) {
-  const auto found = facts_.cpuid.find(cpuidLeafName(leaf, subleaf));
-  if (found == facts_.cpuid.end()) return std::nullopt;
-  return found->second;
-}
-
-std::optional<struct statvfs> ReplayedMachine::doFileSystemStatistics(const std::string& path,
-                                                                      StatisticsCall call) {
-  auto found = facts_.statistics64.find(path);
-  if (call != StatisticsCall::statvfs64 || found == facts_.statistics64.end()) {
-    found = facts_.statistics.find(path);
-    if (found == facts_.statistics.end()) return std::nullopt;
+int ReplayedMachine::errorOf(std::initializer_list<std::string> names) const {
+  for (const std::string& name : names) {
+    const auto noted = facts_.unreadable.find(name);
+    if (noted != facts_.unreadable.end()) return noted->second;
   }
-  while (found->second.hangs) pause();
-  return found->second.answer;
+  return 0;
 }
 
-std::optional<KernelIdentity> ReplayedMachine::doKernelIdentity() {
-  return facts_.kernelIdentity;
-}
-
-std::optional<MemoryFigures> ReplayedMachine::doMemoryFigures() {
-  return facts_.memoryFigures;
-}
-
-unsigned long ReplayedMachine::doPageSize() {
-  return facts_.pageSize;
-}
-
-std::optional<unsigned long> ReplayedMachine::doWordSize() {
-  return facts_.wordSize;
-}
-
-long ReplayedMachine::doCurrentTime() {
-  return facts_.time;
-}
-
-std::optional<RunLevelRecord> ReplayedMachine::doRunLevelRecord() {
-  return facts_.runLevelRecord;
+void ReplayedMachine::doAsk(Question& question) {
+  const PlainFacts::Fact* fact = facts_.plain.find(question);
+  if (!fact) return;
+  while (fact->hangs) pause();
+  question.take(*fact->answer);
 }
 
 LocaleName ReplayedMachine::doSetLocale(int category) {
@@ -195,11 +175,12 @@ void ReplayedMachine::doSetTimeZone() {
 }
 
 std::string ReplayedMachine::explainError(const std::string& path, int error) const {
-  const bool wasAsked = !facts_.absent || facts_.absent->count(path) != 0 ||
-                        facts_.unreadable.count(path) != 0 || error != ENOENT;
+  const bool isNoted = errorOf({path, linkName(path)}) != 0;
+  const bool wasAsked =
+      !facts_.absent || facts_.absent->count(path) != 0 || isNoted || error != ENOENT;
   if (!wasAsked) return "never asked when it was recorded";
-  const bool isNoted = facts_.unreadable.count(path) != 0 || path == kMemoryDevice;
-  const bool wasForbidden = isNoted && (error == EACCES || error == EPERM);
+  const bool wasForbidden =
+      (isNoted || path == kMemoryDevice) && (error == EACCES || error == EPERM);
   return Machine::explainError(path, error) + (wasForbidden ? " when it was recorded" : "");
 }
 

@@ -53,8 +53,9 @@ std::string bootTarget() {
 
 std::string defaultTarget() {
   for (const char* directory : {"/etc", "/run", "/usr/local/lib", "/usr/lib", "/lib"}) {
-    const auto link = machine().readLink(std::string(directory) + "/systemd/system/default.target");
-    if (link) return link->substr(link->rfind('/') + 1);
+    const FileText link =
+        machine().readLink(std::string(directory) + "/systemd/system/default.target");
+    if (link.error == 0) return link.text.substr(link.text.rfind('/') + 1);
   }
   return "";
 }
