@@ -111,6 +111,20 @@ while read -r header; do
   must "compiling $header alone" compile -fsyntax-only "$work/alone.cpp" "${flags[@]}"
 done < <(cd "$prefix/include" && find . -name '*.h' -printf '%P\n')
 
+# Nothing carries its debug information, which the build has and a component of its own installs.
+must 'cmake --install --component debug' \
+  cmake --install "$build" --prefix "$work/debug" --component debug
+for file in "$prefix/bin/invscan" "$prefix"/lib/invscan/bin/* "$libdir"/libinvscan.so.?.*; do
+  readelf -SW "$file" | grep -q ' \.debug_info ' && fail "debug information is left in $file"
+  place=${file#"$prefix"}.debug
+  place=${place%/*}/.debug/${place##*/}
+  install -D "$work/debug$place" "$prefix$place"
+  # Of a program, or of the library.
+  address=$(nm "$prefix$place" | awk '$3 ~ /^(main|_ZN12GroupFactory11getInstanceEv)$/ { print $1 }')
+  addr2line -e "$file" "0x$address" | grep -qE '/(main|GroupFactory).cpp:[0-9]' ||
+    fail "debuggers do not find $place"
+done
+
 must 'invscan --version' env -u LD_LIBRARY_PATH "$prefix/bin/invscan" --version
 must 'invscan list' env -u LD_LIBRARY_PATH "$prefix/bin/invscan" list
 grep -q 'Memory' "$work/log" || fail 'invscan list does not name the group Memory'

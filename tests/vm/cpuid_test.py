@@ -102,4 +102,4 @@ class Processors(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1])
+    unittest.main(argv=sys.argv[:1], verbosity=2)
