@@ -123,7 +123,7 @@ TEST(Processor, FamiliesThatNobodyKnowsAreUnknown) {
        "CPUID command exit code was 3 data was 1"},
       {"1.0 0\nnonsense", "Unknown", "CPUID command exit code was 0 data was 0"},
       {"1.0 0\n(ProcessorTable\n(Processor\nModel:s=H\n)\n)\n", "Unknown", "Running CPUID"},
-      {"1.0 0\n(ProcessorTable\n(Processor\nFamily:i=6\n)\n)\n", "", "Running CPUID"},
+      {"1.0 0\n(ProcessorTable\n(Processor\nFamily:i=6\n)\n)\n", "Unknown", "Running CPUID"},
   };
   TracedText sink;
   for (const auto& row : rows) {

@@ -94,7 +94,7 @@ std::unique_ptr<KelTable> makeTable(int rows, const std::string& text = "text") 
 }
 
 void sendRows(int descriptor, int rows, const std::string& text = "text") {
-  sendAnswer(descriptor, encodePayload(makeTable(rows, text).get(), {}));
+  sendAnswer(descriptor, encodePayload(makeTable(rows, text).get(), 0, {}));
 }
 
 void sendBytes(int descriptor, const std::string& bytes) {
@@ -124,7 +124,7 @@ TEST(WorkerPoolTest, NoWorkerSpoilsAnother) {
     std::string trouble;
   } cases[] = {
       {"rows", [](int answer) { sendRows(answer, 2); }, Status::Ok, 2, ""},
-      {"no table", [](int answer) { sendAnswer(answer, encodePayload(nullptr, {})); },
+      {"no table", [](int answer) { sendAnswer(answer, encodePayload(nullptr, 0, {})); },
        Status::Absent, 0, ""},
       {"hangs", [](int) { hang(); }, Status::Timeout, 0, "no answer within 5 s"},
       {"answers, then hangs", [](int answer) { sendRows(answer, 1), hang(); }, Status::Ok, 1, ""},
@@ -140,9 +140,9 @@ TEST(WorkerPoolTest, NoWorkerSpoilsAnother) {
       {"tells nonsense", [](int answer) { sendBytes(answer, word(8) + word(7)); }, Status::Crash, 0,
        "answer makes no sense"},
       {"goes on after the end",
-       [](int answer) { sendBytes(answer, word(16) + word(0) + word(0) + "more"); }, Status::Crash,
+       [](int answer) { sendBytes(answer, word(20) + word(0) + word(0) + word(0) + "more"); }, Status::Crash,
        0, "answer makes no sense"},
-      {"promises too much", [](int answer) { sendBytes(answer, word(~0ul)), hang(); },
+      {"promises too much", [](int answer) { sendBytes(answer, word(~0ul >> 1)), hang(); },
        Status::Crash, 0, "answer too large"},
       {"survives a command that does not read",
        [](int answer) { raise(SIGPIPE), sendRows(answer, 1); }, Status::Ok, 1, ""},
@@ -294,7 +294,7 @@ TEST(WireTest, RecordsArriveByteForByte) {
   const std::vector<Access> accesses = {{"/proc/meminfo", "ok", 0.5}, {"uname", "", 0}};
 
   const auto results =
-      run({[&](int answer) { sendAnswer(answer, encodePayload(&table, accesses)); }}, 30, 1);
+      run({[&](int answer) { sendAnswer(answer, encodePayload(&table, 0, accesses)); }}, 30, 1);
 
   ASSERT_EQ(results[0].status, Status::Ok) << results[0].trouble;
   ASSERT_EQ(results[0].rows.size(), 2u);
@@ -318,8 +318,13 @@ std::string record(unsigned long kelType, const std::string& area, unsigned long
          area;
 }
 
+// A payload's status and a time of 0.
+std::string head(unsigned long status) {
+  return word(status) + word(0);
+}
+
 std::string oneRecord(const std::string& record) {
-  return word(1) + word(1) + word(1) + record + word(0);
+  return head(1) + word(1) + word(1) + record + word(0);
 }
 
 std::string wide(const std::wstring& text) {
@@ -338,14 +343,16 @@ TEST(WireTest, MalformedPayloadsAreRefused) {
       {"number", oneRecord(number), true},
       {"string with room behind", oneRecord(record(KEL_STRING, word(1) + end + "slack")), true},
       {"octets", oneRecord(record(KEL_OCTETSTRING, word(3) + "abc")), true},
-      {"access", word(0) + word(1) + word(1) + "s" + word(0) + word(0), true},
-      {"unknown status", word(2) + word(0), false},
+      {"access", head(0) + word(1) + word(1) + "s" + word(0) + word(0), true},
+      {"unknown status", head(2) + word(0), false},
+      {"time that is no number", word(0) + word(~0ul) + word(0), false},
+      {"time before the start", word(0) + word(1ul << 63 | 1) + word(0), false},
       {"cut in the last word", oneRecord(number).substr(0, oneRecord(number).size() - 1), false},
       {"one byte more", oneRecord(number) + "x", false},
-      {"more rows than there are", word(1) + word(kHuge) + word(0), false},
-      {"more records than there are", word(1) + word(1) + word(kHuge) + number + word(0), false},
-      {"more accesses than there are", word(0) + word(kHuge), false},
-      {"access with a source beyond the end", word(0) + word(1) + word(kHuge) + "s", false},
+      {"more rows than there are", head(1) + word(kHuge) + word(0), false},
+      {"more records than there are", head(1) + word(1) + word(kHuge) + number + word(0), false},
+      {"more accesses than there are", head(0) + word(kHuge), false},
+      {"access with a source beyond the end", head(0) + word(1) + word(kHuge) + "s", false},
       {"record shorter than its head", oneRecord(record(KEL_ULONG, word(5), 23)), false},
       {"record without value", oneRecord(record(KEL_ULONG, "")), false},
       {"record of huge length", oneRecord(record(KEL_ULONG, word(5), kHuge)), false},

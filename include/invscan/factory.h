@@ -11,6 +11,12 @@
 //     std::unique_ptr<KelTable> table(group ? group->getTable() : nullptr);
 //     ... print or forward the rows (table.h, print.h) ...
 //   }
+//
+// Threads: the first getInstance(), and whatever loads or changes (initialise, setHWConfigFile,
+// loadNodeFromFile and the functions that take nodes), belong to one thread while no other uses the
+// library. Between such calls any number of threads may ask for groups, by id or by name, and
+// collect from them, each from groups of its own (group.h), and read the records and names; they
+// share the throttle.
 #pragma once
 
 #include <list>
@@ -97,7 +103,7 @@ class INVSCAN_EXPORT GroupFactory {
   void endScan();
 
  private:
-  GroupFactory() = default;
+  GroupFactory();
   void takeNode(Node* node, int mode);
   void takeSettings(const Node& root);
   void takeGroup(const Node& group);
@@ -111,7 +117,7 @@ class INVSCAN_EXPORT GroupFactory {
  private:
   std::list<String> loadedFiles_;
   AttributeList globalAttributes_;
-  std::map<String, AttributeList> groupAttributes_;
+  std::map<String, AttributeList> groupAttributes_;  // of every group that has a collector
   String priority_;
   String cpuThresholdText_;
   CpuThreshold cpuThreshold_;

@@ -15,6 +15,11 @@
 using AttributeList = std::list<std::pair<String, String>>;
 
 // One inventory group of the machine. Belongs to whoever got it from the factory.
+//
+// A group and its tables are for one thread at a time. Threads may collect different groups at the
+// same time as long as none changes the machine, the configuration or the firmware table meanwhile;
+// Operating System and Regional set the process's locale and time zone, as hosts expect, so that
+// other threads had better not convert texts while these two are collected.
 class INVSCAN_EXPORT KelGroup {
  public:
   KelGroup(unsigned long id, unsigned long version);

@@ -7,7 +7,10 @@
 // Answers, with trees and texts, live to the end of the process.
 #pragma once
 
+#include <string>
+
 #include <invscan/export.h>
+#include <invscan/machine.h>
 #include <invscan/vartree.h>
 
 // What a helper answered.
@@ -112,6 +115,24 @@ INVSCAN_EXPORT VtExecInfo* vtExecCommand(const char* command, const char* argume
 // the store can be listed, "cpuid" runs with "-d" and a trace in its file traceORV_cpuid.log.
 INVSCAN_EXPORT VtExecInfo* getCpuidVT();
 INVSCAN_EXPORT VtExecInfo* getDiskScanVT();
+
+namespace invscan {
+
+// The two halves of getCpuidVT() and getDiskScanVT(), for hosts that collect in several processes:
+// one process has a helper run, and each that collects is given what that printed, so that no
+// helper runs twice. Names are "cpuid" and "diskscan".
+
+// Runs a helper of the machine under scan as those functions do; what it printed, as it stands and
+// at most 64 MiB. Empty when it printed nothing or more, and when no process could be made.
+INVSCAN_EXPORT std::string askHelper(const std::string& name);
+
+// Has the function for that helper take its next answer from this text in place of running it, as
+// long as the same machine is scanned. The text is parsed, and how it was come by goes to the access
+// log, when the function is called. To be called before the collectors that ask, by their thread.
+INVSCAN_EXPORT void giveHelperOutput(const std::string& name, std::string output,
+                                     const Access& how);
+
+}  // namespace invscan
 
 // Runs a helper without arguments and prints its answer to standard output; 0 when it gave a valid
 // one, otherwise 1 and a line on standard error.

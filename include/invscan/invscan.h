@@ -2,6 +2,7 @@
 #pragma once
 
 #include <invscan/catalogue.h>
+#include <invscan/collectors.h>
 #include <invscan/factory.h>
 #include <invscan/group.h>
 #include <invscan/groups.h>

@@ -86,8 +86,14 @@ void openStandardStreams() {
   }
 }
 
+std::string helperPath(const std::string& name) {
+  const char* const set = getenv("ORV_HOMEDIR");
+  const std::string home = set && *set ? set : homeDirectory();
+  return home.empty() ? "" : home + "/bin/" + name;
+}
+
 void setUp(const Options& options) {
-  if (options.machine.empty()) setEnvironment();  // a replay starts nothing
+  if (options.machine.empty()) setEnvironment();  // a replay starts our own helpers only, by path
   setTrace(options);
   setStore(options);
   setMachine(options);

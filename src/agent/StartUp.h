@@ -1,6 +1,8 @@
 // What happens before a command runs.
 #pragma once
 
+#include <string>
+
 #include "agent/Options.h"
 
 namespace invscan::agent {
@@ -8,6 +10,9 @@ namespace invscan::agent {
 // Gives standard descriptors that are closed something that can be neither read nor written, lest a
 // file that is opened later becomes one of them.
 void openStandardStreams();
+
+// Where our own helper program of that name is; empty when that cannot be told.
+std::string helperPath(const std::string& name);
 
 // Environment, tracing, configuration store and machine. Throws Failure.
 void setUp(const Options& options);

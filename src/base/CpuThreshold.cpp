@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <string>
@@ -30,6 +31,18 @@ void sleepUntil(int64_t wallNanoseconds) {
   }
 }
 
+// Threads may pay at the same time. Which of their figures stays does not matter: each counts the
+// whole process.
+template <class Number>
+Number shared(Number& number) {
+  return std::atomic_ref(number).load(std::memory_order_relaxed);
+}
+
+template <class Number>
+void share(Number& number, Number value) {
+  std::atomic_ref(number).store(value, std::memory_order_relaxed);
+}
+
 // 0 for a text that sets no limit.
 int parsePercent(const std::string& text) {
   int percent = 0;
@@ -53,12 +66,12 @@ void CpuThreshold::divideAmong(int processes) {
 
 void CpuThreshold::iteration() {
   if (stretch_ == 0) return;
-  if (process_ != getpid()) return rebase();
+  if (shared(process_) != getpid()) return rebase();
 
   const int64_t cpu = nanoseconds(CLOCK_PROCESS_CPUTIME_ID);
   int64_t now = nanoseconds(CLOCK_MONOTONIC);
-  const auto stretched = static_cast<double>(cpu - cpuNanoseconds_) * stretch_;
-  const int64_t end = wallNanoseconds_ + static_cast<int64_t>(stretched);
+  const auto stretched = static_cast<double>(cpu - shared(cpuNanoseconds_)) * stretch_;
+  const int64_t end = shared(wallNanoseconds_) + static_cast<int64_t>(stretched);
   if (end > now && end < now + kShortestPause) return;
   if (end > now) {
     sleepUntil(std::min(end, now + kLongestPause));
@@ -66,12 +79,12 @@ void CpuThreshold::iteration() {
   }
   // What a pause took too long is given back with the next; otherwise idle time is not saved up,
   // nor is what a bounded pause was too short.
-  wallNanoseconds_ = std::clamp(end, now - kLongestDelay, now);
-  cpuNanoseconds_ = cpu;
+  share(wallNanoseconds_, std::clamp(end, now - kLongestDelay, now));
+  share(cpuNanoseconds_, cpu);
 }
 
 void CpuThreshold::rebase() {
-  process_ = getpid();
-  wallNanoseconds_ = nanoseconds(CLOCK_MONOTONIC);
-  cpuNanoseconds_ = nanoseconds(CLOCK_PROCESS_CPUTIME_ID);
+  share(process_, static_cast<int>(getpid()));
+  share(wallNanoseconds_, nanoseconds(CLOCK_MONOTONIC));
+  share(cpuNanoseconds_, nanoseconds(CLOCK_PROCESS_CPUTIME_ID));
 }

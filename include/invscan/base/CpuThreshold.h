@@ -7,7 +7,7 @@
 #include <invscan/export.h>
 
 // Share and pauses are measured over the whole process, between calls of iteration(). One object
-// may be shared by several groups, but not by threads that call it at the same time.
+// may be shared by several groups, and by threads that call iteration() at the same time.
 class INVSCAN_EXPORT CpuThreshold {
  public:
   // No limit.

@@ -1,5 +1,7 @@
 #include <algorithm>
 
+#include <invscan/collectors.h>
+
 #include "agent/Names.h"
 #include "agent/Output.h"
 #include "agent/Text.h"
@@ -96,7 +98,7 @@ std::string outcome(const GroupResult& result) {
 
 std::string explanation(const GroupResult& result) {
   const std::string title = std::string(result.group->name) + ": ";
-  if (!hasCollector(*result.group)) return title + "this version has no collector for it\n";
+  if (!findCollector(result.group->id)) return title + "this version has no collector for it\n";
   const bool isAnswered = result.status == Status::Ok || result.status == Status::Absent;
   return title + outcome(result) + "\n" + sourceBlock(result) +
          (isAnswered ? defaultBlock(result) : "");

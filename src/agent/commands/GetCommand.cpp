@@ -1,3 +1,5 @@
+#include <invscan/collectors.h>
+
 #include "agent/Names.h"
 #include "agent/Output.h"
 #include "agent/Text.h"
@@ -24,7 +26,7 @@ std::vector<std::string> valuesOf(const GroupResult& result, const kelAttribDef&
 
 std::string whyMissing(const GroupResult& result, const kelAttribDef& attribute,
                        std::size_t missing) {
-  if (!hasCollector(*result.group)) return "this version has no collector for the group";
+  if (!findCollector(result.group->id)) return "this version has no collector for the group";
   std::string place = result.status == Status::Absent ? "no table on this machine" : "no value";
   if (missing < result.rows.size()) {
     place += " in " + std::to_string(missing) + " of " + counted(result.rows.size(), "row");

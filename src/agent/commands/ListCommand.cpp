@@ -1,8 +1,9 @@
+#include <invscan/collectors.h>
+
 #include "agent/Names.h"
 #include "agent/Output.h"
 #include "agent/Text.h"
 #include "agent/commands/Commands.h"
-#include "agent/commands/Reasons.h"
 
 namespace invscan::agent {
 
@@ -12,7 +13,7 @@ int runList(const Options& options) {
   for (const kelGroupDef* group : allGroups()) {
     columns.add({std::to_string(group->id), group->name,
                  std::to_string(attributesOf(*group).size()), std::to_string(group->version),
-                 hasCollector(*group) ? "yes" : "no"});
+                 findCollector(group->id) ? "yes" : "no"});
   }
   writeOutput(options.output, columns.text(""));
   return kAnswered;

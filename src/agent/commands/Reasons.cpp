@@ -3,10 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <memory>
 #include <string_view>
 
-#include <invscan/factory.h>
 #include <invscan/traits.h>
 
 #include "agent/Text.h"
@@ -51,35 +49,7 @@ void addOnce(std::vector<std::string>& texts, const std::string& text) {
   if (std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
 }
 
-// Whether all sources of a group's attributes, as the access log names them or as patterns of that,
-// are such.
-template <class Test>
-bool everySource(const kelGroupDef& group, Test isSuch) {
-  const AttributeTraits* row = attributeTraits(group.id, group.attribs->id);
-  for (; row && row->id != 0; ++row) {
-    for (std::string_view list = row->sources; !list.empty();) {
-      if (!isSuch(takeSource(list))) return false;
-    }
-  }
-  return true;
-}
-
 }  // namespace
-
-bool isSourceOf(const kelGroupDef& group, const std::string& source) {
-  return !everySource(group, [&](std::string_view pattern) { return !fits(pattern, source); });
-}
-
-bool asksOnly(const kelGroupDef& group, std::initializer_list<std::string_view> sources) {
-  return everySource(group, [&](std::string_view source) {
-    return std::find(sources.begin(), sources.end(), source) != sources.end();
-  });
-}
-
-bool hasCollector(const kelGroupDef& group) {
-  const std::unique_ptr<KelGroup> collector(GroupFactory::getInstance()->getKELGroup(group.id));
-  return collector != nullptr;
-}
 
 std::string helpAgainst(const std::vector<std::string>& outcomes) {
   for (const auto& [words, help] : kHelp) {

@@ -7,7 +7,7 @@
 
 namespace invscan::agent {
 
-// The guard process knows the workers' process groups. When agent and workers have closed their
+// The guard process knows the process groups of workers that start programs. When agent and workers have closed their
 // ends of its line, because they ended or were killed, it kills the groups that are left and ends.
 // It holds none of the agent's descriptors open.
 //
@@ -22,6 +22,9 @@ class Guard {
 
   // For the worker itself, once it leads its group and before it starts anything.
   void workerBegan();
+
+  // For a worker that starts nothing.
+  void leave() { line_.close(); }
 
   // For the agent: the group has been killed, and its id may soon be another's.
   void workerEnded(pid_t group) const;

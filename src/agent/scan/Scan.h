@@ -37,11 +37,19 @@ struct GroupResult {
   std::vector<Access> accesses;  // when the scan was asked to explain itself
 };
 
+// Of a helper that was run for the groups that need it.
+struct HelperResult {
+  std::string name;
+  Status status = Status::Ok;
+  std::string trouble;  // as a group's
+};
+
 struct Scan {
   std::string hostName;
   long time = 0;  // seconds since the epoch
   double milliseconds = 0;
   std::vector<GroupResult> groups;  // in catalogue order
+  std::vector<HelperResult> helpers;
 };
 
 }  // namespace invscan::agent

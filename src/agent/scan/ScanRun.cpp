@@ -1,7 +1,5 @@
 #include "agent/scan/ScanRun.h"
 
-#include <algorithm>
-#include <iterator>
 #include <string>
 
 #include <invscan/base/OrvCfg.h>
@@ -11,7 +9,6 @@
 #include "agent/Output.h"
 #include "agent/Text.h"
 #include "agent/commands/Commands.h"
-#include "agent/commands/Reasons.h"
 #include "agent/formats/Formats.h"
 #include "agent/scan/Progress.h"
 #include "agent/scan/Scanner.h"
@@ -26,6 +23,7 @@ constexpr int kMalformedFile = 2;
 // Loads the hardware configuration file, which need not be there.
 void configure() {
   GroupFactory& factory = *GroupFactory::getInstance();
+  factory.setHWConfigFile();
   const std::string path = factory.m_HWConfigFile.toNarrow();
   const int result = factory.loadNodeFromFile(factory.m_HWConfigFile, 1);
   if (result == kMalformedFile) {
@@ -36,47 +34,44 @@ void configure() {
   }
 }
 
-// Firmware tables are read once for all groups, before any is scanned: what that took belongs to
-// each group that lives on them.
-void addStartUp(GroupResult& result, const std::vector<Access>& startUp) {
-  std::vector<Access> own;
-  std::copy_if(startUp.begin(), startUp.end(), std::back_inserter(own),
-               [&](const Access& access) { return isSourceOf(*result.group, access.source); });
-  result.accesses.insert(result.accesses.begin(), own.begin(), own.end());
+// Sets the status to kGroupFailed if there is something to report.
+void reportTrouble(const std::string& name, Status status, const std::string& trouble,
+                   const std::string& lost, int& exitStatus) {
+  if (status != Status::Timeout && status != Status::Crash) return;
+  const std::string remedy =
+      status == Status::Timeout
+          ? "; --timeout gives it longer, \"invscan explain\" tells what it asks"
+          : "; " + lost + (lost == "its rows" ? " are" : " is") + " left out";
+  reportLine(name + ": " + trouble + remedy);
+  exitStatus = kGroupFailed;
 }
 
 }  // namespace
 
 Scan scanMachine(const Options& options, const std::vector<const kelGroupDef*>& groups,
                  bool noteAccesses) {
-  if (noteAccesses) startAccessLog();
-  GroupFactory::getInstance()->initialise();
-  const std::vector<Access> startUp = noteAccesses ? accessLog() : std::vector<Access>();
   Progress progress;
   ScannerOptions scanner;
   scanner.timeoutSeconds = options.timeoutSeconds;
   scanner.jobs = options.jobs;
   configure();
   scanner.noteAccesses = noteAccesses;
-  scanner.fixedLocale = !options.machine.empty();
+  scanner.capture = options.machine;
   scanner.progress = [&progress](const kelGroupDef* running, int done, int total) {
     progress.show(running, done, total);
   };
   Scan scan = scanGroups(groups, scanner);
   scan.hostName = validUtf8(scan.hostName);
-  for (GroupResult& result : scan.groups) addStartUp(result, startUp);
   return scan;
 }
 
 int reportTroubles(const Scan& scan) {
   int status = kAnswered;
+  for (const HelperResult& helper : scan.helpers) {
+    reportTrouble("helper " + helper.name, helper.status, helper.trouble, "what it tells", status);
+  }
   for (const GroupResult& result : scan.groups) {
-    if (result.status != Status::Timeout && result.status != Status::Crash) continue;
-    const char* remedy = result.status == Status::Timeout
-                             ? "; --timeout gives it longer, \"invscan explain\" tells what it asks"
-                             : "; its rows are left out";
-    reportLine(std::string(result.group->name) + ": " + result.trouble + remedy);
-    status = kGroupFailed;
+    reportTrouble(result.group->name, result.status, result.trouble, "its rows", status);
   }
   return status;
 }

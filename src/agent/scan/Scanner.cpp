@@ -6,29 +6,54 @@
 #include <algorithm>
 #include <chrono>
 #include <clocale>
-#include <memory>
-#include <string>
+#include <list>
+#include <optional>
 #include <string_view>
 #include <utility>
 
+#include <invscan/base/OrvCfg.h>
+#include <invscan/collectors.h>
 #include <invscan/factory.h>
-#include <invscan/group.h>
 #include <invscan/machine.h>
-#include <invscan/smbios.h>
-#include <invscan/table.h>
 
-#include "agent/commands/Reasons.h"
+#include "agent/scan/HelperErrand.h"
 #include "agent/scan/Wire.h"
 #include "agent/scan/WorkerPool.h"
 
 namespace invscan::agent {
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
+double millisecondsSince(Clock::time_point start) {
+  return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+// Rooms of jobs that may share a worker.
+constexpr int kCheapRoom = 0;
+constexpr int kFirmwareRoom = 1;
+
+constexpr struct {
+  unsigned need;
+  const char* name;
+} kHelpers[] = {{kNeedsCpuid, "cpuid"}, {kNeedsDiskScan, "diskscan"}};
+
 // Narrow text becomes wide by the locale, and any but UTF-8 would lose names.
 void useUtf8Locale(bool isFixed) {
   const bool isUtf8 =
       !isFixed && std::setlocale(LC_CTYPE, "") && std::string_view(nl_langinfo(CODESET)) == "UTF-8";
   if (!isUtf8) std::setlocale(LC_CTYPE, "C.UTF-8");
+}
+
+// Collectors set locales. Each group finds those that the first one in this worker found.
+void setUpLocale(bool isFixed) {
+  static std::string initial;
+  if (initial.empty()) {
+    useUtf8Locale(isFixed);
+    initial = std::setlocale(LC_ALL, nullptr);
+  } else if (initial != std::setlocale(LC_ALL, nullptr)) {
+    std::setlocale(LC_ALL, initial.c_str());
+  }
 }
 
 // Those that this process may use; no file is asked, so that a replay asks none.
@@ -39,94 +64,132 @@ int processorCount() {
              : 1;
 }
 
-// Whether all texts of the firmware's structures are ASCII, which reads the same in every locale.
-bool hasPlainTexts(const SMBIOSTable& table) {
-  const auto isPlain = [](unsigned char letter) { return letter < 0x80; };
-  unsigned char* data = table.getData();
-  const int end = table.getTotalLength();
-  for (int n = 0, at = 0; n < table.getNumTables() && at + 1 < end; ++n) {
-    const int next = std::min(table.getNextType(data, at), end);
-    const int texts = std::min(at + data[at + 1], next);
-    if (next <= at) return true;
-    if (!std::all_of(data + texts, data + next, isPlain)) return false;
-    at = next;
-  }
-  return true;
-}
-
-using Clock = std::chrono::steady_clock;
-using Milliseconds = std::chrono::duration<double, std::milli>;
-
-// Whether the group lives on nothing but what the factory read when it was initialised, in this
-// very process.
-bool isReadAtStart(const kelGroupDef& group) {
-  return asksOnly(group, {"/sys/firmware/dmi/tables/*", "/dev/mem"});
-}
-
-struct Collected {
-  std::unique_ptr<KelTable> table;  // null when the machine has none
-  std::vector<Access> accesses;
-};
-
-Collected collect(const kelGroupDef& definition, const ScannerOptions& options) {
+void startNotes(const ScannerOptions& options) {
   if (options.noteAccesses) startAccessLog();
-  const std::unique_ptr<KelGroup> group(GroupFactory::getInstance()->getGroup(definition.name));
-  std::unique_ptr<KelTable> table(group ? group->getTable() : nullptr);
-  if (group) group->iteration();  // before the answer, which is a worker's end
-  return {std::move(table), options.noteAccesses ? accessLog() : std::vector<Access>()};
 }
 
-// A worker would protect nothing: all that the group lives on was read and decoded here before.
-GroupResult collectHere(const kelGroupDef& definition, const ScannerOptions& options) {
-  const auto start = Clock::now();
-  Collected collected = collect(definition, options);
-  GroupResult result;
-  result.group = &definition;
-  if (collected.table) {
-    result.status = Status::Ok;
-    result.rows = copiedRows(*collected.table);
+std::vector<Access> takeNotes(const ScannerOptions& options) {
+  return options.noteAccesses ? accessLog() : std::vector<Access>();
+}
+
+// Reads and decodes the firmware's table in this worker, whose deadline holds for that too. What it
+// took belongs to each group that needs it.
+const std::vector<Access>& readFirmware(const ScannerOptions& options) {
+  static std::optional<std::vector<Access>> accesses;
+  if (!accesses) {
+    startNotes(options);
+    GroupFactory::getInstance()->initialise();
+    accesses = takeNotes(options);
   }
-  result.accesses = std::move(collected.accesses);
-  result.milliseconds = Milliseconds(Clock::now() - start).count();
-  return result;
+  return *accesses;
+}
+
+using Errands = std::list<HelperErrand>;
+
+// In a worker.
+void collect(const Task& task, const Errands& errands, const ScannerOptions& options, int answer) {
+  const auto start = Clock::now();
+  setUpLocale(!options.capture.empty());
+  std::vector<Access> accesses;
+  if (task.needs & kNeedsFirmware) accesses = readFirmware(options);
+  startNotes(options);
+  for (const HelperErrand& errand : errands) {
+    if (task.needs & errand.need()) errand.deliver();
+  }
+  const std::unique_ptr<KelTable> table = task.collect();
+  const std::vector<Access> own = takeNotes(options);
+  accesses.insert(accesses.end(), own.begin(), own.end());
+  sendAnswer(answer, encodePayload(table.get(), millisecondsSince(start), accesses));
+}
+
+std::unique_ptr<KelTable> collectByFactory(const kelGroupDef& definition) {
+  const std::unique_ptr<KelGroup> group(GroupFactory::getInstance()->getGroup(definition.name));
+  std::unique_ptr<KelTable> table(group->getTable());
+  group->iteration();  // before the answer, which may be the worker's end
+  return table;
+}
+
+bool startsPrograms(const Task& task) {
+  return (task.needs & kNeedsPrograms) && OrvCfg::getKey("hwscanner.sources") != String("native");
+}
+
+int roomOf(const Task& task) {
+  const bool isApart = task.needs & (kNeedsPatience | kNeedsCpuid | kNeedsDiskScan);
+  if (isApart || startsPrograms(task)) return kOwnRoom;
+  return task.needs & kNeedsFirmware ? kFirmwareRoom : kCheapRoom;
+}
+
+// The errands that some task needs, with a job for each in front.
+Errands addErrands(const std::vector<Task>& tasks, const ScannerOptions& options,
+                   std::vector<Job>& jobs) {
+  Errands errands;
+  for (const auto& [need, name] : kHelpers) {
+    const bool isNeeded = std::any_of(tasks.begin(), tasks.end(),
+                                      [&](const Task& task) { return task.needs & need; });
+    if (!isNeeded) continue;
+    const HelperErrand& errand = errands.emplace_back(name, need, options.capture);
+    jobs.push_back({nullptr, [&errand](int answer) {
+                      errand.run();
+                      sendAnswer(answer, encodePayload(nullptr, 0, {}));
+                    }});
+  }
+  return errands;
+}
+
+Job jobOf(const Task& task, const Errands& errands, const ScannerOptions& options) {
+  Job job{task.group, [&task, &errands, &options](int answer) {
+            collect(task, errands, options, answer);
+          }};
+  job.room = roomOf(task);
+  job.startsPrograms = startsPrograms(task);
+  std::size_t place = 0;
+  for (const HelperErrand& errand : errands) {
+    if (task.needs & errand.need()) job.after.push_back(place);
+    ++place;
+  }
+  return job;
 }
 
 }  // namespace
 
+void runTasks(const std::vector<Task>& tasks, const ScannerOptions& options, Scan& scan) {
+  std::vector<Job> jobs;
+  const Errands errands = addErrands(tasks, options, jobs);
+  for (const Task& task : tasks) jobs.push_back(jobOf(task, errands, options));
+  if (jobs.empty()) return;
+  ScannerOptions pool = options;
+  pool.jobs =
+      std::min(options.jobs > 0 ? options.jobs : processorCount(), static_cast<int>(jobs.size()));
+  // Each worker may use its part of the share that all may use.
+  GroupFactory::getInstance()->getCpuThreshold().divideAmong(pool.jobs);
+  std::vector<GroupResult> results = runJobs(jobs, pool);
+  auto result = results.begin();
+  for (const HelperErrand& errand : errands) {
+    const bool isAnswered = result->status == Status::Absent;
+    scan.helpers.push_back({errand.name(), isAnswered ? Status::Ok : result->status,
+                            std::move(result->trouble)});
+    ++result;
+  }
+  std::move(result, results.end(), std::back_inserter(scan.groups));
+}
+
 Scan scanGroups(const std::vector<const kelGroupDef*>& groups, const ScannerOptions& options) {
   const auto start = Clock::now();
-  std::vector<Job> jobs;
-  std::vector<const kelGroupDef*> own;
-  for (const kelGroupDef* const group : groups) {
-    if (isReadAtStart(*group)) {
-      own.push_back(group);
-    } else {
-      jobs.push_back({group, [group, &options](int descriptor) {
-                        const Collected collected = collect(*group, options);
-                        sendAnswer(descriptor,
-                                   encodePayload(collected.table.get(), collected.accesses));
-                      }});
-    }
-  }
-
-  const bool isPlain = !globalSMBIOSTable || hasPlainTexts(*globalSMBIOSTable);
-  // Once, for all workers to inherit. It takes longer than collecting the agent's own groups.
-  if (!jobs.empty() || !isPlain) useUtf8Locale(options.fixedLocale);
   Scan scan;
   scan.hostName = hostName();
   scan.time = KelTable::createTimeStap();
-  for (const kelGroupDef* const group : own) scan.groups.push_back(collectHere(*group, options));
-  if (!jobs.empty()) {
-    ScannerOptions pool = options;
-    pool.jobs =
-        std::min(options.jobs > 0 ? options.jobs : processorCount(), static_cast<int>(jobs.size()));
-    // Each worker may use its part of the share that all may use.
-    GroupFactory::getInstance()->getCpuThreshold().divideAmong(pool.jobs);
-    for (GroupResult& result : runJobs(jobs, pool)) scan.groups.push_back(std::move(result));
+  std::vector<Task> tasks;
+  for (const kelGroupDef* const group : groups) {
+    if (const Collector* const collector = findCollector(group->id)) {
+      tasks.push_back({group, collector->needs, [group] { return collectByFactory(*group); }});
+    } else {
+      scan.groups.emplace_back().group = group;
+    }
   }
+  runTasks(tasks, options, scan);
   std::sort(scan.groups.begin(), scan.groups.end(),
             [](const GroupResult& a, const GroupResult& b) { return a.group < b.group; });
-  scan.milliseconds = Milliseconds(Clock::now() - start).count();
+  scan.milliseconds = millisecondsSince(start);
   return scan;
 }
 

@@ -1,5 +1,6 @@
 #include "agent/scan/Wire.h"
 
+#include <cmath>
 #include <cstddef>
 #include <cstring>
 #include <utility>
@@ -11,6 +12,7 @@ namespace {
 
 constexpr unsigned long kNoTable = 0;
 constexpr unsigned long kTable = 1;
+constexpr unsigned long kBeginMark = 1ul << 63;
 
 template <class Number>
 void append(std::string& payload, Number number) {
@@ -23,23 +25,18 @@ void append(std::string& payload, const std::string& text) {
   payload += text;
 }
 
-template <class Use>
-void forEachRecord(KelTableRow& row, Use use) {
+// Attributes that are null or have no record count as none.
+void append(std::string& payload, KelTableRow& row) {
+  std::string records;
+  unsigned long count = 0;
   row.reset();
   for (unsigned long i = 0; i < row.getNumAttribs(); ++i) {
     const KelTableAttrib* const attrib = row.getNext();
     const kelAttribValue* const record = attrib ? attrib->getAttribPtr() : nullptr;
-    if (record) use(*record);
-  }
-}
-
-void append(std::string& payload, KelTableRow& row) {
-  std::string records;
-  unsigned long count = 0;
-  forEachRecord(row, [&](const kelAttribValue& record) {
-    records.append(reinterpret_cast<const char*>(&record), record.length);
+    if (!record) continue;
+    records.append(reinterpret_cast<const char*>(record), record->length);
     ++count;
-  });
+  }
   append(payload, count);
   payload += records;
 }
@@ -155,9 +152,11 @@ Access readAccess(Reader& reader) {
 
 }  // namespace
 
-std::string encodePayload(KelTable* table, const std::vector<Access>& accesses) {
+std::string encodePayload(KelTable* table, double milliseconds,
+                          const std::vector<Access>& accesses) {
   std::string payload;
   append(payload, table ? kTable : kNoTable);
+  append(payload, milliseconds);
   if (table) append(payload, *table);
   append(payload, accesses.size());
   for (const Access& access : accesses) {
@@ -168,18 +167,10 @@ std::string encodePayload(KelTable* table, const std::vector<Access>& accesses) 
   return payload;
 }
 
-std::vector<Row> copiedRows(KelTable& table) {
-  std::vector<Row> rows;
-  rows.reserve(table.getRowCount());
-  table.reset();
-  while (KelTableRow* const row = table.getNext()) {
-    Row& copy = rows.emplace_back();
-    copy.reserve(row->getNumAttribs());
-    forEachRecord(*row, [&](const kelAttribValue& record) {
-      copy.push_back(copyOf(&record, record.length));
-    });
-  }
-  return rows;
+bool sendBegin(int descriptor, std::size_t job) {
+  std::string message;
+  append(message, kBeginMark | job);
+  return writeAll(descriptor, message);
 }
 
 bool sendAnswer(int descriptor, const std::string& payload) {
@@ -188,23 +179,30 @@ bool sendAnswer(int descriptor, const std::string& payload) {
   return writeAll(descriptor, answer + payload);
 }
 
-Reception receptionOf(std::string_view bytes) {
-  if (bytes.size() < kAnswerHeaderSize) return Reception::Partial;
-  const auto payloadSize = numberAt<unsigned long>(bytes, 0);
-  if (payloadSize > kPayloadLimit) return Reception::TooLarge;
-  return bytes.size() - kAnswerHeaderSize < payloadSize ? Reception::Partial : Reception::Complete;
+Message firstMessage(std::string_view bytes) {
+  using Kind = Message::Kind;
+  constexpr std::size_t kHead = sizeof(unsigned long);
+  if (bytes.size() < kHead) return {Kind::Partial};
+  const auto head = numberAt<unsigned long>(bytes, 0);
+  if (head & kBeginMark) return {Kind::Begin, kHead, head & ~kBeginMark};
+  if (head > kPayloadLimit) return {Kind::TooLarge};
+  if (bytes.size() - kHead < head) return {Kind::Partial};
+  return {Kind::Answer, kHead + head, 0, bytes.substr(kHead, head)};
 }
 
 bool decodePayload(std::string_view payload, GroupResult& result) {
   Reader reader(payload);
   const auto status = reader.number();
-  if (status != kNoTable && status != kTable) return false;
+  const auto milliseconds = reader.number<double>();
+  const bool isTime = std::isfinite(milliseconds) && milliseconds >= 0;
+  if ((status != kNoTable && status != kTable) || !isTime) return false;
   std::vector<Row> rows;
   if (status == kTable) rows = reader.list(readRow);
   std::vector<Access> accesses = reader.list(readAccess);
   if (!reader.isAtEnd()) return false;
 
   result.status = status == kTable ? Status::Ok : Status::Absent;
+  result.milliseconds = milliseconds;
   result.rows = std::move(rows);
   result.accesses = std::move(accesses);
   return true;

@@ -1,8 +1,10 @@
-// How a worker's answer travels to the agent.
+// How a worker's answers travel to the agent.
 //
-// Numbers are 64-bit words in the machine's own order. An answer is the number of bytes that follow
-// it, and then the payload:
+// Numbers are 64-bit words in the machine's own order. Before a worker begins with a job it says so:
+// the job's number, with the topmost bit set. An answer to it is the number of bytes that follow,
+// and then the payload:
 //   status             0: the group has no table on this machine, 1: it has one
+//   milliseconds       that collecting took, as a double
 //   rows               only with a table: their number; each is the number of its records and then
 //                      the value records (invscan/table.h) byte for byte
 //   accesses           their number; each is source, outcome (a length and its characters) and the
@@ -21,26 +23,30 @@
 
 namespace invscan::agent {
 
-// Bytes of the word before the payload.
-inline constexpr std::size_t kAnswerHeaderSize = sizeof(unsigned long);
 inline constexpr std::size_t kPayloadLimit = 256 << 20;
 
-// The payload of an answer; a null table means that the machine has none.
-std::string encodePayload(KelTable* table, const std::vector<Access>& accesses);
+// Tells that a worker begins with a job. Returns whether all was written.
+bool sendBegin(int descriptor, std::size_t job);
 
-// The records of a table that this very process made. Attributes that are null or have no record
-// count as none.
-std::vector<Row> copiedRows(KelTable& table);
+// The payload of an answer; a null table means that the machine has none.
+std::string encodePayload(KelTable* table, double milliseconds,
+                          const std::vector<Access>& accesses);
 
 // Writes an answer. Returns whether all was written.
 bool sendAnswer(int descriptor, const std::string& payload);
 
-enum class Reception { Partial, Complete, TooLarge };
+// The first message in bytes that have come.
+struct Message {
+  enum class Kind { Partial, Begin, Answer, TooLarge };
 
-// How far an answer has come with these bytes.
-Reception receptionOf(std::string_view bytes);
+  Kind kind;
+  std::size_t size = 0;          // of the whole message, in bytes
+  std::size_t job = 0;           // of Begin
+  std::string_view payload = {};  // of Answer
+};
+Message firstMessage(std::string_view bytes);
 
-// Fills status, rows and accesses. Returns false, and leaves the result alone, when the bytes are
+// Fills status, milliseconds, rows and accesses. Returns false, and leaves the result alone, when the bytes are
 // not exactly one payload with consistent records.
 bool decodePayload(std::string_view payload, GroupResult& result);
 

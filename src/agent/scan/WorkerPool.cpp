@@ -11,37 +11,33 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <list>
+#include <map>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "agent/scan/Guard.h"
 #include "agent/scan/SignalWatch.h"
 #include "agent/scan/Wire.h"
+#include "base/ChildPipe.h"
 #include "base/Descriptor.h"
 
 namespace invscan::agent {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Milliseconds = std::chrono::duration<double, std::milli>;
 
 // A killed worker that is stuck in the kernel (a dead file server, a broken disk) ends when the
 // kernel lets it; the agent does not wait for that.
 constexpr std::chrono::seconds kBurialPatience{1};
 
-struct Pipe {
-  Descriptor readEnd;
-  Descriptor writeEnd;
-};
-
-// Reading from the pipe does not block; both ends are -1 when there is none.
-Pipe makePipe() {
-  int ends[2] = {-1, -1};
-  if (pipe2(ends, O_CLOEXEC) == 0) fcntl(ends[0], F_SETFL, O_NONBLOCK);
-  return {Descriptor(ends[0]), Descriptor(ends[1])};
-}
+// A worker costs more than most jobs that share one: another starts where jobs still wait by then.
+constexpr std::chrono::milliseconds kPatience{10};
 
 // What a command might ask or print is not for the agent's terminal, and whoever reads the agent's
 // output shall not wait for a command that still has it open.
@@ -49,18 +45,6 @@ void emptyStandardStreams() {
   const Descriptor nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
   dup2(nothing.get(), STDIN_FILENO);
   dup2(nothing.get(), STDOUT_FILENO);
-}
-
-// An exception that escapes the work ends the worker here, and never reaches the agent's frames.
-[[noreturn]] void runWorker(const Job& job, int answer, Guard& guard, pid_t agent) noexcept {
-  setpgid(0, 0);
-  guard.workerBegan();
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (getppid() != agent) _exit(1);
-  resetSignals();
-  emptyStandardStreams();
-  job.work(answer);
-  _exit(0);
 }
 
 std::string describeEnd(const siginfo_t& end) {
@@ -84,12 +68,48 @@ Clock::duration durationOf(double seconds) {
       std::chrono::duration<double>(std::clamp(seconds, 0.0, kYear)));
 }
 
+// The numbers of jobs that nobody has begun with. Whichever worker comes first takes the next one;
+// the kernel sees to it that no two take the same, so that none has to wait for the agent.
+class Queue {
+ public:
+  // Without any, and with errno, when there is no pipe to be had.
+  explicit Queue(const std::vector<std::size_t>& jobs) : pipe_(makePipe()) {
+    std::vector<std::uint32_t> numbers(jobs.begin(), jobs.end());
+    isFull_ = pipe_ && setNonBlocking(pipe_.readEnd) && setNonBlocking(pipe_.writeEnd) &&
+              writeAll(pipe_.writeEnd.get(), {reinterpret_cast<const char*>(numbers.data()),
+                                              numbers.size() * sizeof(numbers[0])});
+  }
+
+  explicit operator bool() const { return isFull_; }
+
+  std::optional<std::size_t> take() const {
+    std::uint32_t number;
+    if (read(pipe_.readEnd.get(), &number, sizeof number) != sizeof number) return std::nullopt;
+    return number;
+  }
+
+ private:
+  Pipe pipe_;
+  bool isFull_ = false;
+};
+
+struct Room {
+  std::vector<std::size_t> jobs;  // without a result
+  bool startsPrograms = false;
+  bool takesMore = true;  // workers, beside the first
+  std::size_t workers = 0;
+  std::optional<Queue> queue = {};
+};
+
 struct Worker {
-  std::size_t job;
+  Room* room;
   pid_t process;  // and its group
   Clock::time_point start;
   Descriptor answer;
-  std::string bytes;  // of the answer, so far
+  std::string bytes = {};  // that have come and were not understood yet
+  // Since the start, which is the start of that then.
+  std::optional<std::size_t> inHand = {};
+  bool hasAnswered = false;  // any job
   bool isDone = false;
 };
 
@@ -103,15 +123,23 @@ class Pool {
   std::vector<GroupResult> run();
 
  private:
-  void startNext();
+  Room* nextRoom();
+  bool isReady(const Room& room) const;
+  bool hasRoomForMore() const;
+  void startWorker(Room& room);
+  [[noreturn]] void work(const Room& room, int answer, pid_t agent) noexcept;
+  Clock::time_point nextMoment() const;
   void await(Clock::time_point until);
   void attend(Worker& worker);
-  void receive(Worker& worker);
-  void accept(const Worker& worker);
-  void settle(std::size_t job, Clock::time_point start, Status status, std::string trouble);
-  const kelGroupDef* longestRunning() const;
-  void report(const kelGroupDef* running) const;
-  void killGroup(const Worker& worker);
+  std::string receive(Worker& worker);
+  std::string understand(Worker& worker);
+  bool begin(Worker& worker, std::size_t job);
+  bool accept(Worker& worker, std::string_view payload);
+  void fail(Worker& worker, Status status, const std::string& trouble);
+  void settle(Room& room, std::size_t job, Status status, std::string trouble = "");
+  void tryAlone(Room& room, std::size_t job);
+  void dismiss(Worker& worker);
+  void report() const;
   void bury();
   void end();
 
@@ -119,51 +147,129 @@ class Pool {
   const ScannerOptions& options_;
   const Clock::duration timeout_;
   std::vector<GroupResult> results_;
-  std::size_t next_ = 0;  // job to start
-  int done_ = 0;
+  std::vector<bool> isSettled_;
+  int groups_ = 0, groupsDone_ = 0;
   SignalWatch signals_;
   int interruption_ = 0;
-  Guard guard_;
-  std::list<Worker> workers_;  // in the order of their start
+  std::optional<Guard> guard_;
+  std::list<Room> rooms_;
+  std::list<Worker> workers_;
+  Clock::time_point lastStart_;
   std::vector<pid_t> killed_;  // and not yet reaped
 };
 
 Pool::Pool(const std::vector<Job>& jobs, const ScannerOptions& options)
-    : jobs_(jobs), options_(options), timeout_(durationOf(options.timeoutSeconds)) {
-  for (const Job& job : jobs) results_.emplace_back().group = job.group;
+    : jobs_(jobs),
+      options_(options),
+      timeout_(durationOf(options.timeoutSeconds)),
+      isSettled_(jobs.size(), false) {
+  std::map<int, Room*> shared;
+  Room* own = nullptr;
+  for (std::size_t i = 0; i < jobs.size(); ++i) {
+    const Job& job = jobs[i];
+    results_.emplace_back().group = job.group;
+    groups_ += job.group != nullptr;
+    Room*& room = job.room == kOwnRoom ? own : shared[job.room];
+    // What shares a worker is mostly done before others have begun.
+    if (job.room == kOwnRoom) {
+      room = &rooms_.emplace_back();
+    } else if (!room) {
+      room = &rooms_.emplace_front();
+    }
+    room->jobs.push_back(i);
+    room->startsPrograms |= job.startsPrograms;
+  }
 }
 
 std::vector<GroupResult> Pool::run() {
-  const auto limit = static_cast<std::size_t>(std::max(1, options_.jobs));
   while (!interruption_) {
-    while (next_ < jobs_.size() && workers_.size() < limit) startNext();
+    while (Room* const room = nextRoom()) startWorker(*room);
     if (workers_.empty()) break;
-    await(workers_.front().start + timeout_);
+    await(nextMoment());
     for (Worker& worker : workers_) attend(worker);
+    for (Worker& worker : workers_) {
+      if (!worker.isDone && worker.room->jobs.empty()) dismiss(worker);
+    }
     workers_.remove_if([](const Worker& worker) { return worker.isDone; });
+    rooms_.remove_if([](const Room& room) { return room.jobs.empty() && room.workers == 0; });
     bury();
-    report(longestRunning());
+    report();
   }
   end();
   if (interruption_) throw Interruption{interruption_};
   return std::move(results_);
 }
 
-void Pool::startNext() {
-  const std::size_t job = next_++;
-  const auto start = Clock::now();
-  report(jobs_[job].group);
+// Where the next worker is to start; null when none is to.
+Room* Pool::nextRoom() {
+  if (workers_.size() >= static_cast<std::size_t>(std::max(1, options_.jobs))) return nullptr;
+  for (Room& room : rooms_) {
+    if (room.workers == 0 && isReady(room)) return &room;
+  }
+  if (!hasRoomForMore() || Clock::now() < lastStart_ + kPatience) return nullptr;
+  for (Room& room : rooms_) {
+    if (room.takesMore && room.workers > 0 && room.jobs.size() > room.workers) return &room;
+  }
+  return nullptr;
+}
 
-  Pipe pipe = makePipe();
+bool Pool::isReady(const Room& room) const {
+  const auto isSettled = [this](std::size_t job) { return isSettled_[job]; };
+  return !room.jobs.empty() && std::all_of(room.jobs.begin(), room.jobs.end(), [&](auto job) {
+    return std::all_of(jobs_[job].after.begin(), jobs_[job].after.end(), isSettled);
+  });
+}
+
+// Whether there are jobs for one worker more than there are in some room.
+bool Pool::hasRoomForMore() const {
+  return workers_.size() < static_cast<std::size_t>(std::max(1, options_.jobs)) &&
+         std::any_of(rooms_.begin(), rooms_.end(), [](const Room& room) {
+           return room.takesMore && room.workers > 0 && room.jobs.size() > room.workers;
+         });
+}
+
+void Pool::startWorker(Room& room) {
+  lastStart_ = Clock::now();
+  const bool isFirst = room.workers == 0;
+  if (isFirst) room.queue.emplace(room.jobs);
+  if (room.startsPrograms && !guard_) guard_.emplace();
+  Pipe pipe = *room.queue ? makePipe() : Pipe();
+  const bool isPrepared = pipe && setNonBlocking(pipe.readEnd);
   const pid_t agent = getpid();
-  const pid_t process = pipe.readEnd ? fork() : -1;
-  if (process == 0) runWorker(jobs_[job], pipe.writeEnd.get(), guard_, agent);
+  const pid_t process = isPrepared ? fork() : -1;
+  if (process == 0) work(room, pipe.writeEnd.get(), agent);
   if (process < 0) {
     const std::string reason = std::system_category().message(errno);
-    return settle(job, start, Status::Crash, "cannot start a worker: " + reason);
+    room.takesMore = false;
+    if (isFirst) settle(room, room.jobs.front(), Status::Crash, "cannot start a worker: " + reason);
+    return;
   }
   setpgid(process, process);  // here too: it may have to be killed before it ran at all
-  workers_.push_back({job, process, start, std::move(pipe.readEnd), {}});
+  ++room.workers;
+  workers_.push_back({&room, process, lastStart_, std::move(pipe.readEnd)});
+}
+
+// The worker's whole life. An exception that escapes a job ends it, and never reaches the agent's
+// frames.
+void Pool::work(const Room& room, int answer, pid_t agent) noexcept {
+  setpgid(0, 0);
+  if (guard_) room.startsPrograms ? guard_->workerBegan() : guard_->leave();
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != agent) _exit(1);
+  resetSignals();
+  emptyStandardStreams();
+  while (const auto job = room.queue->take()) {
+    if (*job >= jobs_.size() || !sendBegin(answer, *job)) break;
+    jobs_[*job].work(answer);
+  }
+  _exit(0);
+}
+
+// When there is something to do also if nothing happens.
+Clock::time_point Pool::nextMoment() const {
+  auto moment = Clock::time_point::max();
+  for (const Worker& worker : workers_) moment = std::min(moment, worker.start + timeout_);
+  return hasRoomForMore() ? std::min(moment, lastStart_ + kPatience) : moment;
 }
 
 // Returns when there may be something to do, at the latest then.
@@ -180,75 +286,124 @@ void Pool::await(Clock::time_point until) {
   if (const int signal = signals_.takeInterruption()) interruption_ = signal;
 }
 
-// Settles the worker's group when its answer is here, or will not come any more.
+// Takes what the worker says, and sees whether more can come.
 void Pool::attend(Worker& worker) {
   // Asked before reading: what an ended worker has written is in the pipe by then. It is not reaped
   // yet, so that its id stays the group's.
   siginfo_t ended = {};
   waitid(P_PID, static_cast<id_t>(worker.process), &ended, WEXITED | WNOHANG | WNOWAIT);
-  receive(worker);
-  const Reception reception = receptionOf(worker.bytes);
-  const bool hasEnded = ended.si_pid != 0;
-  const bool isLate = Clock::now() >= worker.start + timeout_;
-  worker.isDone = reception != Reception::Partial || hasEnded || isLate;
-  if (!worker.isDone) return;
-
-  killGroup(worker);
-  if (reception == Reception::Complete) {
-    accept(worker);
-  } else if (reception == Reception::TooLarge) {
-    settle(worker.job, worker.start, Status::Crash, "answer too large");
-  } else if (hasEnded) {
-    settle(worker.job, worker.start, Status::Crash, describeEnd(ended));
-  } else {
-    settle(worker.job, worker.start, Status::Timeout, describeTimeout(options_.timeoutSeconds));
+  const std::string trouble = receive(worker);
+  if (!trouble.empty()) return fail(worker, Status::Crash, trouble);
+  if (ended.si_pid != 0) return fail(worker, Status::Crash, describeEnd(ended));
+  if (Clock::now() >= worker.start + timeout_) {
+    fail(worker, Status::Timeout, describeTimeout(options_.timeoutSeconds));
   }
 }
 
-// Takes what has come of the answer.
-void Pool::receive(Worker& worker) {
+// Takes what has come; what is wrong with it, if anything.
+std::string Pool::receive(Worker& worker) {
   char buffer[1 << 16];
-  while (worker.answer && receptionOf(worker.bytes) == Reception::Partial) {
-    const ssize_t got = read(worker.answer.get(), buffer, sizeof(buffer));
-    if (got < 0) return;
+  while (worker.answer) {
+    const ssize_t got = read(worker.answer.get(), buffer, sizeof buffer);
+    if (got < 0) break;
     if (got == 0) worker.answer.close();
     worker.bytes.append(buffer, static_cast<std::size_t>(got));
+    const std::string trouble = understand(worker);
+    if (!trouble.empty()) return trouble;
+  }
+  return "";
+}
+
+std::string Pool::understand(Worker& worker) {
+  std::string_view rest = worker.bytes;
+  for (;;) {
+    const Message message = firstMessage(rest);
+    if (message.kind == Message::Kind::Partial) break;
+    if (message.kind == Message::Kind::TooLarge) return "answer too large";
+    const bool makesSense = message.kind == Message::Kind::Begin ? begin(worker, message.job)
+                                                                 : accept(worker, message.payload);
+    if (!makesSense) return "answer makes no sense";
+    rest.remove_prefix(message.size);
+  }
+  worker.bytes.erase(0, worker.bytes.size() - rest.size());
+  return "";
+}
+
+bool Pool::begin(Worker& worker, std::size_t job) {
+  const auto& open = worker.room->jobs;
+  const bool isOpen = std::find(open.begin(), open.end(), job) != open.end();
+  const bool isTaken = std::any_of(workers_.begin(), workers_.end(),
+                                   [&](const Worker& other) { return other.inHand == job; });
+  if (worker.inHand || !isOpen || isTaken) return false;
+  worker.inHand = job;
+  worker.start = Clock::now();
+  report();
+  return true;
+}
+
+bool Pool::accept(Worker& worker, std::string_view payload) {
+  if (!worker.inHand) return false;
+  GroupResult& result = results_[*worker.inHand];
+  if (!decodePayload(payload, result)) return false;
+  settle(*worker.room, *worker.inHand, result.status);
+  worker.inHand.reset();
+  worker.hasAnswered = true;
+  worker.start = Clock::now();
+  return true;
+}
+
+// Nothing more comes from the worker, for whatever reason.
+void Pool::fail(Worker& worker, Status status, const std::string& trouble) {
+  dismiss(worker);
+  Room& room = *worker.room;
+  if (!worker.hasAnswered) room.takesMore = false;
+  if (worker.inHand) {
+    if (status == Status::Crash && worker.hasAnswered) return tryAlone(room, *worker.inHand);
+    const std::chrono::duration<double, std::milli> spent = Clock::now() - worker.start;
+    results_[*worker.inHand].milliseconds = spent.count();
+    settle(room, *worker.inHand, status, trouble);
+  } else if (!worker.hasAnswered && room.workers == 0 && !room.jobs.empty()) {
+    // It did not even begin. Another might not either, for ever.
+    settle(room, room.jobs.front(), status, trouble);
   }
 }
 
-void Pool::accept(const Worker& worker) {
-  GroupResult& result = results_[worker.job];
-  const auto payload = std::string_view(worker.bytes).substr(kAnswerHeaderSize);
-  if (decodePayload(payload, result)) {
-    settle(worker.job, worker.start, result.status, "");
-  } else {
-    settle(worker.job, worker.start, Status::Crash, "answer makes no sense");
-  }
+void Pool::settle(Room& room, std::size_t job, Status status, std::string trouble) {
+  std::erase(room.jobs, job);
+  isSettled_[job] = true;
+  groupsDone_ += jobs_[job].group != nullptr;
+  results_[job].status = status;
+  results_[job].trouble = std::move(trouble);
 }
 
-void Pool::settle(std::size_t job, Clock::time_point start, Status status, std::string trouble) {
-  GroupResult& result = results_[job];
-  result.status = status;
-  result.trouble = std::move(trouble);
-  result.milliseconds = Milliseconds(Clock::now() - start).count();
-  ++done_;
+void Pool::tryAlone(Room& room, std::size_t job) {
+  std::erase(room.jobs, job);
+  Room& own = rooms_.emplace_back();
+  own.jobs.push_back(job);
+  own.startsPrograms = room.startsPrograms;
 }
 
-// The group that the scan waits for; null when none is running.
-const kelGroupDef* Pool::longestRunning() const {
-  return workers_.empty() ? nullptr : jobs_[workers_.front().job].group;
-}
-
-void Pool::report(const kelGroupDef* running) const {
-  if (options_.progress) options_.progress(running, done_, static_cast<int>(jobs_.size()));
-}
-
-// The group is the worker and all that it started. Its leader is reaped only afterwards: until then
-// no other group can have its id.
-void Pool::killGroup(const Worker& worker) {
+// Kills the worker and all that it started. It is reaped only afterwards: until then no other group
+// can have its id.
+void Pool::dismiss(Worker& worker) {
   kill(-worker.process, SIGKILL);
-  guard_.workerEnded(worker.process);
+  if (guard_ && worker.room->startsPrograms) guard_->workerEnded(worker.process);
   killed_.push_back(worker.process);
+  --worker.room->workers;
+  worker.isDone = true;
+}
+
+// Tells which group the scan has waited for longest.
+void Pool::report() const {
+  if (!options_.progress) return;
+  const kelGroupDef* longest = nullptr;
+  auto since = Clock::time_point::max();
+  for (const Worker& worker : workers_) {
+    if (worker.isDone || !worker.inHand || worker.start >= since) continue;
+    longest = jobs_[*worker.inHand].group;
+    since = worker.start;
+  }
+  options_.progress(longest, groupsDone_, groups_);
 }
 
 void Pool::bury() {
@@ -257,7 +412,9 @@ void Pool::bury() {
 
 // Leaves no worker behind.
 void Pool::end() {
-  for (const Worker& worker : workers_) killGroup(worker);
+  for (Worker& worker : workers_) {
+    if (!worker.isDone) dismiss(worker);
+  }
   workers_.clear();
   const auto patience = Clock::now() + kBurialPatience;
   for (bury(); !killed_.empty() && Clock::now() < patience; bury()) await(patience);

@@ -3,14 +3,14 @@
 #include <invscan/base/File.h>
 #include <invscan/base/OrvCfg.h>
 #include <invscan/catalogue.h>
+#include <invscan/collectors.h>
 #include <invscan/groups.h>
 #include <invscan/hwconfig.h>
 #include <invscan/smbios.h>
 
 #include "log/Trace.h"
 
-using invscan::Trace;
-
+namespace invscan {
 namespace {
 
 template <class Group>
@@ -18,25 +18,49 @@ KelGroup* make() {
   return new Group;
 }
 
-// Every collector has its line here.
-constexpr struct {
-  unsigned long id;
-  KelGroup* (*make)();
-} kCollectors[] = {
-    {3, make<MemoryGroup>},         {4, make<OperatingSystemGroup>},
-    {15, make<RegionalGroup>},      {19, make<UnixSystemParamsGroup>},
-    {20, make<ScanInfoGroup>},      {24, make<SMBIOSGroup>},
-    {31, make<MemoryModulesGroup>}, {46, make<CpuMeterGroup>},
-    {47, make<UnixCpuMeterGroup>},
+// Every collector has its line here, and nowhere else.
+constexpr Collector kCollectors[] = {
+    {3, make<MemoryGroup>, kNeedsFirmware},
+    {4, make<OperatingSystemGroup>, kNeedsPrograms},
+    {15, make<RegionalGroup>, kNeedsNothing},
+    {19, make<UnixSystemParamsGroup>, kNeedsPrograms},
+    {20, make<ScanInfoGroup>, kNeedsNothing},
+    {24, make<SMBIOSGroup>, kNeedsFirmware},
+    {31, make<MemoryModulesGroup>, kNeedsFirmware},
+    {46, make<CpuMeterGroup>, kNeedsNothing},
+    {47, make<UnixCpuMeterGroup>, kNeedsNothing},
 };
 
 }  // namespace
+
+std::span<const Collector> collectors() {
+  return kCollectors;
+}
+
+const Collector* findCollector(unsigned long id) {
+  for (const Collector& collector : kCollectors) {
+    if (collector.id == id) return &collector;
+  }
+  return nullptr;
+}
+
+}  // namespace invscan
+
+using namespace invscan;
 
 GroupFactory* GroupFactory::singleton_ = nullptr;
 
 GroupFactory* GroupFactory::getInstance() {
   if (!singleton_) singleton_ = new GroupFactory;
   return singleton_;
+}
+
+// Every group that can be handed out has its list from the start: a look-up inserts nothing, and a
+// group that was handed out sees what a later load brings.
+GroupFactory::GroupFactory() {
+  for (const Collector& collector : kCollectors) {
+    groupAttributes_[getGroupNameFromId(collector.id)];
+  }
 }
 
 GroupFactory::~GroupFactory() {
@@ -70,10 +94,8 @@ int GroupFactory::getAllGroups(std::list<String>& names) {
 KelGroup* GroupFactory::getKELGroup(unsigned long id) {
   const Trace trace(getCcLogHw(), "getKELGroup()");
   trace.at().mid("hardware %s %d", "Table id =", static_cast<int>(id));
-  KelGroup* group = nullptr;
-  for (const auto& collector : kCollectors) {
-    if (collector.id == id) group = collector.make();
-  }
+  const Collector* collector = findCollector(id);
+  KelGroup* group = collector ? collector->make() : nullptr;
   trace.at().mid("hardware %s %d", "Finished group =", static_cast<int>(id));
   return group;
 }
@@ -87,7 +109,7 @@ KelGroup* GroupFactory::getGroup(const String& name) {
   if (group) {
     group->setCpuThreshold(&cpuThreshold_);
     group->setGlobalAttrs(&globalAttributes_);
-    group->setGroupAttrs(&groupAttributes_[name]);
+    group->setGroupAttrs(&groupAttributes_.find(name)->second);
   }
   trace.at().mid("hardware groupId=%ld", static_cast<long>(id));
   return group;

@@ -1,6 +1,8 @@
 #include <atomic>
 #include <cstdio>
+#include <memory>
 #include <string>
+#include <utility>
 
 #include <invscan/base/OrvCfg.h>
 #include <invscan/helper.h>
@@ -37,32 +39,77 @@ void keep(KeptAnswers& kept, const Machine* asked, VtExecInfo* info) {
   }
 }
 
-VtExecInfo* runCpuid() {
+// Output that a host was given by another of its processes.
+struct GivenOutput {
+  const Machine* machine;
+  std::string text;
+  Access how;
+};
+
+struct Helper {
+  const char* name;
+  HelperOutput (*run)();
+  KeptAnswers kept;
+  std::atomic<const GivenOutput*> given;
+};
+
+HelperOutput runCpuid() {
   const std::string directory = OrvCfg::getKey("common_trace_path").toNarrow();
-  if (!canListDirectory(directory)) return vtExecCommand("cpuid", nullptr, nullptr);
-  return vtExecCommand("cpuid", "-d", (directory + "/traceORV_cpuid.log").c_str());
+  if (!canListDirectory(directory)) return machine().runHelper("cpuid", nullptr, nullptr);
+  const std::string trace = directory + "/traceORV_cpuid.log";
+  return machine().runHelper("cpuid", "-d", trace.c_str());
 }
 
-VtExecInfo* runDiskScan() {
-  return vtExecCommand("diskscan", nullptr, nullptr);
+HelperOutput runDiskScan() {
+  return machine().runHelper("diskscan", nullptr, nullptr);
 }
 
-VtExecInfo* askOnce(KeptAnswers& kept, VtExecInfo* (*run)(), const Trace& trace) {
+Helper cpuidHelper{"cpuid", runCpuid, {}, {}};
+Helper diskScanHelper{"diskscan", runDiskScan, {}, {}};
+
+Helper* findHelper(const std::string& name) {
+  for (Helper* const helper : {&cpuidHelper, &diskScanHelper}) {
+    if (helper->name == name) return helper;
+  }
+  return nullptr;
+}
+
+VtExecInfo* takeAnswer(Helper& helper, const Machine* asked) {
+  const std::unique_ptr<const GivenOutput> given(helper.given.exchange(nullptr));
+  if (given && given->machine == asked) {
+    noteAccess(given->how.source, given->how.outcome, given->how.milliseconds);
+    return readAnswer(given->text);
+  }
+  const HelperOutput output = helper.run();
+  return output.started ? readAnswer(output.text) : nullptr;
+}
+
+VtExecInfo* askOnce(Helper& helper, const Trace& trace) {
   const Machine* asked = &machine();
-  if (VtExecInfo* known = find(kept, asked)) return known;
-  VtExecInfo* info = run();
+  if (VtExecInfo* known = find(helper.kept, asked)) return known;
+  VtExecInfo* info = takeAnswer(helper, asked);
   if (info) {
     trace.at().max("[I] VT command executed, rc=%d", info->result);
-    keep(kept, asked, info);
+    keep(helper.kept, asked, info);
   } else {
     trace.at().min("[E] %s", "Could not execute VT command!");
   }
   return info;
 }
 
-KeptAnswers cpuidAnswers, diskScanAnswers;
-
 }  // namespace
+
+std::string askHelper(const std::string& name) {
+  const Helper* const helper = findHelper(name);
+  return helper ? helper->run().text : std::string();
+}
+
+void giveHelperOutput(const std::string& name, std::string output, const Access& how) {
+  Helper* const helper = findHelper(name);
+  if (!helper) return;
+  delete helper->given.exchange(new GivenOutput{&machine(), std::move(output), how});
+}
+
 }  // namespace invscan
 
 VtExecInfo* vtExecCommand(const char* command, const char* arguments, const char* tracePath) {
@@ -74,12 +121,12 @@ VtExecInfo* vtExecCommand(const char* command, const char* arguments, const char
 
 VtExecInfo* getCpuidVT() {
   const invscan::Trace trace(getCcLogHw(), "getCpuidVT()");
-  return invscan::askOnce(invscan::cpuidAnswers, invscan::runCpuid, trace);
+  return invscan::askOnce(invscan::cpuidHelper, trace);
 }
 
 VtExecInfo* getDiskScanVT() {
   const invscan::Trace trace(getCcLogHw(), "getDiskScanVT()");
-  return invscan::askOnce(invscan::diskScanAnswers, invscan::runDiskScan, trace);
+  return invscan::askOnce(invscan::diskScanHelper, trace);
 }
 
 int vtExecTest(const char* command) {

@@ -92,10 +92,11 @@ String familyByHelper() {
     }
     return "Unknown";
   }
-  const VtVariant* family = vtGetValue(answer, "ProcessorTable.Processor", "Family");
+  const VtVariant* const value = vtGetValue(answer, "ProcessorTable.Processor", "Family");
+  const char* const family = vtGetValue(value, static_cast<const char*>(nullptr));
   if (!family) return "Unknown";
   trace.at().mid("found Family using CPUID");
-  return vtGetValue(family, "");
+  return family;
 }
 
 }  // namespace

@@ -1,0 +1,102 @@
+#include "agent/scan/HelperErrand.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <utility>
+
+#include <invscan/helper.h>
+#include <invscan/machine.h>
+
+#include "agent/StartUp.h"
+#include "base/ChildPipe.h"
+
+namespace invscan::agent {
+namespace {
+
+constexpr std::size_t kOutputLimit = 64 << 20;
+
+// What the file begins with, once all that follows is there.
+struct Head {
+  bool isWhole = false;
+  double milliseconds = 0;
+};
+
+// What our own helper tells of a capture; empty when it cannot.
+std::string tellOfCapture(const std::string& name, const std::string& capture) {
+  const std::string program = helperPath(name);
+  Pipe pipe = makePipe();
+  const pid_t child = pipe && !program.empty() ? fork() : -1;
+  if (child == 0) {
+    // The other streams are empty ones already, but what it complains about would be ours.
+    dup2(pipe.writeEnd.get(), STDOUT_FILENO);
+    dup2(STDIN_FILENO, STDERR_FILENO);
+    execl(program.c_str(), name.c_str(), "--machine", capture.c_str(), nullptr);
+    _exit(127);
+  }
+  pipe.writeEnd.close();
+  if (child < 0) return "";
+  std::string output;
+  const bool isRead = readAll(pipe.readEnd.get(), output, kOutputLimit + 1);
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  return isRead && output.size() <= kOutputLimit ? output : "";
+}
+
+// Not by the file's own offset: all workers share that.
+std::string readFrom(int file, off_t offset) {
+  struct stat status = {};
+  fstat(file, &status);
+  const off_t rest = std::max<off_t>(status.st_size - offset, 0);
+  std::string text(std::min(static_cast<std::size_t>(rest), kOutputLimit), '\0');
+  std::size_t done = 0;
+  while (done < text.size()) {
+    const ssize_t count =
+        pread(file, text.data() + done, text.size() - done, offset + static_cast<off_t>(done));
+    if (count <= 0) break;
+    done += static_cast<std::size_t>(count);
+  }
+  text.resize(done);
+  return text;
+}
+
+}  // namespace
+
+HelperErrand::HelperErrand(std::string name, unsigned need, std::string capture)
+    : name_(std::move(name)),
+      need_(need),
+      capture_(std::move(capture)),
+      file_(memfd_create("helper", MFD_CLOEXEC)) {
+}
+
+void HelperErrand::run() const {
+  const auto start = std::chrono::steady_clock::now();
+  std::string output = askHelper(name_);
+  if (output.empty() && !capture_.empty()) output = tellOfCapture(name_, capture_);
+  const std::chrono::duration<double, std::milli> spent = std::chrono::steady_clock::now() - start;
+  const Head head{true, spent.count()};
+  const Head none;
+  const bool isKept =
+      writeAll(file_.get(), {reinterpret_cast<const char*>(&none), sizeof none}) &&
+      writeAll(file_.get(), output) &&
+      pwrite(file_.get(), &head, sizeof head, 0) == static_cast<ssize_t>(sizeof head);
+  if (!isKept) _exit(1);
+}
+
+void HelperErrand::deliver() const {
+  Head head;
+  const bool isWhole =
+      pread(file_.get(), &head, sizeof head, 0) == static_cast<ssize_t>(sizeof head) &&
+      head.isWhole;
+  std::string output = isWhole ? readFrom(file_.get(), sizeof head) : "";
+  const char* const outcome = !isWhole ? "gave no answer" : output.empty() ? "printed nothing" : "ok";
+  giveHelperOutput(name_, std::move(output), {"helper " + name_, outcome, head.milliseconds});
+}
+
+}  // namespace invscan::agent
