@@ -153,6 +153,15 @@ def findings(text, name):
                         for place, header in wrong_includes(text, pattern))
 
 
+def missing_headers(public):
+    """Public headers that the one for everything leaves out."""
+    everything = (public / "invscan.h").read_text()
+    for header in sorted(public.rglob("*.h")):
+        name = f"<invscan/{header.relative_to(public).as_posix()}>"
+        if header.name not in ("invscan.h", "export.h") and name not in everything:
+            yield f"{public}/invscan.h:1: lacks {name}"
+
+
 def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
@@ -160,7 +169,9 @@ def main():
     root = pathlib.Path(sys.argv[1])
     sources = sorted(path for path in root.rglob("*") if path.suffix in (".cpp", ".h"))
     assert sources, f"no sources below {root}"
-    found = 0
+    missing = list(missing_headers(root.parent / "include/invscan"))
+    found = len(missing)
+    print(*missing, sep="\n", end="\n" * bool(missing))
     for source in sources:
         text = source.read_text()
         for place, message in sorted(findings(text, source.relative_to(root).as_posix())):

@@ -1,6 +1,15 @@
-// Everything that libinvscan offers.
+// Everything that libinvscan offers, the platform layer included.
 #pragma once
 
+#include <invscan/base/CcLogWrapper.h>
+#include <invscan/base/CpuThreshold.h>
+#include <invscan/base/Event.h>
+#include <invscan/base/File.h>
+#include <invscan/base/Object.h>
+#include <invscan/base/OrvCfg.h>
+#include <invscan/base/String.h>
+#include <invscan/base/Thread.h>
+#include <invscan/base/Xml.h>
 #include <invscan/catalogue.h>
 #include <invscan/collectors.h>
 #include <invscan/factory.h>

@@ -125,6 +125,8 @@ constexpr Field<Processor> kProcessorFields[] = {
     {"External clock", measure<&Processor::getExternalClock, kMegahertz>},
     {"Maximum speed", measure<&Processor::getMaxSpeed, kMegahertz>},
     {"Current speed", measure<&Processor::getCurrentSpeed, kMegahertz>},
+    {"Cores", measure<&Processor::getCoreCount, kNoUnit>},
+    {"Threads", measure<&Processor::getThreadCount, kNoUnit>},
     {"Status", bits<&Processor::getStatus>},
     {"Upgrade", named<&Processor::getUpgrade, kProcessorUpgrades>},
     {"Serial number", text<&Processor::getSerialNumber>},
