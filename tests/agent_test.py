@@ -282,6 +282,22 @@ class Troubles(AgentTest):
                 self.assertEqual(run.stdout, b"")
                 self.assert_fails(run, 2, words)
 
+    def test_unknown_settings_are_told(self):
+        store = self.store("s.conf", "config_dirr = x\nhosts_own = 7\n[hwscanner]\nTimeout = 7\n"
+                           "odd = 8\n[hwscaner]\ntimeout = 9\n[host]\ntimeout = 8\n")
+        run = self.run_agent("list", "--config", store)
+        self.assertEqual((run.returncode, run.stderr.decode()), (0, "".join(
+            f"invscan: {store}:{line}: unknown key {rest}\n" for line, rest in (
+                (1, '"config_dirr"; did you mean "config_dir"?'),
+                (4, '"hwscanner.Timeout"; did you mean "hwscanner.timeout"?'),
+                (5, '"hwscanner.odd"'),
+                (7, '"hwscaner.timeout"; did you mean "hwscanner.timeout"?')))))
+        sources = "".join(path.read_text() for path in (SOURCE / "src").rglob("*.cpp"))
+        keys = set(re.findall(r'OrvCfg::[gs]etKey\("([^"]+)"', sources))
+        self.assertIn("agent.redact_key", keys)
+        known = self.store("known.conf", "".join(f"{key} =\n" for key in sorted(keys)))
+        self.answer("list", "--config", known)
+
     def test_a_group_that_hangs_is_left_out(self):
         machine = self.make_machine(
             "hanging", MACHINE | {"commands": [{"line": "/sbin/runlevel", "hang": True}]}, FILES)

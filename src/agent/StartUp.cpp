@@ -8,13 +8,19 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <map>
+#include <string_view>
+#include <vector>
 
 #include <invscan/base/CcLogWrapper.h>
 #include <invscan/base/OrvCfg.h>
 #include <invscan/machine.h>
 
 #include "agent/Failure.h"
+#include "agent/Names.h"
+#include "agent/Output.h"
 #include "agent/Text.h"
+#include "base/ConfigurationFile.h"
 #include "base/Descriptor.h"
 
 namespace invscan::agent {
@@ -59,6 +65,32 @@ void setTrace(const Options& options) {
   CcLogWrapper::setSink(sink, options.trace);
 }
 
+// The store is also that of hosts of the library, which keep what they like in sections of their
+// own, and above all sections. There, only what looks like a slip is worth a line.
+bool isWorthALine(std::string_view key, const std::string& suggested) {
+  const std::size_t dot = key.find('.');
+  if (dot == key.npos) return !suggested.empty();
+  return nearest(key.substr(0, dot), {"agent", "hwscanner"}) != nullptr;
+}
+
+// An unknown key stops nothing: another version may know it.
+void warnOfUnknownKeys() {
+  const std::vector<const char*> known = {
+      "agent.redact_key",       "common_trace_path", "config_dir",       "hwscanner.config_file",
+      "hwscanner.cputhreshold", "hwscanner.sources", "hwscanner.timeout"};
+  const ConfigurationFile& file = configurationFile();
+  std::map<int, std::string> complaints;  // by line
+  for (const auto& [key, entry] : file.entries) {
+    if (std::find(known.begin(), known.end(), key) != known.end()) continue;
+    const std::string suggested = suggestion(key, known);
+    if (!isWorthALine(key, suggested)) continue;
+    complaints[entry.line] = "unknown key \"" + key + "\"" + suggested;
+  }
+  for (const auto& [line, complaint] : complaints) {
+    reportLine(file.path + ":" + std::to_string(line) + ": " + complaint);
+  }
+}
+
 void setDefault(const char* key, const char* value) {
   if (OrvCfg::getKey(key).isEmpty()) OrvCfg::setKey(key, value);
 }
@@ -66,6 +98,7 @@ void setDefault(const char* key, const char* value) {
 void setStore(const Options& options) {
   if (!options.config.empty()) OrvCfg::load(options.config);
   if (OrvCfg::getError() != 0) throw Failure(OrvCfg::getErrorText());
+  warnOfUnknownKeys();
   if (options.classic) OrvCfg::setKey("hwscanner.sources", "classic");
   setDefault("hwscanner.sources", "native");
   setDefault("config_dir", "/etc/invscan");

@@ -6,7 +6,9 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <utility>
 
+#include "base/ConfigurationFile.h"
 #include "base/IniText.h"
 #include "base/RegularFile.h"
 
@@ -17,6 +19,7 @@ constexpr const char* kDefaultPath = "/etc/invscan/invscan.conf";
 constexpr std::size_t kLargestFile = 1 << 20;
 
 struct Store {
+  ConfigurationFile file;
   std::map<std::string, String> keys;
   int error = 0;
   std::string errorText;
@@ -42,15 +45,16 @@ std::optional<IniError> wrongValue(const IniEntries& entries) {
 }
 
 Store storeOf(const std::string& path, const std::string& text, int error) {
-  if (error != 0) return {{}, error, unreadableText(path, error)};
+  if (error != 0) return {{}, {}, error, unreadableText(path, error)};
   IniEntries entries;
   std::optional<IniError> wrong = parseIni(text, entries);
   if (!wrong) wrong = wrongValue(entries);
   if (wrong) {
-    return {{}, EINVAL, path + ":" + std::to_string(wrong->line) + ": " + wrong->message};
+    return {{}, {}, EINVAL, path + ":" + std::to_string(wrong->line) + ": " + wrong->message};
   }
   Store loaded;
   for (const auto& [key, entry] : entries) loaded.keys.emplace(key, entry.value);
+  loaded.file = {path, std::move(entries)};
   return loaded;
 }
 
@@ -74,6 +78,11 @@ Store& loadedStore() {
 }
 
 }  // namespace
+
+const ConfigurationFile& configurationFile() {
+  return loadedStore().file;
+}
+
 }  // namespace invscan
 
 int OrvCfg::load(const std::string& path) {
