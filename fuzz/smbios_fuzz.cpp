@@ -59,6 +59,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                     data[2], data[0] | data[1] << 8);
   table.parseData();
   readAll(table);
+  readAll(*invscan::decodeStructures(bytes, data[2], data[0] | data[1] << 8, true));
   if (bytes.size() < kEntryPoint) return 0;
   const auto native =
       invscan::decodeFirmwareTables(bytes.substr(0, kEntryPoint), bytes.substr(kEntryPoint));

@@ -8,8 +8,8 @@
 // By default a table is read as hosts know it from this library, oddities included; they are told
 // at their functions. With hwscanner.sources = native in the store the shared table comes from
 // /sys/firmware/dmi/tables where the kernel has it, and is read by the letter of the standard
-// instead: a native table, as decodeFirmwareTables() makes one too. Other tables from a buffer, and
-// those from a dump file, are never native.
+// instead: a native table, as decodeFirmwareTables() and decodeStructures() make too. Tables that
+// hosts make themselves, of a buffer or a dump file, are never native.
 //
 // Texts that are returned as char* belong to the record, which belongs to its table, unless a
 // function says otherwise. Records are read-only once parsed and may be read from several threads,
@@ -597,5 +597,17 @@ namespace invscan {
 // the entry point is not valid.
 INVSCAN_EXPORT std::unique_ptr<SMBIOSTable> decodeFirmwareTables(const std::string& entryPoint,
                                                                  const std::string& structures);
+
+// The parsed table of structures that stand one behind the other without an entry point, as in a
+// text dump. The revision is getRevision() of the table that they were taken from: the version word
+// major * 256 + minor, or one byte of BCD. The count is getNumTables(); in a native table 0 means
+// all that are there. A table that is not native is read as hosts know it, and so is its revision.
+// Beyond 16 MiB there is nothing.
+INVSCAN_EXPORT std::unique_ptr<SMBIOSTable> decodeStructures(const std::string& structures,
+                                                             unsigned revision, int count,
+                                                             bool native);
+
+// The text that writeBytesToFile() writes.
+INVSCAN_EXPORT std::string textDump(const SMBIOSTable& table);
 
 }  // namespace invscan

@@ -1,7 +1,6 @@
 #include "agent/smbios/SmbiosDump.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -39,7 +38,7 @@ std::string readWhole(const std::string& file) {
 constexpr std::string_view kFirstLabel = "SMBIOS File Format=";
 
 struct Dump {
-  unsigned count = 0;
+  int count = 0;
   unsigned revision = 0;
   std::string structures;
 };
@@ -54,7 +53,7 @@ class TextDumpReader {
     if (format != kFormat) fail("of format " + std::to_string(format) + ", and only 1 is known");
     const unsigned length = field("SMBIOS Length=", kLargestTable);
     Dump dump;
-    dump.count = field("SMBIOS NumTables=", kLargestTable);
+    dump.count = static_cast<int>(field("SMBIOS NumTables=", kLargestTable));
     dump.revision = field("SMBIOS Revision=", 0xFFFF);
     label("SMBIOS Data=");
     dump.structures.reserve(length);
@@ -110,58 +109,6 @@ class TextDumpReader {
   std::string_view rest_;
 };
 
-// The library reads and writes dumps by file name, does not tell whether it could write, and ends
-// the process when it does not like what it reads: it gets a file in memory, and what it gets to
-// see has passed the reader above.
-struct FileInMemory {
-  Descriptor descriptor{memfd_create("dump", MFD_CLOEXEC)};
-  std::string path = "/proc/self/fd/" + std::to_string(descriptor.get());
-};
-
-// The name is for the failure.
-std::string textDumpOf(const SMBIOSTable& table, const std::string& name) {
-  FileInMemory file;
-  std::string text;
-  returnFromFailedWrites();
-  const bool isRead = file.descriptor && table.writeBytesToFile(file.path.data()) == 1 &&
-                      readAll(file.descriptor.get(), text, kLargestFile);
-  if (!isRead) throw Failure(name + ": no memory for the dump");
-  TextDumpReader(name, text).read();
-  return text;
-}
-
-std::unique_ptr<SMBIOSTable> readClassic(const std::string& textDump, const std::string& name) {
-  FileInMemory file;
-  if (!file.descriptor || !writeAll(file.descriptor.get(), textDump)) {
-    throw Failure(name + ": no memory for the dump");
-  }
-  auto table = std::make_unique<SMBIOSTable>(file.path.data());
-  table->parseData();
-  return table;
-}
-
-void append(std::string& bytes, std::uint64_t value, int count) {
-  for (; count-- > 0; value >>= 8) bytes += static_cast<char>(value & 0xFF);
-}
-
-// A text dump has none. One that announces the number of structures, where that form can.
-std::string entryPointFor(const Dump& dump) {
-  const auto [major, minor] = versionOf(dump.revision);
-  const std::size_t length = dump.structures.size();
-  std::string entryPoint;
-  if (length > 0xFFFF || dump.count > 0xFFFF) {
-    entryPoint = std::string("_SM3_\0\x18", 7);
-    append(entryPoint, major | minor << 8, 5);
-    append(entryPoint, length, 12);
-  } else {
-    entryPoint = std::string("_SM_\0\x1F", 6);
-    append(entryPoint, major | minor << 8, 0x16 - 6);
-    append(entryPoint, length, 6);
-    append(entryPoint, dump.count, 3);
-  }
-  return entryPoint;
-}
-
 constexpr std::size_t kEntryPointSize = 32;
 
 struct EntryPointForm {
@@ -204,29 +151,31 @@ std::string structuresOf(const std::string& file, const std::string& bytes,
   return structures;
 }
 
-}  // namespace
-
-SmbiosVersion versionOf(unsigned revision) {
-  if (revision < 0x100) return {revision >> 4, revision & 0xF};
-  return {revision >> 8, revision & 0xFF};
+std::unique_ptr<SMBIOSTable> readAsHostsKnowIt(const SMBIOSTable& table) {
+  const std::string structures(reinterpret_cast<const char*>(table.getData()),
+                               static_cast<std::size_t>(table.getTotalLength()));
+  return decodeStructures(structures, table.getRevision(), table.getNumTables(), false);
 }
+
+}  // namespace
 
 std::unique_ptr<SMBIOSTable> readDump(const std::string& file, bool classic) {
   const std::string bytes = readWhole(file);
-  const bool isText = bytes.starts_with(kFirstLabel);
   std::unique_ptr<SMBIOSTable> table;
-  if (isText) {
+  if (bytes.starts_with(kFirstLabel)) {
     const Dump dump = TextDumpReader(file, bytes).read();
-    table = decodeFirmwareTables(entryPointFor(dump), dump.structures);
+    table = decodeStructures(dump.structures, dump.revision, dump.count, !classic);
   } else if (const EntryPointForm* form = entryPointForm(bytes)) {
     table =
         decodeFirmwareTables(bytes.substr(0, kEntryPointSize), structuresOf(file, bytes, *form));
+    if (table && classic) table = readAsHostsKnowIt(*table);
   } else {
     throw Failure(file + ": neither a text dump nor an entry point with its table");
   }
-  if (!table) throw Failure(file + ": not a usable dump: the table is empty");
-  if (!classic) return table;
-  return readClassic(isText ? bytes : textDumpOf(*table, file), file);
+  if (!table || table->getTotalLength() == 0) {
+    throw Failure(file + ": not a usable dump: the table is empty");
+  }
+  return table;
 }
 
 void writeDump(const std::string& file, const SMBIOSTable& table, bool replace) {
@@ -236,7 +185,8 @@ void writeDump(const std::string& file, const SMBIOSTable& table, bool replace) 
     throw Failure(file + ": not a regular file; --dump writes nothing else");
   }
   if (isThere && !replace) throw Failure(file + ": is there already; --force replaces it");
-  const std::string text = textDumpOf(table, file);
+  const std::string text = textDump(table);
+  returnFromFailedWrites();
   replace ? replaceFile(file, text, kOwnerOnly) : makeFile(file, text, kOwnerOnly);
 }
 

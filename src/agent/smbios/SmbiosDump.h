@@ -8,13 +8,6 @@
 
 namespace invscan::agent {
 
-// The version that a table's revision stands for: major * 256 + minor, or in tables that a host
-// made of a buffer one byte of BCD.
-struct SmbiosVersion {
-  unsigned major, minor;
-};
-SmbiosVersion versionOf(unsigned revision);
-
 // The parsed table in a file: a text dump, or a binary one, which begins with an entry point and
 // has the table where that says or at offset 32. Read by the letter of the standard, or by the
 // rules that hosts know when classic is set. Throws Failure for a file that is neither, or not

@@ -7,7 +7,6 @@
 
 #include "agent/Text.h"
 #include "agent/smbios/ProcessorNames.h"
-#include "agent/smbios/SmbiosDump.h"
 #include "agent/smbios/SmbiosFields.h"
 #include "agent/smbios/SmbiosNames.h"
 
@@ -300,8 +299,8 @@ std::string all(const std::string& title, int total, Get get, const Fields& fiel
 }
 
 std::string head(const SMBIOSTable& table) {
-  const auto [major, minor] = versionOf(table.getRevision());
-  return "SMBIOS " + std::to_string(major) + "." + std::to_string(minor) + ", " +
+  return "SMBIOS " + std::to_string(table.getMajorVersion()) + "." +
+         std::to_string(table.getMinorVersion()) + ", " +
          counted(static_cast<std::size_t>(table.getNumTables()), "structure") + " in " +
          counted(static_cast<std::size_t>(table.getTotalLength()), "byte") + "\n";
 }

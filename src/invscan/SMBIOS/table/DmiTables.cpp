@@ -36,6 +36,11 @@ void cut(std::string& structures, std::size_t length) {
 
 }  // namespace
 
+std::pair<unsigned, unsigned> versionOf(unsigned revision) {
+  if (revision < 0x100) return {revision >> 4, revision & 0xF};
+  return {revision >> 8, revision & 0xFF};
+}
+
 std::optional<DmiTables> decodeEntryPoint(std::string_view entryPoint, std::string structures) {
   const TableView bytes(reinterpret_cast<const unsigned char*>(entryPoint.data()),
                         entryPoint.size());
@@ -57,6 +62,15 @@ std::optional<DmiTables> decodeEntryPoint(std::string_view entryPoint, std::stri
     return std::nullopt;
   }
   if (tables.structures.empty()) return std::nullopt;
+  return tables;
+}
+
+DmiTables announcedTables(std::string structures, unsigned major, unsigned minor, int count) {
+  DmiTables tables;
+  tables.structures = std::move(structures);
+  cut(tables.structures, kLargestTable);
+  setVersion(tables, major, minor);
+  setCount(tables, count);
   return tables;
 }
 

@@ -2,9 +2,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <string>
 
 #include <invscan/smbios.h>
 
+#include "base/Hex.h"
 #include "invscan/SMBIOS/table/TableReader.h"
 
 using namespace invscan;
@@ -44,15 +46,26 @@ int SMBIOSTable::readBytesFromFile(char* path) {
 int SMBIOSTable::writeBytesToFile(char* path) const {
   const FilePtr file(fopen(path, "w"), fclose);
   if (!file) return 0;
-  std::fprintf(file.get(), "SMBIOS File Format=0x%04X\n", kFormat);
-  std::fprintf(file.get(), "SMBIOS Length=0x%04X\n", static_cast<unsigned>(totalLength_));
-  std::fprintf(file.get(), "SMBIOS NumTables=0x%04X\n", static_cast<unsigned>(numTables_));
-  std::fprintf(file.get(), "SMBIOS Revision=0x%02X\n", revision_);
-  std::fprintf(file.get(), "SMBIOS Data=");
-  for (int at = 0; at < totalLength_; ++at) {
-    if (at % kBytesPerLine == 0) std::fprintf(file.get(), "\n");
-    std::fprintf(file.get(), "0x%02X ", data_[static_cast<std::size_t>(at)]);
-  }
-  std::fprintf(file.get(), "\n");
+  const std::string text = textDump(*this);
+  std::fwrite(text.data(), 1, text.size(), file.get());
   return 1;
+}
+
+std::string invscan::textDump(const SMBIOSTable& table) {
+  char head[200];
+  std::snprintf(head, sizeof head,
+                "SMBIOS File Format=0x%04X\n"
+                "SMBIOS Length=0x%04X\n"
+                "SMBIOS NumTables=0x%04X\n"
+                "SMBIOS Revision=0x%02X\n"
+                "SMBIOS Data=",
+                kFormat, static_cast<unsigned>(table.getTotalLength()),
+                static_cast<unsigned>(table.getNumTables()), table.getRevision());
+  std::string text = head;
+  for (int at = 0; at < table.getTotalLength(); ++at) {
+    text += at % kBytesPerLine == 0 ? "\n0x" : "0x";
+    appendHex(text, table.getData() + at, 1, kUpperHex);
+    text += ' ';
+  }
+  return text += '\n';
 }

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <tuple>
 
 #include <invscan/smbios.h>
 
@@ -33,8 +34,7 @@ SMBIOSTable::SMBIOSTable(unsigned char* data, int length, unsigned char revision
   TableReader(*this).allocate(length);
   if (totalLength_ > 0) std::memcpy(data_.get(), data, static_cast<std::size_t>(totalLength_));
   revision_ = revision;
-  majorVersion_ = revision >> 4U;
-  minorVersion_ = revision & 0xFU;
+  std::tie(majorVersion_, minorVersion_) = versionOf(revision);
   numTables_ = numTables;
   available_ = true;
 }
@@ -124,6 +124,19 @@ std::unique_ptr<SMBIOSTable> invscan::decodeFirmwareTables(const std::string& en
   if (!tables) return nullptr;
   auto table = std::make_unique<SMBIOSTable>(nullptr, 0, 0, 0);
   TableReader(*table).take(*tables);
+  table->parseData();
+  return table;
+}
+
+std::unique_ptr<SMBIOSTable> invscan::decodeStructures(const std::string& structures,
+                                                       unsigned revision, int count, bool native) {
+  auto table = std::make_unique<SMBIOSTable>(nullptr, 0, 0, 0);
+  const auto [major, minor] = versionOf(revision);
+  if (native) {
+    TableReader(*table).take(announcedTables(structures, major, minor, count));
+  } else {
+    TableReader(*table).takeClassic(structures, revision, count);
+  }
   table->parseData();
   return table;
 }

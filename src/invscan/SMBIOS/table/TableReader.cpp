@@ -6,6 +6,7 @@
 #include <memory>
 #include <new>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include <invscan/physmem.h>
@@ -75,16 +76,28 @@ bool TableReader::readAnchor(const TableView& segment, int at) {
 }
 
 void TableReader::take(const DmiTables& tables) {
-  allocate(static_cast<int>(tables.structures.size()));
-  tables.structures.copy(reinterpret_cast<char*>(table_.data_.get()),
-                         static_cast<std::size_t>(table_.totalLength_));
+  copy(tables.structures);
   table_.majorVersion_ = tables.majorVersion;
   table_.minorVersion_ = tables.minorVersion;
   table_.revision_ = tables.majorVersion * 256 + tables.minorVersion;
   table_.native_ = true;
-  table_.available_ = true;
   table_.numTables_ = tables.count ? *tables.count : TableParser(table_).countStructures();
   traceData();
+}
+
+void TableReader::takeClassic(std::string_view structures, unsigned revision, int count) {
+  copy(structures.substr(0, kLargestTable));
+  std::tie(table_.majorVersion_, table_.minorVersion_) = versionOf(revision);
+  table_.revision_ = revision;
+  table_.numTables_ = count;
+  traceData();
+}
+
+void TableReader::copy(std::string_view structures) {
+  allocate(static_cast<int>(structures.size()));
+  structures.copy(reinterpret_cast<char*>(table_.data_.get()),
+                  static_cast<std::size_t>(table_.totalLength_));
+  table_.available_ = true;
 }
 
 void TableReader::traceData() const {

@@ -1,7 +1,7 @@
 // Fills a table with the firmware's bytes, from wherever they can be had.
 #pragma once
 
-#include <string>
+#include <string_view>
 
 #include <invscan/smbios.h>
 
@@ -21,9 +21,12 @@ class TableReader {
   void readFirmware();
   // What the kernel has, as a native table.
   void take(const DmiTables& tables);
+  // Structures from elsewhere, as hosts know them.
+  void takeClassic(std::string_view structures, unsigned revision, int count);
 
  private:
   bool readAnchor(const TableView& segment, int at);
+  void copy(std::string_view structures);
   void traceData() const;
 
   SMBIOSTable& table_;
