@@ -14,6 +14,8 @@
 // Names need not be unique among the children or the values of a node; order counts, and look-ups
 // take the first match, or the n-th where they are told. A tree is built by one thread; afterwards
 // any number of threads may look things up. Trees and all they hold live to the end of the process.
+// Nodes and values of a tree that was read may be linked elsewhere, but not deleted, and their
+// names may be shared: give one a name or text of its own rather than write into what it has.
 #pragma once
 
 #include <invscan/export.h>
@@ -51,7 +53,9 @@ struct INVSCAN_EXPORT VtVariant {
     wchar_t* wide;
     unsigned char* data;
   } value;
-  unsigned long length;  // bytes of data; has no meaning for other kinds
+  // Bytes of data. Has no meaning for other kinds and is not to be written there: in a tree that
+  // was read, the next value may begin in its place.
+  unsigned long length;
 };
 
 // A named node: its values, then its children, each in the order they were added.

@@ -1,13 +1,10 @@
 #include "common/text/Numbers.h"
 
-#include <algorithm>
 #include <charconv>
 #include <climits>
 #include <clocale>
 #include <cstdlib>
 #include <string>
-
-#include "base/Trim.h"
 
 namespace invscan {
 namespace {
@@ -23,7 +20,7 @@ locale_t cLocale() {
 }  // namespace
 
 std::optional<long> findInteger(std::string_view text) {
-  text = withoutLeading(text, " \t\n\v\f\r");
+  while (!text.empty() && isSpace(text.front())) text.remove_prefix(1);
   const bool isNegative = text.starts_with('-');
   const bool isSigned = isNegative || text.starts_with('+');
   const char* digits = text.data() + (isSigned ? 1 : 0);

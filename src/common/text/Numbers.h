@@ -6,6 +6,11 @@
 
 namespace invscan {
 
+// White space as the C locale has it.
+inline bool isSpace(char letter) {
+  return letter == ' ' || (letter >= '\t' && letter <= '\r');
+}
+
 // The decimal number at the front of a text, behind white space, or the nearest that fits; none
 // when there is no digit, for which the second form has 0.
 std::optional<long> findInteger(std::string_view text);

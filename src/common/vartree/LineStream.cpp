@@ -7,14 +7,11 @@
 
 namespace {
 
-// Ends a line at its first CR or NUL, and tells its length.
-unsigned long cut(char* line, unsigned long length) {
-  length = strnlen(line, length);
-  if (auto* end = static_cast<char*>(std::memchr(line, '\r', length))) {
-    *end = 0;
-    length = static_cast<unsigned long>(end - line);
-  }
-  return length;
+// Ends a terminated line at its first CR or NUL, and tells its length.
+unsigned long cut(char* line) {
+  char* end = strchrnul(line, '\r');
+  *end = 0;
+  return static_cast<unsigned long>(end - line);
 }
 
 // The next line of a stream's buffer, moved past its end; null when no line ends there.
@@ -26,13 +23,15 @@ char* takeLine(VtILineStream& stream, unsigned long& length) {
   if (!end) return nullptr;
   *end = 0;
   stream.position = stream.searched;
-  length = cut(line, static_cast<unsigned long>(end - line));
+  length = cut(line);
   return line;
 }
 
 char* takeRest(VtILineStream& stream, unsigned long& length) {
   if (stream.count == 0) return nullptr;
-  length = cut(stream.buffer, static_cast<unsigned long>(stream.count));
+  const auto isEnd = [](char letter) { return letter == '\r' || letter == 0; };
+  const char* end = std::find_if(stream.buffer, stream.buffer + stream.count, isEnd);
+  length = static_cast<unsigned long>(end - stream.buffer);
   stream.count = stream.searched = 0;
   return stream.buffer;
 }

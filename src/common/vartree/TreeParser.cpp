@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -12,16 +13,13 @@
 
 #include "common/text/Numbers.h"
 #include "common/vartree/Release.h"
+#include "common/vartree/TreeArena.h"
 #include "common/vartree/Utf8.h"
 
 namespace invscan {
 namespace {
 
 constexpr std::size_t kLongestLine = 102399;
-
-bool isSpace(char letter) {
-  return letter == ' ' || (letter >= '\t' && letter <= '\r');
-}
 
 bool isLetterOrDigit(char letter) {
   const char lower = static_cast<char>(letter | 0x20);
@@ -63,24 +61,23 @@ class TreeParser {
   int parse();
 
  private:
-  // Texts are parts of a line in the stream's buffer, where a terminator can be set behind each.
-  int parseLine(char* line, char* end);
+  int parseLine(std::string_view line);
   int closeNode();
-  int parseValue(char* line, char* end);
-  int parseKind(char kind, const char* name, char* text, char* end);
-  int addData(char kind, const char* name, std::string_view text);
+  int parseValue(std::string_view line);
+  int parseKind(char kind, std::string_view name, std::string_view text);
+  int addData(char kind, std::string_view name, std::string_view text);
   int add(VtVariant* variant);
 
   VtILineStream& in_;
+  TreeArena arena_;
   std::vector<VtNode*> open_;  // the root, and what was opened below it
   std::vector<unsigned char> bytes_;
   std::vector<wchar_t> wide_;
 };
 
-// Ends a text where it is no more UTF-8.
-char* cut(char* text, char* end) {
-  text[utf8Prefix({text, end})] = 0;
-  return text;
+// A text as far as it is UTF-8.
+std::string_view cut(std::string_view text) {
+  return text.substr(0, utf8Prefix(text));
 }
 
 // The count before the comma and the digits behind it, as bytes; false when there is no comma or
@@ -102,19 +99,20 @@ bool parseData(std::string_view text, std::vector<unsigned char>& bytes) {
 
 int TreeParser::parse() {
   unsigned long length = 0;
-  while (char* line = in_.nextInPlace(length)) {
-    char* end = line + std::min(length, kLongestLine);
-    const int error = parseLine(std::find_if_not(line, end, isSpace), end);
+  while (const char* line = in_.nextInPlace(length)) {
+    const char* end = line + std::min(length, kLongestLine);
+    while (line != end && isSpace(*line)) ++line;
+    const int error = parseLine({line, end});
     if (error != kVtParsed) return error;
   }
   return kVtParsed;
 }
 
-int TreeParser::parseLine(char* line, char* end) {
-  if (line == end || *line == ';') return kVtParsed;
-  if (*line == ')') return closeNode();
-  if (*line != '(') return isLetterOrDigit(*line) ? parseValue(line, end) : kVtBadLine;
-  open_.push_back(new VtNode(cut(line + 1, end)));
+int TreeParser::parseLine(std::string_view line) {
+  if (line.empty() || line.front() == ';') return kVtParsed;
+  if (line.front() == ')') return closeNode();
+  if (line.front() != '(') return isLetterOrDigit(line.front()) ? parseValue(line) : kVtBadLine;
+  open_.push_back(arena_.makeNode(cut(line.substr(1))));
   return kVtParsed;
 }
 
@@ -126,38 +124,44 @@ int TreeParser::closeNode() {
   return kVtParsed;
 }
 
-int TreeParser::parseValue(char* line, char* end) {
-  char* colon = std::find(line, end, ':');
-  char* equals = std::find(line, end, '=');
-  if (colon == end || equals == end || equals != colon + 2) return kVtBadValue;
-  *colon = 0;
-  return parseKind(colon[1], line, equals + 1, end);
+int TreeParser::parseValue(std::string_view line) {
+  const std::size_t colon = line.find(':');
+  if (colon == line.npos || line.find('=') != colon + 2) return kVtBadValue;
+  return parseKind(line[colon + 1], line.substr(0, colon), line.substr(colon + 3));
 }
 
-int TreeParser::parseKind(char kind, const char* name, char* text, char* end) {
+int TreeParser::parseKind(char kind, std::string_view name, std::string_view text) {
+  VtVariant* variant = nullptr;
   switch (kind) {
     case 'i':
-      return add(new VtVariant(name, integerOf(cut(text, end))));
+      variant = arena_.makeValue(name, kVtInteger);
+      variant->value.integer = integerOf(text);
+      return add(variant);
     case 's':
-      return add(new VtVariant(name, cut(text, end)));
+      variant = arena_.makeValue(name, kVtString);
+      variant->value.string = arena_.makeText(cut(text));
+      return add(variant);
     case 'f':
-      return add(new VtVariant(name, leadingReal(cut(text, end))));
+      variant = arena_.makeValue(name, kVtDouble);
+      variant->value.real = leadingReal(text);
+      return add(variant);
     case 'd':
     case 'u':
-      return addData(kind, name, {text, end});
+      return addData(kind, name, text);
     default:
       return kVtBadKind;
   }
 }
 
-int TreeParser::addData(char kind, const char* name, std::string_view text) {
+// Rare enough to be made one by one.
+int TreeParser::addData(char kind, std::string_view name, std::string_view text) {
   if (!parseData(text, bytes_)) return kVtBadData;
-  const VtData data{bytes_.data(), bytes_.size()};
-  if (kind == 'd') return add(new VtVariant(name, data.bytes, data.length));
+  const std::string terminated(name);
+  if (kind == 'd') return add(new VtVariant(terminated.c_str(), bytes_.data(), bytes_.size()));
   bytes_.push_back(0);
   wide_.resize(bytes_.size());
   utf8ToWideChar(wide_.data(), wide_.size(), bytes_.data());
-  return add(new VtVariant(name, wide_.data()));
+  return add(new VtVariant(terminated.c_str(), wide_.data()));
 }
 
 int TreeParser::add(VtVariant* variant) {

@@ -1,6 +1,8 @@
 #include "common/vartree/Utf8.h"
 
 #include <bit>
+#include <cstdint>
+#include <cstring>
 
 #include <invscan/vartree.h>
 
@@ -45,6 +47,16 @@ bool decode(const unsigned char*& text, wchar_t& character) {
   }
   character = static_cast<wchar_t>(bits);
   return true;
+}
+
+constexpr std::size_t kWordSize = sizeof(std::uint64_t);
+
+// Whether a text begins with as many bytes of ASCII as are looked at together.
+bool isAsciiWord(std::string_view text) {
+  std::uint64_t word = 0;
+  if (text.size() < kWordSize) return false;
+  std::memcpy(&word, text.data(), kWordSize);
+  return (word & 0x8080808080808080) == 0;
 }
 
 bool isContinuation(unsigned char byte) {
@@ -102,6 +114,10 @@ namespace invscan {
 std::size_t utf8Prefix(std::string_view text) {
   std::size_t length = 0;
   while (length < text.size()) {
+    if (isAsciiWord(text.substr(length))) {
+      length += kWordSize;
+      continue;
+    }
     const bool isAscii = static_cast<unsigned char>(text[length]) < 0x80;
     const std::size_t size = isAscii ? 1 : multibyteSize(text.substr(length));
     if (size == 0) break;

@@ -8,6 +8,7 @@
 #include <invscan/vartree.h>
 
 #include "common/vartree/Release.h"
+#include "common/vartree/TreeArena.h"
 
 namespace {
 
@@ -130,10 +131,17 @@ namespace invscan {
 namespace {
 
 void release(VtVariant* variant) {
+  if (TreeArena::made(variant)) return TreeArena::release(variant);
   delete[] variant->name;  // with the text behind it
   if (variant->kind == kVtWideString) delete[] variant->value.wide;
   if (variant->kind == kVtData) delete[] variant->value.data;
   delete variant;
+}
+
+void release(VtNode* node) {
+  if (TreeArena::made(node)) return TreeArena::release(node);
+  delete[] node->name;
+  delete node;
 }
 
 }  // namespace
@@ -148,8 +156,7 @@ void releaseTree(VtNode* root) {
     }
     if (node->lastChild) node->lastChild->next = node->next;
     VtNode* next = node->children ? node->children : node->next;
-    delete[] node->name;
-    delete node;
+    release(node);
     node = next;
   }
 }
