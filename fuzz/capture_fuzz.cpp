@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "invscan/machine/Capture.h"
+#include "invscan/machine/CaptureDocument.h"
 
 namespace {
 
@@ -27,9 +28,9 @@ Json written(const Question& question) {
 void checkFact(const PlainFacts::Fact& fact) {
   require(fact.answer || fact.hangs);
   if (!fact.answer) return;
-  const Json json = Json::parse(written(*fact.answer).dump());
+  const Json json = written(*fact.answer);
   const auto again = fact.answer->kind().make();
-  again->read(CaptureValue(json));
+  again->read(CaptureDocument(json.dump()).value());
   require(written(*again) == json);
   const auto taken = fact.answer->kind().make();
   taken->take(*again);
@@ -37,8 +38,8 @@ void checkFact(const PlainFacts::Fact& fact) {
 }
 
 void checkProgram(const CapturedProgram& program) {
-  const Json json = Json::parse(writeProgram("line", "", program).dump());
-  const CapturedProgram again = readProgram("line", CaptureValue(json));
+  const CaptureDocument document(writeProgram("line", "", program).dump());
+  const CapturedProgram again = readProgram("line", document.value());
   require(again.output == program.output && again.status == program.status);
 }
 

@@ -9,11 +9,11 @@
 
 #include <invscan/base/OrvCfg.h>
 #include <invscan/groups.h>
-#include <nlohmann/json.hpp>
 
 #include "../tests/TestMachine.h"
 #include "common/text/Lines.h"
 #include "common/vartree/Utf8.h"
+#include "invscan/machine/CaptureDocument.h"
 
 namespace {
 
@@ -84,9 +84,7 @@ class HostileMachine : public TestMachine {
   // As a capture holds it.
   void doAsk(Question& question) override {
     try {
-      const Json json = Json::parse(answer());
-      question.read(CaptureValue(json));
-    } catch (const Json::exception&) {
+      question.read(CaptureDocument(answer()).value());
     } catch (const CaptureError&) {
     }
   }

@@ -1,18 +1,24 @@
 // Captures as hostile input, and the way from a recording to its replay.
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <climits>
+#include <clocale>
 #include <cstdlib>
 #include <ctime>
 #include <functional>
+#include <latch>
+#include <thread>
 #include <tuple>
 
+#include <invscan/helper.h>
 #include <invscan/machine.h>
 #include <invscan/process.h>
 
 #include "Processes.h"
-#include "invscan/machine/Machine.h"
+#include "TestMachine.h"
 
 namespace invscan {
 namespace {
@@ -48,6 +54,12 @@ TEST_F(Captures, RefuseWhatIsMalformedByFileAndPlace) {
   expectRefused("", "line 1: not valid JSON");
   expectRefused("{\"capture\": 1,\n\"uname\": }", "line 2: not valid JSON");
   expectRefused("{\"capture\": 1, \"x\": " + std::string(200000, '['), "");
+  for (const char* value : {"tru", "01", "1.", "-", "1e", ".5", "'a'", "[1,]", "{\"a\": 1,}",
+                            "{1: 2}", "[1", "1 2", "\"\t\"", "\"\\x\"", "\"\\u12g4\"",
+                            "\"\\ud800\"", "\"\\udc00\\ud800\"", "\"\xc0\x80\"", "\"open"}) {
+    expectRefused("{\"capture\": 1,\n\"devices\": " + std::string(value) + "}",
+                  "line 2: not valid JSON");
+  }
   expectRefused("{}", "missing key capture");
   expectRefused("{\"capture\": 2}", "capture: this version reads format 1 only");
   const std::pair<const char*, const char*> cases[] = {
@@ -191,10 +203,11 @@ TEST_F(Captures, HoldWhatWasAskedAlsoInForkedChildren) {
 
 TEST_F(Captures, AnswerInTurnAndTheLastAgain) {
   write("machine.json", R"({"capture": 1,
+    "uname": {"hang": true},
     "cpuid": {"8000001D.00000003": ["00000001", "8000000A", "ffffffff", "00000000"]},
     "commands": [{"line": "cpuid", "output": "1"}, {"line": "other"},
                  {"line": "cpuid", "output_hex": "32FF", "status": 3}],
-    "helpers": [{"command": "cpuid", "output": "1"}, {"command": "cpuid", "output_hex": "00ff"},
+    "helpers": [{"command": "cpuid", "output": "1\u00fc\ud83d\ude00\n"}, {"command": "cpuid", "output_hex": "00ff"},
                 {"command": "diskscan", "hang": true}],
     "statvfs": {"/": {"f_blocks": 5}, "/x": {"result": -1}, "/y": {"f_blocks": 6}},
     "statvfs64": {"/y": {"f_blocks": 18446744073709551615}}})");
@@ -206,7 +219,7 @@ TEST_F(Captures, AnswerInTurnAndTheLastAgain) {
   EXPECT_FALSE(machine().cpuid(0x8000001D));
 
   EXPECT_EQ(machine().runCommand("cpuid").text, "1");
-  EXPECT_EQ(machine().runHelper("cpuid", nullptr, nullptr).text, "1") << "turns of its own";
+  EXPECT_EQ(machine().runHelper("cpuid", nullptr, nullptr).text, "1\u00fc\U0001F600\n");
   for (int i = 0; i < 2; ++i) {
     EXPECT_EQ(machine().runCommand("cpuid").text, "2\xff");
     EXPECT_EQ(machine().runHelper("cpuid", "-d", nullptr).text, std::string("\0\xff", 2));
@@ -216,12 +229,60 @@ TEST_F(Captures, AnswerInTurnAndTheLastAgain) {
   EXPECT_EQ(machine().runHelper("unknown", nullptr, nullptr).text, "");
   const auto hang = [] { machine().runHelper("diskscan", nullptr, nullptr), _exit(0); };
   EXPECT_EQ(execForked(hang, 1, nullptr), -1) << "it waits";
+  const auto hangingQuestion = [] { machine().kernelIdentity(), _exit(0); };
+  EXPECT_EQ(execForked(hangingQuestion, 1, nullptr), -1) << "any question may";
 
   using enum StatisticsCall;
   EXPECT_EQ(machine().fileSystemStatistics("/", statvfs64)->f_blocks, 5U) << "falls back";
   EXPECT_EQ(machine().fileSystemStatistics("/y", statvfs64)->f_blocks, ULONG_MAX);
   EXPECT_FALSE(machine().fileSystemStatistics("/x", statvfs));
   EXPECT_FALSE(machine().fileSystemStatistics("/z", statvfs));
+}
+
+// What can be asked of a path, and how a replay tells what was recorded.
+TEST_F(Captures, TellAbsenceDenialAndEmptinessApart) {
+  const std::string live = directory_ / "live", capture = directory_ / "capture";
+  write("live/file", "text");
+  fs::create_directory(live + "/empty");
+  fs::create_symlink("loop", live + "/loop");
+  const auto ask = [&] {
+    startAccessLog();
+    for (const char* name : {"/file", "/empty", "/loop", "/none", ""}) {
+      machine().readFile(live + name);
+      machine().listDirectory(live + name);
+      machine().readLink(live + name);
+      machine().exists(live + name);
+    }
+    std::string outcomes;
+    for (const Access& access : accessLog()) outcomes += access.outcome + "; ";
+    return outcomes;
+  };
+  std::string recorded;
+  record(capture, [&] { recorded = ask(); });
+  EXPECT_EQ(
+      recorded,
+      "ok; not a directory; not a link; ok; "
+      "is a directory; nothing in it; not a link; ok; "
+      "too many levels of symbolic links; too many levels of symbolic links; ok; "
+      "too many levels of symbolic links; "
+      "no such file or directory; no such file or directory; no such file or directory; no such "
+      "file or directory; "
+      "is a directory; ok; not a link; ok; ");
+  fs::remove_all(live);
+  ASSERT_EQ(replay(capture), "");
+  EXPECT_EQ(ask(), recorded);
+
+  write("machine.json", R"({"capture": 1, "absent": [],
+    "unreadable": {"/denied": "EACCES", "link /link": "EPERM", "/stale": "ESTALE"}})");
+  ASSERT_EQ(replay(directory_), "");
+  startAccessLog();
+  EXPECT_EQ(machine().listDirectory("/denied").error, EACCES);
+  EXPECT_EQ(accessLog().back().outcome, "permission denied when it was recorded");
+  EXPECT_EQ(machine().readLink("/link").error, EPERM);
+  EXPECT_EQ(accessLog().back().outcome, "operation not permitted when it was recorded");
+  EXPECT_EQ(machine().readFile("/stale").error, ESTALE);
+  EXPECT_EQ(machine().listDirectory("/other").error, ENOENT);
+  EXPECT_EQ(accessLog().back().outcome, "never asked when it was recorded");
 }
 
 // A small tree such as that of /sys: all paths of an entry lead to one place.
@@ -278,6 +339,64 @@ TEST_F(Captures, AreNeverLeftWhenTheyAreWritten) {
   });
   EXPECT_FALSE(fs::exists(directory_ / "elsewhere/file"));
   EXPECT_TRUE(fs::exists(root / "elsewhere/file"));
+}
+
+TEST_F(Captures, NameLocalesAsTheCLibraryDoes) {
+  const std::pair<const char*, const char*> cases[] = {
+      {R"("LANG": "POSIX")", "C"}, {R"("LC_ALL": "", "LANG": "de_DE")", "de_DE"}, {"", "C"}};
+  for (const auto& [environment, name] : cases) {
+    write("machine.json", R"({"capture": 1, "environment": {)" + std::string(environment) + "}}");
+    ASSERT_EQ(replay(directory_), "");
+    EXPECT_EQ(machine().setLocale(LC_CTYPE).name, name) << environment;
+  }
+}
+
+TEST_F(Captures, AreFreedWhenTheNextOneIsScanned) {
+  std::string absent = "\"/\"";
+  for (int number = 0; number < 10000; ++number)
+    absent += ",\n \"/sys/" + std::to_string(number) + "\"";
+  write("machine.json", R"({"capture": 1, "helpers": [{"command": "cpuid", "output": "1.0 0 OK\n"}],
+    "absent": [)" + absent + "]}");
+  const auto replays = [&](int rounds) {
+    for (int round = 0; round < rounds; ++round) {
+      ASSERT_EQ(replay(directory_), "");
+      EXPECT_EQ(getCpuidVT()->result, 0);
+    }
+  };
+  replays(3);
+  const std::size_t before = mallinfo2().uordblks;
+  replays(30);
+  EXPECT_LT(mallinfo2().uordblks, before + absent.size());
+}
+
+// A machine that tells when it is gone.
+class MortalMachine : public TestMachine {
+ public:
+  explicit MortalMachine(std::atomic<bool>& isGone) : TestMachine(Answers()), isGone_(isGone) {}
+  ~MortalMachine() override { isGone_ = true; }
+
+ private:
+  std::atomic<bool>& isGone_;
+};
+
+TEST_F(Captures, LastAsLongAsAThreadAsksThem) {
+  std::atomic<bool> isGone = false;
+  setMachine(std::make_shared<MortalMachine>(isGone));
+  std::latch asked(2), replaced(2);
+  std::thread abandoned([&] {
+    Machine& mine = machine();
+    asked.arrive_and_wait();
+    replaced.arrive_and_wait();
+    EXPECT_EQ(mine.pageSize(), 0U);
+    EXPECT_FALSE(isGone);
+    machine();
+    EXPECT_TRUE(isGone) << "it asks the next one";
+  });
+  asked.arrive_and_wait();
+  useLiveMachine();
+  EXPECT_FALSE(isGone);
+  replaced.arrive_and_wait();
+  abandoned.join();
 }
 
 TEST_F(Captures, AreNotMadeWhereSomethingIs) {

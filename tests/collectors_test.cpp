@@ -146,6 +146,8 @@ TEST_F(Collectors, TakeRunLevelAndTimesFromTheRecordFirst) {
       {"a strange level in it", RunLevelRecord{"~", 900, '\1'}, "N 3", "native", "0", "100"},
       {"one from before this run", RunLevelRecord{"~", 400, '2'}, "", "classic", "0", "600"},
       {"that, kernel asked", RunLevelRecord{"~", 400, '2'}, "", "native", "2", "77"},
+      {"the clock was set since", RunLevelRecord{"~", 440, '2'}, "", "native", "2", "560"},
+      {"by more than it is set", RunLevelRecord{"~", 439, '2'}, "", "native", "2", "77"},
       {"no record", {}, "unknown", "classic", "59", "-"},
       {"no record, kernel asked", {}, "unknown", "native", "0", "77"},
       {"one of tomorrow", RunLevelRecord{"~", 5000, '2'}, "", "classic", "0", "0"},

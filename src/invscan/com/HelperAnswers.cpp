@@ -1,6 +1,7 @@
 #include <atomic>
 #include <cstdio>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 
@@ -16,32 +17,37 @@
 namespace invscan {
 namespace {
 
-// An answer that is kept. None is ever released, as a collection that was abandoned may still be
-// reading it; one of another machine is of no use, but machines are never released either.
+// A helper's answer, and the number of the machine that gave it.
 struct KeptAnswer {
-  const Machine* machine;
-  VtExecInfo* info;
-  const KeptAnswer* before;
+  unsigned long machine = 0;
+  std::shared_ptr<VtExecInfo> info;
 };
 
-// Newest first. Two threads may both ask; the later answer is the one that counts then.
-using KeptAnswers = std::atomic<const KeptAnswer*>;
-
-VtExecInfo* find(const KeptAnswers& kept, const Machine* asked) {
-  const KeptAnswer* answer = kept;
-  while (answer && answer->machine != asked) answer = answer->before;
-  return answer ? answer->info : nullptr;
-}
-
-void keep(KeptAnswers& kept, const Machine* asked, VtExecInfo* info) {
-  auto* answer = new KeptAnswer{asked, info, kept};
-  while (!kept.compare_exchange_weak(answer->before, answer)) {
+// The newest answer. Each thread that got one keeps that alive until it asks of another machine, or
+// ends: a collection that was abandoned may still be reading it.
+class KeptAnswers {
+ public:
+  // An empty one when that machine was not asked.
+  KeptAnswer find(unsigned long machine) {
+    const std::lock_guard lock(mutex_);
+    return newest_.machine == machine ? newest_ : KeptAnswer();
   }
-}
+
+  // Two threads may both ask; the first answer counts, and is returned.
+  KeptAnswer keep(const KeptAnswer& answer) {
+    const std::lock_guard lock(mutex_);
+    if (newest_.machine < answer.machine) newest_ = answer;
+    return newest_.machine == answer.machine ? newest_ : answer;
+  }
+
+ private:
+  std::mutex mutex_;
+  KeptAnswer newest_;
+};
 
 // Output that a host was given by another of its processes.
 struct GivenOutput {
-  const Machine* machine;
+  unsigned long machine;
   std::string text;
   Access how;
 };
@@ -74,7 +80,7 @@ Helper* findHelper(const std::string& name) {
   return nullptr;
 }
 
-VtExecInfo* takeAnswer(Helper& helper, const Machine* asked) {
+VtExecInfo* takeAnswer(Helper& helper, unsigned long asked) {
   const std::unique_ptr<const GivenOutput> given(helper.given.exchange(nullptr));
   if (given && given->machine == asked) {
     noteAccess(given->how.source, given->how.outcome, given->how.milliseconds);
@@ -84,17 +90,19 @@ VtExecInfo* takeAnswer(Helper& helper, const Machine* asked) {
   return output.started ? readAnswer(output.text) : nullptr;
 }
 
-VtExecInfo* askOnce(Helper& helper, const Trace& trace) {
-  const Machine* asked = &machine();
-  if (VtExecInfo* known = find(helper.kept, asked)) return known;
-  VtExecInfo* info = takeAnswer(helper, asked);
-  if (info) {
-    trace.at().max("[I] VT command executed, rc=%d", info->result);
-    keep(helper.kept, asked, info);
-  } else {
+// own is this thread's.
+VtExecInfo* askOnce(Helper& helper, KeptAnswer& own, const Trace& trace) {
+  const unsigned long asked = machineNumber();
+  if (own.machine != asked) own = helper.kept.find(asked);
+  if (own.info) return own.info.get();
+  Answer info(takeAnswer(helper, asked));
+  if (!info) {
     trace.at().min("[E] %s", "Could not execute VT command!");
+    return nullptr;
   }
-  return info;
+  trace.at().max("[I] VT command executed, rc=%d", info->result);
+  own = helper.kept.keep({asked, std::move(info)});
+  return own.info.get();
 }
 
 }  // namespace
@@ -107,7 +115,7 @@ std::string askHelper(const std::string& name) {
 void giveHelperOutput(const std::string& name, std::string output, const Access& how) {
   Helper* const helper = findHelper(name);
   if (!helper) return;
-  delete helper->given.exchange(new GivenOutput{&machine(), std::move(output), how});
+  delete helper->given.exchange(new GivenOutput{machineNumber(), std::move(output), how});
 }
 
 }  // namespace invscan
@@ -121,12 +129,14 @@ VtExecInfo* vtExecCommand(const char* command, const char* arguments, const char
 
 VtExecInfo* getCpuidVT() {
   const invscan::Trace trace(getCcLogHw(), "getCpuidVT()");
-  return invscan::askOnce(invscan::cpuidHelper, trace);
+  thread_local invscan::KeptAnswer own;
+  return invscan::askOnce(invscan::cpuidHelper, own, trace);
 }
 
 VtExecInfo* getDiskScanVT() {
   const invscan::Trace trace(getCcLogHw(), "getDiskScanVT()");
-  return invscan::askOnce(invscan::diskScanHelper, trace);
+  thread_local invscan::KeptAnswer own;
+  return invscan::askOnce(invscan::diskScanHelper, own, trace);
 }
 
 int vtExecTest(const char* command) {

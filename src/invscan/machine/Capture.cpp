@@ -5,6 +5,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "invscan/machine/CaptureDocument.h"
+
 namespace invscan {
 namespace {
 
@@ -37,6 +39,7 @@ PlainFacts::Fact readFact(const QuestionKind& kind, const CaptureValue& value) {
 void readEnvironment(const CaptureValue& value, CaptureFacts& facts) {
   value.forEachMember([&](const std::string& name, const CaptureValue& variable) {
     if (!isCapturedVariable(name)) variable.refuseName();
+    facts.environment.erase(name);
     if (!variable.isNull()) facts.environment[name] = variable.text();
   });
 }
@@ -58,7 +61,9 @@ void readPrograms(const CaptureValue& value, CaptureFacts::Programs& programs) {
 
 void readAbsent(const CaptureValue& value, CaptureFacts& facts) {
   auto& absent = facts.absent.emplace();
-  value.forEachElement([&](const CaptureValue& path) { absent.insert(path.text()); });
+  absent.reserve(value.size());
+  value.forEachElement([&](const CaptureValue& path) { absent.push_back(path.text()); });
+  if (!std::is_sorted(absent.begin(), absent.end())) std::sort(absent.begin(), absent.end());
 }
 
 void checkHosts(const CaptureValue& value, CaptureFacts&) {
@@ -89,11 +94,7 @@ constexpr struct {
   const char* name;
   void (*read)(const CaptureValue& value, CaptureFacts& facts);
 } kSections[] = {
-    {"capture",
-     [](const CaptureValue& value, CaptureFacts&) {
-       if (value.number() != 1)
-         throw CaptureError("machine.json: capture: this version reads format 1 only");
-     }},
+    {"capture", [](const CaptureValue&, CaptureFacts&) {}},  // read before all others
     {"environment", readEnvironment},
     {"locales", readLocales},
     {"commands", [](const CaptureValue& value,
@@ -126,18 +127,6 @@ void readSection(const std::string& name, const CaptureValue& value, CaptureFact
                                   [&name](const auto* each) { return isSectionOf(*each, name); });
   if (kind == std::end(kPlainQuestions)) value.refuseName();
   facts.plain.read(**kind, name, value);
-}
-
-Json parse(const std::string& text) {
-  try {
-    return Json::parse(text);
-  } catch (const Json::parse_error& error) {
-    const auto end = text.begin() + static_cast<long>(std::min(error.byte, text.size()));
-    const auto line = 1 + std::count(text.begin(), end, '\n');
-    throw CaptureError("machine.json: line " + std::to_string(line) + ": not valid JSON");
-  } catch (const Json::out_of_range&) {
-    throw CaptureError("machine.json: a number that is too large");
-  }
 }
 
 }  // namespace
@@ -181,7 +170,7 @@ void PlainFacts::read(const QuestionKind& kind, const std::string& section,
     return;
   }
   value.forEachMember([&](const std::string& name, const CaptureValue& answer) {
-    facts[kind.readKey(name, answer)] = readFact(kind, answer);
+    facts.insert_or_assign(facts.end(), kind.readKey(name, answer), readFact(kind, answer));
   });
 }
 
@@ -196,15 +185,17 @@ const PlainFacts::Fact* PlainFacts::find(const Question& question) const {
   return nullptr;
 }
 
-CaptureFacts readFacts(const std::string& text) {
-  const Json json = parse(text);
-  const CaptureValue whole(json);
+CaptureFacts readFacts(std::string text) {
+  const CaptureDocument document(std::move(text));
+  const CaptureValue whole = document.value();
   if (!whole.isObject()) throw CaptureError("machine.json: expected an object");
+  if (whole["capture"].number() != 1) {
+    throw CaptureError("machine.json: capture: this version reads format 1 only");
+  }
   CaptureFacts facts;
   whole.forEachMember([&facts](const std::string& name, const CaptureValue& value) {
     readSection(name, value, facts);
   });
-  whole["capture"].number();
   return facts;
 }
 

@@ -8,7 +8,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -84,12 +83,13 @@ struct CaptureFacts {
   Programs commands{}, helpers{};                    // by line, by command
   // What went wrong with a path, with a range of memory or with a link, by the names below.
   std::map<std::string, int> unreadable{};
-  // Paths that were asked for and not there; none when the capture was not recorded but made.
-  std::optional<std::set<std::string>> absent{};
+  // Paths that were asked for and not there, sorted; none when the capture was not recorded but
+  // made.
+  std::optional<std::vector<std::string>> absent{};
 };
 
 // Checks and reads the text of a machine.json. Throws CaptureError.
-CaptureFacts readFacts(const std::string& text);
+CaptureFacts readFacts(std::string text);
 
 // The name of an error in "unreadable", such as EACCES.
 std::string errorName(int error);

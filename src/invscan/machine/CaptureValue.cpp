@@ -1,11 +1,17 @@
 #include "invscan/machine/CaptureValue.h"
 
 #include <algorithm>
+#include <charconv>
+#include <system_error>
 
-#include <nlohmann/json.hpp>
+#include "base/Hex.h"
+#include "common/vartree/Utf8.h"
+#include "invscan/machine/CaptureDocument.h"
 
 namespace invscan {
 namespace {
+
+using Kind = CaptureNode::Kind;
 
 std::string oneLine(std::string text) {
   constexpr std::size_t kLongest = 500;
@@ -15,11 +21,14 @@ std::string oneLine(std::string text) {
   return text.size() <= kLongest ? text : text.substr(0, kLongest) + "...";
 }
 
-int hexDigit(char digit) {
-  if (digit >= '0' && digit <= '9') return digit - '0';
-  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
-  return -1;
+// A number that is whole and fits; nothing of another value.
+template <class Number>
+std::optional<Number> numberOf(const CaptureNode& node) {
+  const char* const end = node.text.data() + node.text.size();
+  Number number = 0;
+  const auto [stop, error] = std::from_chars(node.text.data(), end, number);
+  if (node.kind != Kind::number || error != std::errc() || stop != end) return std::nullopt;
+  return number;
 }
 
 }  // namespace
@@ -27,15 +36,16 @@ int hexDigit(char digit) {
 CaptureError::CaptureError(std::string text) : std::runtime_error(oneLine(std::move(text))) {
 }
 
-CaptureValue::CaptureValue(const Json& json, std::string_view name) : json_(&json), name_(name) {
+CaptureValue::CaptureValue(const CaptureNode& node, const CaptureValue* parent, std::size_t index)
+    : node_(&node), parent_(parent), name_(node.name), index_(index) {
 }
 
 bool CaptureValue::isNull() const {
-  return json_->is_null();
+  return node_->kind == Kind::null;
 }
 
 bool CaptureValue::isObject() const {
-  return json_->is_object();
+  return node_->kind == Kind::object;
 }
 
 void CaptureValue::checkObject() const {
@@ -43,10 +53,9 @@ void CaptureValue::checkObject() const {
 }
 
 std::string CaptureValue::text() const {
-  if (!json_->is_string()) refuse("a text");
-  const auto& text = json_->get_ref<const std::string&>();
-  if (text.find('\0') != std::string::npos) refuse("a text without NUL characters");
-  return text;
+  if (node_->kind != Kind::text) refuse("a text");
+  if (node_->text.find('\0') != node_->text.npos) refuse("a text without NUL characters");
+  return std::string(node_->text);
 }
 
 std::string CaptureValue::bytes() const {
@@ -55,7 +64,7 @@ std::string CaptureValue::bytes() const {
   std::string bytes;
   bytes.reserve(digits.size() / 2);
   for (std::size_t i = 0; i < digits.size(); i += 2) {
-    const int high = hexDigit(digits[i]), low = hexDigit(digits[i + 1]);
+    const int high = hexValue(digits[i]), low = hexValue(digits[i + 1]);
     if (high < 0 || low < 0) refuse("hexadecimal digits");
     bytes.push_back(static_cast<char>(high * 16 + low));
   }
@@ -63,18 +72,18 @@ std::string CaptureValue::bytes() const {
 }
 
 unsigned long CaptureValue::number(unsigned long most) const {
-  if (!json_->is_number_unsigned() || json_->get<unsigned long>() > most) {
+  const auto number = numberOf<unsigned long>(*node_);
+  if (!number || *number > most) {
     refuse(most == ULONG_MAX ? "a whole number of 0 or more"
                              : "a whole number from 0 to " + std::to_string(most));
   }
-  return json_->get<unsigned long>();
+  return *number;
 }
 
 long CaptureValue::integer(long least, long most, const char* expected) const {
-  const bool isLong = json_->is_number_integer() &&
-                      (!json_->is_number_unsigned() || json_->get<unsigned long>() <= LONG_MAX);
-  if (!isLong || json_->get<long>() < least || json_->get<long>() > most) refuse(expected);
-  return json_->get<long>();
+  const auto number = numberOf<long>(*node_);
+  if (!number || *number < least || *number > most) refuse(expected);
+  return *number;
 }
 
 long CaptureValue::seconds() const {
@@ -82,18 +91,28 @@ long CaptureValue::seconds() const {
 }
 
 bool CaptureValue::flag() const {
-  if (!json_->is_boolean()) refuse("true or false");
-  return json_->get<bool>();
+  if (node_->kind != Kind::yes && node_->kind != Kind::no) refuse("true or false");
+  return node_->kind == Kind::yes;
 }
 
-const Json& CaptureValue::object() const {
-  if (!json_->is_object()) refuse("an object");
-  return *json_;
+const CaptureNode& CaptureValue::object() const {
+  if (node_->kind != Kind::object) refuse("an object");
+  return *node_;
 }
 
-const Json& CaptureValue::list() const {
-  if (!json_->is_array()) refuse("a list");
-  return *json_;
+const CaptureNode& CaptureValue::list() const {
+  if (node_->kind != Kind::list) refuse("a list");
+  return *node_;
+}
+
+// Of several members with one name the last counts.
+const CaptureNode* CaptureValue::member(std::string_view name) const {
+  const CaptureNode* found = nullptr;
+  const CaptureNode* each = object().first();
+  for (std::size_t left = node_->count; left-- > 0; each = each->next()) {
+    if (each->name == name) found = each;
+  }
+  return found;
 }
 
 void CaptureValue::checkNames(std::initializer_list<std::string_view> names) const {
@@ -103,38 +122,41 @@ void CaptureValue::checkNames(std::initializer_list<std::string_view> names) con
 }
 
 CaptureValue CaptureValue::operator[](const char* name) const& {
-  const auto found = object().find(name);
-  if (found == json_->end()) {
-    throw CaptureError("machine.json: missing key " +
-                       CaptureValue(*json_, this, name, kNoIndex).place());
+  const CaptureNode* found = member(name);
+  if (!found) {
+    const std::string whole = place();
+    throw CaptureError("machine.json: missing key " + whole + (whole.empty() ? "" : ".") + name);
   }
-  return {*found, this, name, kNoIndex};
+  return {*found, this, kNoIndex};
 }
 
 std::optional<CaptureValue> CaptureValue::find(const char* name) const& {
-  const auto found = object().find(name);
-  if (found == json_->end()) return std::nullopt;
-  return CaptureValue(*found, this, name, kNoIndex);
+  const CaptureNode* found = member(name);
+  if (!found) return std::nullopt;
+  return CaptureValue(*found, this, kNoIndex);
 }
 
 void CaptureValue::forEachElement(const std::function<void(const CaptureValue&)>& take) const {
-  std::size_t index = 0;
-  for (const Json& element : list()) take({element, this, {}, index++});
+  const CaptureNode* each = list().first();
+  for (std::size_t index = 0; index < node_->count; ++index, each = each->next()) {
+    take({*each, this, index});
+  }
 }
 
 void CaptureValue::forEachMember(
     const std::function<void(const std::string&, const CaptureValue&)>& take) const {
-  for (auto member = object().begin(); member != json_->end(); ++member) {
-    take(member.key(), {*member, this, member.key(), kNoIndex});
+  const CaptureNode* each = object().first();
+  for (std::size_t left = node_->count; left-- > 0; each = each->next()) {
+    take(std::string(each->name), {*each, this, kNoIndex});
   }
 }
 
 std::size_t CaptureValue::size() const {
-  return list().size();
+  return list().count;
 }
 
 std::size_t CaptureValue::memberCount() const {
-  return object().size();
+  return object().count;
 }
 
 void CaptureValue::refuse(const std::string& expected) const {
@@ -153,23 +175,18 @@ std::string CaptureValue::place() const {
 }
 
 std::string hexDigits(std::string_view bytes) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string digits;
-  digits.reserve(bytes.size() * 2);
-  for (const char byte : bytes) {
-    digits.push_back(kDigits[static_cast<unsigned char>(byte) >> 4]);
-    digits.push_back(kDigits[static_cast<unsigned char>(byte) & 15]);
-  }
-  return digits;
+  return hex(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), kLowerHex);
 }
 
-bool isCaptureText(const std::string& bytes) {
-  try {
-    static_cast<void>(Json(bytes).dump());
-    return bytes.find('\0') == std::string::npos;
-  } catch (const Json::exception&) {
-    return false;  // not UTF-8
-  }
+bool isCaptureText(std::string_view bytes) {
+  return utf8Prefix(bytes) == bytes.size() && bytes.find('\0') == bytes.npos;
+}
+
+int hexValue(char digit) {
+  if (digit >= '0' && digit <= '9') return digit - '0';
+  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
+  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
+  return -1;
 }
 
 }  // namespace invscan

@@ -16,7 +16,10 @@
 
 namespace invscan {
 
+// For writing.
 using Json = nlohmann::json;
+
+struct CaptureNode;
 
 // What is wrong with a capture, in one line that names file and place, whatever the capture holds.
 class CaptureError : public std::runtime_error {
@@ -27,8 +30,8 @@ class CaptureError : public std::runtime_error {
 // A value refers to the one that it was taken from, which must outlive it.
 class CaptureValue {
  public:
-  // A value at the top; name is what its place is called, such as the section that a note is of.
-  explicit CaptureValue(const Json& json, std::string_view name = "");
+  // One that is in no other; name is what its place is called, such as the section it is of.
+  CaptureValue(const CaptureNode& node, std::string_view name) : node_(&node), name_(name) {}
 
   bool isNull() const;
   bool isObject() const;
@@ -62,14 +65,13 @@ class CaptureValue {
  private:
   static constexpr std::size_t kNoIndex = SIZE_MAX;
 
-  CaptureValue(const Json& json, const CaptureValue* parent, std::string_view name,
-               std::size_t index)
-      : json_(&json), parent_(parent), name_(name), index_(index) {}
+  CaptureValue(const CaptureNode& node, const CaptureValue* parent, std::size_t index);
 
-  const Json& object() const;
-  const Json& list() const;
+  const CaptureNode& object() const;
+  const CaptureNode& list() const;
+  const CaptureNode* member(std::string_view name) const;
 
-  const Json* json_;
+  const CaptureNode* node_;
   const CaptureValue* parent_ = nullptr;
   std::string_view name_;
   std::size_t index_ = kNoIndex;
@@ -77,6 +79,9 @@ class CaptureValue {
 
 // Bytes as text of machine.json: as hexadecimal digits, and whether they can stand as they are.
 std::string hexDigits(std::string_view bytes);
-bool isCaptureText(const std::string& bytes);
+bool isCaptureText(std::string_view bytes);
+
+// Of a hexadecimal digit; -1 of another character.
+int hexValue(char digit);
 
 }  // namespace invscan

@@ -5,12 +5,16 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <climits>
 #include <clocale>
 #include <cstring>
+#include <memory>
+#include <mutex>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include <invscan/base/OrvCfg.h>
@@ -20,7 +24,7 @@
 namespace invscan {
 namespace {
 
-// Never destroyed, like the machines below: a thread may still be asking while the process ends.
+// Never destroyed: a thread may still be asking while the process ends.
 struct AccessNotes {
   bool wanted = false;
   std::vector<Access> accesses;
@@ -57,14 +61,35 @@ bool isDirectoryOrLink(int directory, const dirent& entry) {
          (S_ISDIR(status.st_mode) || S_ISLNK(status.st_mode));
 }
 
-std::vector<std::unique_ptr<Machine>>& machines() {
-  static auto* instances = new std::vector<std::unique_ptr<Machine>>;
-  return *instances;
+// Never destroyed either.
+struct CurrentMachine {
+  std::mutex mutex;
+  std::shared_ptr<Machine> machine = std::make_shared<LiveMachine>();
+  std::vector<void (*)()> forgetters;
+  std::atomic<unsigned long> number = 1;  // another one at every change
+};
+
+CurrentMachine& current() {
+  static auto* instance = new CurrentMachine;
+  return *instance;
 }
 
-std::vector<void (*)()>& forgetters() {
-  static auto* instance = new std::vector<void (*)()>;
-  return *instance;
+// The machine that this thread asks. It keeps that alive until it asks for another one, or ends.
+struct AskedMachine {
+  std::shared_ptr<Machine> machine;
+  unsigned long number = 0;
+};
+
+AskedMachine& askedMachine() {
+  thread_local AskedMachine asked;
+  CurrentMachine& now = current();
+  if (asked.number != now.number.load(std::memory_order_acquire)) {
+    std::shared_ptr<Machine> before;  // ends when nothing is locked any more
+    const std::lock_guard lock(now.mutex);
+    before = std::exchange(asked.machine, now.machine);
+    asked.number = now.number;
+  }
+  return asked;
 }
 
 }  // namespace
@@ -209,18 +234,32 @@ std::string Machine::explainError(const std::string&, int error) const {
 }
 
 Machine& machine() {
-  if (machines().empty()) machines().push_back(std::make_unique<LiveMachine>());
-  return *machines().back();
+  return *askedMachine().machine;
 }
 
-void setMachine(std::unique_ptr<Machine> next) {
-  machines().push_back(std::move(next));
-  for (const auto forget : forgetters()) forget();
+unsigned long machineNumber() {
+  return askedMachine().number;
+}
+
+void setMachine(std::shared_ptr<Machine> next) {
+  CurrentMachine& now = current();
+  std::vector<void (*)()> forgetters;
+  {
+    const std::lock_guard lock(now.mutex);
+    now.machine.swap(next);
+    ++now.number;
+    forgetters = now.forgetters;
+  }
+  askedMachine();  // this thread lets go of the one before
+  for (const auto forget : forgetters) forget();
 }
 
 void onMachineChange(void (*forget)()) {
-  auto& all = forgetters();
-  if (std::find(all.begin(), all.end(), forget) == all.end()) all.push_back(forget);
+  CurrentMachine& now = current();
+  const std::lock_guard lock(now.mutex);
+  if (std::find(now.forgetters.begin(), now.forgetters.end(), forget) == now.forgetters.end()) {
+    now.forgetters.push_back(forget);
+  }
 }
 
 void noteAccess(const std::string& source, const std::string& outcome, double milliseconds) {

@@ -165,12 +165,16 @@ inline constexpr const QuestionKind* kPlainQuestions[] = {
     &kKindOf<KernelIdentityQuestion>, &kKindOf<MemoryFiguresQuestion>, &kKindOf<PageSizeQuestion>,
     &kKindOf<RunLevelQuestion>,       &kKindOf<WordSizeQuestion>};
 
-// The machine that this process scans.
+// The machine that this process scans. What is returned lasts until this thread calls again: the
+// one before a change is freed when the last thread that asks it has called again or ended, as a
+// collection that was abandoned may still be asking it. A machine itself never asks machine().
 Machine& machine();
 
-// Makes another machine current. The one before stays alive to the end of the process: a collection
-// thread that was abandoned may still be asking it.
-void setMachine(std::unique_ptr<Machine> next);
+// Tells answers of machine() from those of another one.
+unsigned long machineNumber();
+
+// Makes another machine current.
+void setMachine(std::shared_ptr<Machine> next);
 
 // Has a function called at every change of machine, to forget what it learnt of the one before.
 // Naming it again changes nothing.

@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <map>
+#include <memory>
 #include <string>
 
 #include <invscan/machine.h>
@@ -43,11 +44,11 @@ OwnEnvironment& ownEnvironment() {
   return instance;
 }
 
-RecordingMachine* currentRecording = nullptr;
+std::shared_ptr<RecordingMachine> currentRecording;
 
 void beLive() {
-  currentRecording = nullptr;
-  setMachine(std::make_unique<LiveMachine>());
+  currentRecording.reset();
+  setMachine(std::make_shared<LiveMachine>());
   ownEnvironment().restore();
 }
 
@@ -67,10 +68,10 @@ bool attempt(const std::string& directory, std::string& error, Change change) {
 
 bool replayMachine(const std::string& directory, std::string& error) {
   return attempt(directory, error, [&] {
-    auto replay = std::make_unique<ReplayedMachine>(directory);
+    auto replay = std::make_shared<ReplayedMachine>(directory);
     ownEnvironment().save();
     replay->takeEffect();
-    currentRecording = nullptr;
+    currentRecording.reset();
     setMachine(std::move(replay));
   });
 }
@@ -78,9 +79,9 @@ bool replayMachine(const std::string& directory, std::string& error) {
 bool recordMachine(const std::string& directory, std::string& error) {
   return attempt(directory, error, [&] {
     beLive();
-    auto recording = std::make_unique<RecordingMachine>(directory, std::make_unique<LiveMachine>());
-    currentRecording = recording.get();
-    setMachine(std::move(recording));
+    currentRecording =
+        std::make_shared<RecordingMachine>(directory, std::make_unique<LiveMachine>());
+    setMachine(currentRecording);
   });
 }
 
@@ -89,7 +90,7 @@ bool finishRecording(std::string& error) {
     error = "no recording was begun";
     return false;
   }
-  RecordingMachine* recording = currentRecording;
+  const auto recording = currentRecording;
   beLive();
   return attempt(recording->directory(), error, [&] { recording->finish(); });
 }

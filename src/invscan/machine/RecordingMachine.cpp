@@ -11,6 +11,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "invscan/machine/CaptureDocument.h"
+
 namespace invscan {
 namespace {
 
@@ -192,7 +194,7 @@ void RecordingMachine::doAsk(Question& question) {
     question.write(answer);
     return answer;
   });
-  if (!noted.is_null()) question.read(CaptureValue(noted, section));
+  if (!noted.is_null()) question.read(CaptureDocument(dump(noted)).value(section));
 }
 
 LocaleName RecordingMachine::doSetLocale(int category) {
@@ -209,12 +211,17 @@ void RecordingMachine::doSetTimeZone() {
 template <class Form, class Ask>
 std::optional<CapturedProgram> RecordingMachine::rememberProgram(const std::string& name, Ask ask) {
   const std::string section = Form::kSection;
-  const Json noted = remember(section, name, timesAsked_[section + " " + name]++, [&] {
+  const Json noted = remember(section, name, countTurn(section + " " + name), [&] {
     const std::optional<CapturedProgram> program = ask();
     return program ? writeProgram(Form::kName, name, *program) : Json(nullptr);
   });
   if (noted.is_null()) return std::nullopt;
-  return readProgram(Form::kName, CaptureValue(noted, section));
+  return readProgram(Form::kName, CaptureDocument(dump(noted)).value(section));
+}
+
+std::size_t RecordingMachine::countTurn(const std::string& program) {
+  const std::lock_guard lock(turnsMutex_);
+  return timesAsked_[program]++;
 }
 
 Json RecordingMachine::remember(const std::string& section, const Json& name, std::size_t turn,
@@ -294,7 +301,7 @@ void RecordingMachine::keepDirectory(const std::string& place) {
 
 void RecordingMachine::publish(int directory, const std::string& name,
                                const std::string& contents) {
-  const std::string draft = directory_ + kNotes + "/" + kDraft + std::to_string(getpid());
+  const std::string draft = directory_ + kNotes + "/" + kDraft + std::to_string(gettid());
   const bool isNew = writeFile(draft, contents) &&
                      linkat(AT_FDCWD, draft.c_str(), directory, name.c_str(), 0) == 0;
   if (!isNew && errno != EEXIST) noteFailure();

@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "invscan/machine/Capture.h"
@@ -45,6 +46,8 @@ class RecordingMachine : public Machine {
                 const std::function<Json()>& ask);
   template <class Form, class Ask>
   std::optional<CapturedProgram> rememberProgram(const std::string& name, Ask ask);
+  // How often a program of a section was asked for before, by this process.
+  std::size_t countTurn(const std::string& program);
   void rememberError(const std::string& name, int error);
   // Puts what was read into the image of physical memory. A worker that reads the same range writes
   // the same bytes, so that none has to wait for another.
@@ -65,6 +68,7 @@ class RecordingMachine : public Machine {
   std::string directory_;
   std::unique_ptr<Machine> source_;
   CaptureFiles files_;
+  std::mutex turnsMutex_;
   std::map<std::string, std::size_t> timesAsked_;  // by section and name
   int* failure_;  // errno of the first failed write, shared with forked children
 };

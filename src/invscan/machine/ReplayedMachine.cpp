@@ -19,13 +19,13 @@ constexpr std::size_t kTimeZoneLimit = 1 << 16;
 CaptureFacts loadFacts(const std::string& directory) {
   const std::string path = directory + "/machine.json";
   const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  const FileText facts = readFileText(file, kFactsLimit);
+  FileText facts = readFileText(file, kFactsLimit);
   if (facts.error != 0) {
     throw CaptureError("machine.json: " + std::string(strerrordesc_np(facts.error)) +
                        " (is this a finished capture?)");
   }
   if (facts.text.size() == kFactsLimit) throw CaptureError("machine.json: longer than 64 MiB");
-  return readFacts(facts.text);
+  return readFacts(std::move(facts.text));
 }
 
 const char* categoryName(int category) {
@@ -37,7 +37,8 @@ std::string localeFromEnvironment(const std::map<std::string, std::string>& envi
                                   const std::string& category) {
   for (const std::string& variable : {std::string("LC_ALL"), category, std::string("LANG")}) {
     const auto found = environment.find(variable);
-    if (found != environment.end() && !found->second.empty()) return found->second;
+    if (found == environment.end() || found->second.empty()) continue;
+    return found->second == "POSIX" ? "C" : found->second;  // the name that the C library gives it
   }
   return "C";
 }
@@ -133,11 +134,17 @@ HelperOutput ReplayedMachine::doRunHelper(const std::string& command, const char
   return {true, helper ? helper->output : std::string()};
 }
 
+ReplayedMachine::Turns ReplayedMachine::turnsOf(const CaptureFacts::Programs& programs) {
+  Turns turns;
+  for (const auto& [name, program] : programs) turns.try_emplace(name, 0);
+  return turns;
+}
+
 const CapturedProgram* ReplayedMachine::takeTurn(const CaptureFacts::Programs& programs,
                                                  Turns& turns, const std::string& name) {
   const auto found = programs.find(name);
   if (found == programs.end()) return nullptr;
-  const std::size_t turn = std::min(turns[name]++, found->second.size() - 1);
+  const std::size_t turn = std::min(turns.at(name)++, found->second.size() - 1);
   const CapturedProgram& program = found->second[turn];
   while (program.hangs) pause();
   return &program;
@@ -176,8 +183,9 @@ void ReplayedMachine::doSetTimeZone() {
 
 std::string ReplayedMachine::explainError(const std::string& path, int error) const {
   const bool isNoted = errorOf({path, linkName(path)}) != 0;
-  const bool wasAsked =
-      !facts_.absent || facts_.absent->count(path) != 0 || isNoted || error != ENOENT;
+  const auto& absent = facts_.absent;
+  const bool wasAsked = !absent || isNoted || error != ENOENT ||
+                        std::binary_search(absent->begin(), absent->end(), path);
   if (!wasAsked) return "never asked when it was recorded";
   const bool wasForbidden =
       (isNoted || path == kMemoryDevice) && (error == EACCES || error == EPERM);

@@ -1,6 +1,7 @@
 // A machine that answers from a capture.
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <string>
 
@@ -36,8 +37,11 @@ class ReplayedMachine : public Machine {
   LocaleName doSetLocale(int category) override;
   void doSetTimeZone() override;
 
-  using Turns = std::map<std::string, std::size_t>;
+  // How often each program of a section was asked for. All are there from the start, so that
+  // threads only count.
+  using Turns = std::map<std::string, std::atomic<std::size_t>>;
 
+  static Turns turnsOf(const CaptureFacts::Programs& programs);
   // The captured program whose turn it is; null when the capture does not have it.
   static const CapturedProgram* takeTurn(const CaptureFacts::Programs& programs, Turns& turns,
                                          const std::string& name);
@@ -46,7 +50,7 @@ class ReplayedMachine : public Machine {
 
   CaptureFacts facts_;
   CaptureFiles files_;
-  Turns commandTurns_, helperTurns_;
+  Turns commandTurns_ = turnsOf(facts_.commands), helperTurns_ = turnsOf(facts_.helpers);
 };
 
 }  // namespace invscan

@@ -26,7 +26,7 @@ RunLevelQuestion::Answer RunLevelQuestion::live(NoKey) {
 void RunLevelQuestion::write(Json& json, const Answer& record) {
   if (!record) return;
   json = {{"line", isCaptureText(record->line) ? record->line : ""}, {"time", record->time}};
-  if (record->level && isCaptureText({*record->level})) {
+  if (record->level && isCaptureText({&*record->level, 1})) {
     json["level"] = std::string(1, *record->level);
   }
 }
