@@ -1,12 +1,14 @@
 #!/usr/bin/env python3
-"""Times whole processes side by side: the agent on a capture of each firmware table in tests/data
-against dmidecode on the same table.
+"""Times whole processes side by side: the agent's scan of this machine, and of its memory alone,
+against lscpu; and the agent on a capture of each firmware table in tests/data against dmidecode on
+the same table.
 
-usage: side_by_side.py INVSCAN [RUNS]
+usage: side_by_side.py INVSCAN [RUNS [scan|firmware]]
 
-Runs take turns, so that both meet the same load, and both programs are fresh copies, so that how
-their files came into the page cache does not matter. Printed are the medians in milliseconds and
-the agent's time as a part of dmidecode's: with the output written to a file, and thrown away.
+Runs (100 of each, or RUNS) take turns, so that both meet the same load, and both programs are fresh
+copies, so that how their files came into the page cache does not matter. Printed are the medians in
+milliseconds and the agent's time as a part of the other's: for firmware with the output written to a
+file, and thrown away. Of a scan also the processes are counted.
 """
 
 import pathlib
@@ -41,7 +43,26 @@ def medians(commands, sink, runs):
     return [statistics.median(side) for side in zip(*times)]
 
 
-def main(program, runs=100):
+def processes(command):
+    """How many a command takes, itself included."""
+    with tempfile.NamedTemporaryFile("r") as calls:
+        subprocess.run(["strace", "-f", "-qq", "-o", calls.name,
+                        "-e", "trace=clone,clone3,fork,vfork", *command],
+                       stdout=subprocess.DEVNULL, check=True)
+        return 1 + sum(" = " in line and " = -1" not in line for line in calls)
+
+
+def compare_scans(program, runs):
+    with tempfile.TemporaryDirectory() as scratch:
+        agent, lscpu = (shutil.copy(each, scratch) for each in (program, "/usr/bin/lscpu"))
+        for groups in ([], ["memory"]):
+            command = [agent, "--format", "json", *groups]
+            ours, theirs = medians((command, [lscpu, "-J"]), subprocess.DEVNULL, runs)
+            print(f"{'scan of ' + (groups or ['all groups'])[0]:32} {processes(command):2} processes   "
+                  f"invscan {ours:5.2f}   lscpu -J {theirs:5.2f}   ratio {ours / theirs:5.2f}")
+
+
+def compare_firmware(program, runs):
     ratios = {"to a file": [], "thrown away": []}
     with tempfile.TemporaryDirectory() as scratch, tempfile.TemporaryFile() as file:
         agent, dmidecode = (shutil.copy(each, scratch) for each in (program, "/usr/sbin/dmidecode"))
@@ -52,13 +73,19 @@ def main(program, runs=100):
                         [dmidecode, "--from-dump", table])
             line = f"{table.stem:32} {table.stat().st_size:6} bytes"
             for name, sink in zip(ratios, (file, subprocess.DEVNULL)):
-                ours, theirs = medians(commands, sink, int(runs))
+                ours, theirs = medians(commands, sink, runs)
                 ratios[name].append(ours / theirs)
                 line += f"   {name}: {ours:5.2f} {theirs:5.2f} {ours / theirs:5.2f}"
             print(line)
     for name, all_ratios in ratios.items():
         print(f"{name}: median of the ratios {statistics.median(all_ratios):.2f}, "
               f"largest {max(all_ratios):.2f}")
+
+
+def main(program, runs=100, part=""):
+    for name, compare in (("scan", compare_scans), ("firmware", compare_firmware)):
+        if part in ("", name):
+            compare(program, int(runs))
 
 
 if __name__ == "__main__":

@@ -32,12 +32,16 @@ bool isConsistent(const kelAttribValue& record) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-  const Reception reception = receptionOf(bytes);
-  if (reception == Reception::Complete && size < kAnswerHeaderSize) std::abort();
+  const Message message = firstMessage(bytes);
+  const bool isWhole =
+      message.kind == Message::Kind::Begin || message.kind == Message::Kind::Answer;
+  if (isWhole && (message.size == 0 || message.size > size)) std::abort();
+  if (message.payload.size() > message.size) std::abort();
 
   GroupResult result;
   if (!decodePayload(bytes, result)) return 0;
   if (result.status != Status::Ok && !result.rows.empty()) std::abort();
+  if (!(result.milliseconds >= 0)) std::abort();
   std::size_t total = 0;
   for (const Row& row : result.rows) {
     for (const Record& record : row) {

@@ -584,6 +584,14 @@ class Captures(AgentTest):
                        env=os.environ | {"ASAN_OPTIONS": "detect_leaks=0"})
         self.assertEqual(trace.read_text().count("execve("), 1)
 
+    def test_native_scan_takes_few_processes(self):
+        trace = self.scratch / "trace"
+        for groups, processes in (((), 2), (("Memory", "SMBIOS"), 1), (("ComponentID",), 0)):
+            subprocess.run(["strace", "-f", "-o", trace, "-e", "trace=clone,clone3,fork,vfork",
+                            PROGRAM, "--jobs", "1", *groups], stdout=subprocess.DEVNULL, check=True,
+                           timeout=60, env=os.environ | {"ASAN_OPTIONS": "detect_leaks=0"})
+            self.assertEqual(len(re.findall("(?:clone|fork)3?\\(", trace.read_text())), processes)
+
     def test_summary(self):
         capture = self.scratch / "capture"
         self.assertRegex(self.answer("capture", capture, "Memory", live=True),

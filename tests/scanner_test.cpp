@@ -13,6 +13,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -21,8 +23,13 @@
 #include <vector>
 
 #include <invscan/catalogue.h>
+#include <invscan/collectors.h>
+#include <invscan/machine.h>
+#include <invscan/processor.h>
 #include <invscan/table.h>
 
+#include "TestMachine.h"
+#include "agent/scan/Scanner.h"
 #include "agent/scan/SignalWatch.h"
 #include "agent/scan/Wire.h"
 #include "agent/scan/WorkerPool.h"
@@ -110,7 +117,7 @@ std::vector<GroupResult> run(const std::vector<std::function<void(int)>>& works,
   options.timeoutSeconds = timeout;
   options.jobs = atATime;
   std::vector<Job> jobs;
-  for (const auto& work : works) jobs.push_back({&GROUPS_DEF[0], work});
+  for (const auto& work : works) jobs.push_back({&GROUPS_DEF[0], work, kOwnRoom, true});
   return runJobs(jobs, options);
 }
 
@@ -140,8 +147,8 @@ TEST(WorkerPoolTest, NoWorkerSpoilsAnother) {
       {"tells nonsense", [](int answer) { sendBytes(answer, word(8) + word(7)); }, Status::Crash, 0,
        "answer makes no sense"},
       {"goes on after the end",
-       [](int answer) { sendBytes(answer, word(20) + word(0) + word(0) + word(0) + "more"); }, Status::Crash,
-       0, "answer makes no sense"},
+       [](int answer) { sendBytes(answer, word(20) + word(0) + word(0) + word(0) + "more"); },
+       Status::Crash, 0, "answer makes no sense"},
       {"promises too much", [](int answer) { sendBytes(answer, word(~0ul >> 1)), hang(); },
        Status::Crash, 0, "answer too large"},
       {"survives a command that does not read",
@@ -259,9 +266,9 @@ TEST(WorkerPoolTest, IgnoredInterruptionsStayIgnored) {
 TEST(WorkerPoolTest, AWorkerThatCannotStartIsACrash) {
   const pid_t agent = fork();
   if (agent == 0) {
-    // Room for two descriptors and the pipe of one worker, of which one end stays open.
+    // Room for signals and guard, and the pipes of one worker, of which one end is closed.
     closefrom(3);
-    const rlimit few = {7, 7};
+    const rlimit few = {9, 9};
     setrlimit(RLIMIT_NOFILE, &few);
     const auto work = [](int answer) { usleep(100'000), sendRows(answer, 1); };
     const auto results = run({work, work}, 30, 2);
@@ -272,6 +279,198 @@ TEST(WorkerPoolTest, AWorkerThatCannotStartIsACrash) {
   int status = -1;
   EXPECT_EQ(waitpid(agent, &status, 0), agent);
   EXPECT_EQ(status, 0);
+}
+
+// What a job may leave behind in its worker.
+const int kSound = 0;
+const int* spoilt = &kSound;
+
+TEST(WorkerPoolTest, WhatSharesAWorkerLosesTheGroupInHandAndNoOther) {
+  const auto good = [](int answer) { sendRows(answer, 1); };
+  const auto careful = [](int answer) { sendRows(answer, *spoilt + 1); };
+  const std::string noAnswer = " and without an answer";
+  const struct {
+    const char* name;
+    std::function<void(int)> work;
+    Status status;
+    std::string trouble;
+  } cases[] = {
+      {"first", good, Status::Ok, ""},
+      {"crashes", [](int) { raise(SIGSEGV); }, Status::Crash,
+       "killed by signal 11 (Segmentation fault)"},
+      {"after a crash", good, Status::Ok, ""},
+      {"hangs", [](int) { hang(); }, Status::Timeout, "no answer within 2 s"},
+      {"after a time-out", good, Status::Ok, ""},
+      {"is killed", [](int) { kill(getpid(), SIGKILL); }, Status::Crash,
+       "killed by signal 9 (Killed)"},
+      {"tells nonsense", [](int answer) { sendBytes(answer, word(8) + word(7)), hang(); },
+       Status::Crash, "answer makes no sense"},
+      {"begins with what is none of its own", [](int answer) { sendBegin(answer, 0), hang(); },
+       Status::Crash, "answer makes no sense"},
+      {"answers twice", [](int answer) { sendRows(answer, 1), sendRows(answer, 1), hang(); },
+       Status::Ok, ""},
+      {"says nothing", [](int) {}, Status::Crash, "answer makes no sense"},
+      {"dies behind its answer", [](int answer) { sendRows(answer, 1), _exit(3); }, Status::Ok, ""},
+      {"has more to say than a pipe holds",
+       [](int answer) { sendRows(answer, 1, std::string(1'000'000, 'x')); }, Status::Ok, ""},
+      {"corrupts memory", [](int answer) { spoilt = nullptr, sendRows(answer, 1); }, Status::Ok,
+       ""},
+      {"meets corrupted memory", careful, Status::Ok, ""},
+      {"last", careful, Status::Ok, ""},
+  };
+  for (const int atATime : {1, 3}) {
+    ScannerOptions options;
+    options.timeoutSeconds = 2;
+    options.jobs = atATime;
+    std::vector<Job> jobs;
+    for (const auto& testCase : cases) jobs.push_back({&GROUPS_DEF[0], testCase.work, 7});
+    const auto results = runJobs(jobs, options);
+    for (std::size_t i = 0; i < results.size(); ++i) {
+      SCOPED_TRACE(std::string(cases[i].name) + ", at a time " + std::to_string(atATime));
+      EXPECT_EQ(results[i].status, cases[i].status);
+      // One that says nothing may also be found out by what its worker does next, or by its end.
+      if (cases[i].trouble != "answer makes no sense") {
+        EXPECT_EQ(results[i].trouble, cases[i].trouble);
+      }
+    }
+  }
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was not reaped";
+}
+
+TEST(WorkerPoolTest, OneWorkerDoesARoomInTurn) {
+  std::vector<Job> jobs;
+  const auto tellWorker = [](int answer) { sendRows(answer, 1, std::to_string(getpid())); };
+  for (int i = 0; i < 20; ++i) jobs.push_back({&GROUPS_DEF[0], tellWorker, 1});
+  jobs.push_back({&GROUPS_DEF[0], tellWorker});
+  ScannerOptions options;
+  options.jobs = 1;
+  const auto results = runJobs(jobs, options);
+  const auto workerOf = [](const GroupResult& result) {
+    const kelAttribValue& record = *result.rows.at(0).at(0);
+    return std::string(reinterpret_cast<const char*>(&record), record.length);
+  };
+  for (int i = 1; i < 20; ++i) EXPECT_EQ(workerOf(results[i]), workerOf(results[0]));
+  EXPECT_NE(workerOf(results[20]), workerOf(results[0]));
+}
+
+// A machine whose helper counts its runs, in all processes, before it answers or hangs.
+class CountedHelper : public TestMachine {
+ public:
+  CountedHelper(std::string output, std::atomic<int>& runs, bool hangs)
+      : TestMachine({}), output_(std::move(output)), runs_(runs), hangs_(hangs) {}
+
+ private:
+  HelperOutput doRunHelper(const std::string&, const char*, const char*) override {
+    ++runs_;
+    if (hangs_) hang();
+    return {true, output_};
+  }
+
+  const std::string output_;
+  std::atomic<int>& runs_;
+  const bool hangs_;
+};
+
+const std::string kAnswer = "1.0 0 OK\n(ProcessorTable\n(Processor\nFamily:s=H\n)\n)\n";
+
+Task familyTask(unsigned needs) {
+  return {&GROUPS_DEF[0], needs, [] {
+            const String family = getEnum("", 1, 1, "");
+            return makeTable(family == "H" ? 2 : 1);
+          }};
+}
+
+std::vector<std::string> helperAccesses(const GroupResult& result) {
+  std::vector<std::string> outcomes;
+  for (const Access& access : result.accesses) {
+    if (access.source == "helper cpuid") outcomes.push_back(access.outcome);
+  }
+  return outcomes;
+}
+
+TEST(ScannerTest, AHelperAnswersOnceForAllThatNeedItAndOnlyThen) {
+  void* const memory = mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE,
+                            MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(memory, MAP_FAILED);
+  auto& runs = *new (memory) std::atomic<int>(0);
+  const struct {
+    const char* name;
+    bool hangs;
+    unsigned needs;
+    int runs;
+    std::size_t rows;
+    Status status;
+    const char* outcome;
+  } cases[] = {
+      {"answered", false, kNeedsCpuid, 1, 2, Status::Ok, "ok"},
+      {"hangs", true, kNeedsCpuid, 1, 1, Status::Timeout, "gave no answer"},
+      {"not needed", false, kNeedsPatience, 0, 0, Status::Ok, ""},
+  };
+  for (const auto& testCase : cases) {
+    for (const int atATime : {1, 4}) {
+      SCOPED_TRACE(std::string(testCase.name) + ", at a time " + std::to_string(atATime));
+      runs = 0;
+      const std::string longerThanAPipeHolds = kAnswer + std::string(200'000, '\n');
+      setMachine(std::make_unique<CountedHelper>(longerThanAPipeHolds, runs, testCase.hangs));
+      ScannerOptions options;
+      options.jobs = atATime;
+      options.timeoutSeconds = testCase.hangs ? 0.3 : 30;
+      options.noteAccesses = true;
+      Task other{&GROUPS_DEF[0], testCase.needs, [] { return makeTable(0); }};
+      Scan scan;
+      if (testCase.runs == 0) {
+        runTasks({other, other}, options, scan);
+      } else {
+        runTasks({familyTask(testCase.needs), other, familyTask(testCase.needs)}, options, scan);
+        ASSERT_EQ(scan.helpers.size(), 1u);
+        EXPECT_EQ(scan.helpers[0].status, testCase.status) << scan.helpers[0].trouble;
+        for (const GroupResult* result : {&scan.groups[0], &scan.groups[2]}) {
+          EXPECT_EQ(result->rows.size(), testCase.rows) << result->trouble;
+          EXPECT_EQ(helperAccesses(*result), std::vector<std::string>{testCase.outcome});
+        }
+        EXPECT_TRUE(helperAccesses(scan.groups[1]).empty()) << "it did not ask";
+      }
+      EXPECT_EQ(runs, testCase.runs);
+    }
+  }
+  useLiveMachine();
+  munmap(memory, sizeof(std::atomic<int>));
+}
+
+TEST(ScannerTest, OurHelperTellsOfACaptureThatLacksAnAnswer) {
+  const std::filesystem::path home =
+      std::filesystem::temp_directory_path() / ("scanner test " + std::to_string(getpid()));
+  const std::filesystem::path capture = home / "a capture";
+  std::filesystem::create_directories(home / "bin");
+  std::filesystem::create_directories(capture);
+  std::ofstream(home / "bin/cpuid") << "#!/bin/sh\ntest \"$1 $2\" = '--machine " << capture.string()
+                                    << "' && printf '" << kAnswer << "'\n";
+  std::filesystem::permissions(home / "bin/cpuid", std::filesystem::perms::owner_all);
+  const char* const homeBefore = std::getenv("ORV_HOMEDIR");
+  const std::string before = homeBefore ? homeBefore : "";
+  setenv("ORV_HOMEDIR", home.c_str(), 1);
+  const struct {
+    const char* facts;
+    std::size_t rows;
+  } cases[] = {
+      {R"({"capture": 1})", 2},
+      {R"({"capture": 1, "helpers": [{"command": "cpuid", "output": "1.0 3 its own\n"}]})", 1},
+  };
+  for (const auto& testCase : cases) {
+    std::ofstream(capture / "machine.json") << testCase.facts;
+    std::string error;
+    ASSERT_TRUE(replayMachine(capture.string(), error)) << error;
+    ScannerOptions options;
+    options.capture = capture.string();
+    Scan scan;
+    runTasks({familyTask(kNeedsCpuid)}, options, scan);
+    ASSERT_EQ(scan.groups.size(), 1u);
+    EXPECT_EQ(scan.groups[0].rows.size(), testCase.rows) << testCase.facts;
+    EXPECT_EQ(getEnum("", 1, 1, ""), "Unknown") << "a host of the library has no such answer";
+  }
+  useLiveMachine();
+  homeBefore ? setenv("ORV_HOMEDIR", before.c_str(), 1) : unsetenv("ORV_HOMEDIR");
+  std::filesystem::remove_all(home);
 }
 
 TEST(WireTest, RecordsArriveByteForByte) {

@@ -127,8 +127,9 @@ namespace invscan {
 INVSCAN_EXPORT std::string askHelper(const std::string& name);
 
 // Has the function for that helper take its next answer from this text in place of running it, as
-// long as the same machine is scanned. The text is parsed, and how it was come by goes to the access
-// log, when the function is called. To be called before the collectors that ask, by their thread.
+// long as the same machine is scanned. The text is parsed, and how it was come by goes to the
+// access log, when the function is called. To be called before the collectors that ask, by their
+// thread.
 INVSCAN_EXPORT void giveHelperOutput(const std::string& name, std::string output,
                                      const Access& how);
 

@@ -7,9 +7,9 @@
 
 namespace invscan::agent {
 
-// The guard process knows the process groups of workers that start programs. When agent and workers have closed their
-// ends of its line, because they ended or were killed, it kills the groups that are left and ends.
-// It holds none of the agent's descriptors open.
+// The guard process knows the process groups of workers that start programs. When agent and workers
+// have closed their ends of its line, because they ended or were killed, it kills the groups that
+// are left and ends. It holds none of the agent's descriptors open.
 //
 // Where no process can be started for it, the scan does without: a worker then still dies with the
 // agent, but what it started need not.

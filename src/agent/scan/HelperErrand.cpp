@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -34,6 +35,7 @@ std::string tellOfCapture(const std::string& name, const std::string& capture) {
   Pipe pipe = makePipe();
   const pid_t child = pipe && !program.empty() ? fork() : -1;
   if (child == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     // The other streams are empty ones already, but what it complains about would be ours.
     dup2(pipe.writeEnd.get(), STDOUT_FILENO);
     dup2(STDIN_FILENO, STDERR_FILENO);
@@ -95,7 +97,9 @@ void HelperErrand::deliver() const {
       pread(file_.get(), &head, sizeof head, 0) == static_cast<ssize_t>(sizeof head) &&
       head.isWhole;
   std::string output = isWhole ? readFrom(file_.get(), sizeof head) : "";
-  const char* const outcome = !isWhole ? "gave no answer" : output.empty() ? "printed nothing" : "ok";
+  const char* const outcome = !isWhole         ? "gave no answer"
+                              : output.empty() ? "printed nothing"
+                                               : "ok";
   giveHelperOutput(name_, std::move(output), {"helper " + name_, outcome, head.milliseconds});
 }
 

@@ -137,9 +137,8 @@ Errands addErrands(const std::vector<Task>& tasks, const ScannerOptions& options
 }
 
 Job jobOf(const Task& task, const Errands& errands, const ScannerOptions& options) {
-  Job job{task.group, [&task, &errands, &options](int answer) {
-            collect(task, errands, options, answer);
-          }};
+  Job job{task.group,
+          [&task, &errands, &options](int answer) { collect(task, errands, options, answer); }};
   job.room = roomOf(task);
   job.startsPrograms = startsPrograms(task);
   std::size_t place = 0;
@@ -166,8 +165,8 @@ void runTasks(const std::vector<Task>& tasks, const ScannerOptions& options, Sca
   auto result = results.begin();
   for (const HelperErrand& errand : errands) {
     const bool isAnswered = result->status == Status::Absent;
-    scan.helpers.push_back({errand.name(), isAnswered ? Status::Ok : result->status,
-                            std::move(result->trouble)});
+    scan.helpers.push_back(
+        {errand.name(), isAnswered ? Status::Ok : result->status, std::move(result->trouble)});
     ++result;
   }
   std::move(result, results.end(), std::back_inserter(scan.groups));

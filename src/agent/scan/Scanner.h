@@ -38,8 +38,8 @@ struct Task {
   std::function<std::unique_ptr<KelTable>()> collect;
 };
 
-// The part of scanGroups that runs workers: adds a result for each task, in catalogue order, and one
-// for each helper that a task needs.
+// The part of scanGroups that runs workers: adds a result for each task, in catalogue order, and
+// one for each helper that a task needs.
 void runTasks(const std::vector<Task>& tasks, const ScannerOptions& options, Scan& scan);
 
 }  // namespace invscan::agent

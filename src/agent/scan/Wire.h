@@ -1,8 +1,8 @@
 // How a worker's answers travel to the agent.
 //
-// Numbers are 64-bit words in the machine's own order. Before a worker begins with a job it says so:
-// the job's number, with the topmost bit set. An answer to it is the number of bytes that follow,
-// and then the payload:
+// Numbers are 64-bit words in the machine's own order. Before a worker begins with a job it says
+// so: the job's number, with the topmost bit set. An answer to it is the number of bytes that
+// follow, and then the payload:
 //   status             0: the group has no table on this machine, 1: it has one
 //   milliseconds       that collecting took, as a double
 //   rows               only with a table: their number; each is the number of its records and then
@@ -40,14 +40,14 @@ struct Message {
   enum class Kind { Partial, Begin, Answer, TooLarge };
 
   Kind kind;
-  std::size_t size = 0;          // of the whole message, in bytes
-  std::size_t job = 0;           // of Begin
+  std::size_t size = 0;           // of the whole message, in bytes
+  std::size_t job = 0;            // of Begin
   std::string_view payload = {};  // of Answer
 };
 Message firstMessage(std::string_view bytes);
 
-// Fills status, milliseconds, rows and accesses. Returns false, and leaves the result alone, when the bytes are
-// not exactly one payload with consistent records.
+// Fills status, milliseconds, rows and accesses. Returns false, and leaves the result alone, when
+// the bytes are not exactly one payload with consistent records.
 bool decodePayload(std::string_view payload, GroupResult& result);
 
 }  // namespace invscan::agent

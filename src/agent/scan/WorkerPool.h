@@ -18,7 +18,8 @@ struct Job {
   // through the descriptor.
   std::function<void(int descriptor)> work;
   // Workers take one job after another of a room. A job that may hang for long, or leave something
-  // behind, has a room and so a worker of its own, which is killed as soon as its answer is complete.
+  // behind, has a room and so a worker of its own, which is killed as soon as its answer is
+  // complete.
   int room = kOwnRoom;
   // What it starts has to end with the agent even if that is killed.
   bool startsPrograms = false;
