@@ -21,7 +21,7 @@ HOSTS_FILES = {"invscan/SMBIOS/table/DumpFile.cpp"}
 CHILDREN = {"invscan/com/children/CommandPipe.cpp", "invscan/com/children/FileSystemStatistics.cpp",
             "invscan/com/children/ForkedProbe.cpp", "invscan/com/children/StatisticsService.cpp"}
 # What a helper program writes, and its own start and end.
-HELPERS_OWN = re.compile(r"helpers/\w+/main\.cpp|helpers/cpuid/LeafTrace\.(cpp|h)")
+HELPERS_OWN = re.compile(r"helpers/(\w+/main\.cpp|Program\.h)|helpers/cpuid/LeafTrace\.(cpp|h)")
 
 # Functions with names of their own (patterns): not even mentioned.
 FORBIDDEN_NAMES = r"""
