@@ -118,9 +118,13 @@ class INVSCAN_EXPORT UnixCpuMeter {
   long long getSystemUpTime() const { return systemUpTime_; }
 
  private:
+  // Each reads no more than what it tells of.
+  friend class CpuMeterGroup;
+  friend class UnixCpuMeterGroup;
+
   void readProcessorTimes();
   void readLoadAverages();
-  long long readSystemUpTime();
+  void readSystemUpTime();
 
   long long idleTime_ = -1;
   long long userTime_ = -1;

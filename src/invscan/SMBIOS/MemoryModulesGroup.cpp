@@ -1,3 +1,4 @@
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -195,7 +196,7 @@ KelTable* MemoryModulesGroup::getTableLeg() {
   unsigned int maxModuleSizeMB = 0, slots = 0;
   getMemorySpecs(&maxModuleSizeMB, &slots);
 
-  auto* table = new KelTable(getGroupId(), getGroupVersion());
+  auto table = std::make_unique<KelTable>(getGroupId(), getGroupVersion());
   unsigned long index = 0;
   for (const Module& module : modules) {
     RowBuilder()
@@ -207,5 +208,5 @@ KelTable* MemoryModulesGroup::getTableLeg() {
         .text(6, module.type)
         .addTo(*table);
   }
-  return table;
+  return table.release();
 }

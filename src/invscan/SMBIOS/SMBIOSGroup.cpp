@@ -244,7 +244,7 @@ KelTable* SMBIOSGroup::getTableLeg() {
   }
   row.id(19, trace);
 
-  auto* table = new KelTable(getGroupId(), getGroupVersion());
+  auto table = std::make_unique<KelTable>(getGroupId(), getGroupVersion());
   row.builder().count(20, powerOnPassword(trace)).addTo(*table);
-  return table;
+  return table.release();
 }

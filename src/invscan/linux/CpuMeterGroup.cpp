@@ -1,3 +1,5 @@
+#include <memory>
+
 #include <invscan/catalogue.h>
 #include <invscan/groups.h>
 
@@ -36,8 +38,8 @@ using namespace invscan;
 KelTable* CpuMeterGroup::getTable() {
   const Trace trace(getCcLogHw(), className_.c_str());
   UnixCpuMeter meter;
-  meter.init();
-  meter.refresh();
+  meter.readProcessorTimes();
+  meter.readSystemUpTime();
   trace.at().max("hardware IdleTime= %lld, UserTime=%lld, WaitTime=%lld ", meter.getIdleTime(),
                  meter.getUserTime(), meter.getWaitTime());
   trace.at().max("hardware SysTime=%lld", meter.getSysTime());
@@ -52,7 +54,7 @@ KelTable* CpuMeterGroup::getTable() {
     // Signed values where the catalogue says unsigned: hosts expect them; kept.
     if (figure != -1) row.signedCount(id, figure);
   }
-  auto* table = new KelTable(getGroupId(), getGroupVersion());
+  auto table = std::make_unique<KelTable>(getGroupId(), getGroupVersion());
   row.addTo(*table);
-  return table;
+  return table.release();
 }

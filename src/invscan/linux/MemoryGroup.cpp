@@ -1,3 +1,5 @@
+#include <memory>
+
 #include <invscan/catalogue.h>
 #include <invscan/groups.h>
 #include <invscan/smbios.h>
@@ -146,7 +148,7 @@ KelTable* MemoryGroup::getTable() {
   }
   if (slots != 0) row.count(9, static_cast<unsigned long>(slots));
 
-  auto* table = new KelTable(getGroupId(), getGroupVersion());
+  auto table = std::make_unique<KelTable>(getGroupId(), getGroupVersion());
   row.addTo(*table);
-  return table;
+  return table.release();
 }

@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <clocale>
+#include <memory>
 
 #include <invscan/catalogue.h>
 #include <invscan/groups.h>
@@ -339,7 +340,7 @@ KelTable* OperatingSystemGroup::getTable() {
   const LocaleName messages = machine().setLocale(LC_MESSAGES);
   if (!messages.known) trace.at().min("hardware setlocale returned NULL");
 
-  auto* table = new KelTable(getGroupId(), getGroupVersion());
+  auto table = std::make_unique<KelTable>(getGroupId(), getGroupVersion());
   RowBuilder()
       .text(1, distribution.name)
       .count(2, kTypeLinux)
@@ -351,5 +352,5 @@ KelTable* OperatingSystemGroup::getTable() {
       .text(12, distribution.description)
       .text(15, messages.name)
       .addTo(*table);
-  return table;
+  return table.release();
 }

@@ -1,6 +1,7 @@
 #include <clocale>
 #include <cstdlib>
 #include <ctime>
+#include <memory>
 
 #include <invscan/catalogue.h>
 #include <invscan/groups.h>
@@ -56,7 +57,7 @@ KelTable* RegionalGroup::getTable() {
   trace.at().max("hardware LC_CTYPE locale=%s", locale.c_str());
 
   constexpr unsigned long kAhead = 1, kBehind = 2, kDaylight = 1, kNoDaylight = 2;
-  auto* table = new KelTable(getGroupId(), getGroupVersion());
+  auto table = std::make_unique<KelTable>(getGroupId(), getGroupVersion());
   RowBuilder()
       .text(1, locale)
       .count(2, static_cast<unsigned long>(labs(timezone)))
@@ -65,5 +66,5 @@ KelTable* RegionalGroup::getTable() {
       .text(5, tzname[0])
       .text(6, tzname[1])
       .addTo(*table);
-  return table;
+  return table.release();
 }

@@ -1,3 +1,5 @@
+#include <memory>
+
 #include <invscan/catalogue.h>
 #include <invscan/groups.h>
 
@@ -65,7 +67,7 @@ using namespace invscan;
 
 KelTable* ScanInfoGroup::getTable() {
   const Trace trace(getCcLogHw(), "getTable()");
-  auto* table = new KelTable(getGroupId(), getGroupVersion());
+  auto table = std::make_unique<KelTable>(getGroupId(), getGroupVersion());
   RowBuilder row;
   row.text(1, "Halden Systems Inc.")
       .count(2, 2UL)
@@ -76,5 +78,5 @@ KelTable* ScanInfoGroup::getTable() {
       .text(5, getBuildDateRVLT());
   if (const auto uptime = findUptime()) row.count(6, *uptime);
   row.addTo(*table);
-  return table;
+  return table.release();
 }

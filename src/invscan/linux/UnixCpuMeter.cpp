@@ -16,7 +16,7 @@ void UnixCpuMeter::init() {
 void UnixCpuMeter::refresh() {
   readProcessorTimes();
   readLoadAverages();
-  systemUpTime_ = readSystemUpTime();
+  readSystemUpTime();
 }
 
 // A first line that sums up all processors ("cpu  user nice system idle iowait ..."), then one for
@@ -60,18 +60,19 @@ void UnixCpuMeter::readLoadAverages() {
   }
 }
 
-long long UnixCpuMeter::readSystemUpTime() {
+void UnixCpuMeter::readSystemUpTime() {
   const Trace trace(getCcLogHw(), "readSystemUpTime()");
+  systemUpTime_ = -1;
   const FileText file = machine().readFile("/proc/uptime");
   if (file.error != 0) {
     trace.at().min("hardware cannot open /proc/uptime.");
-    return -1;
+    return;
   }
   const auto number = findInteger(file.text);
-  if (!number) return -1;
+  if (!number) return;
   const int seconds = static_cast<int>(std::clamp<long>(*number, INT_MIN, INT_MAX));
   trace.at().max("hardware uptime %d seconds", seconds);
   trace.at().max("hardware %d days: %d hours: %d minutes: %d seconds", seconds / 86400,
                  seconds / 3600 % 24, seconds / 60 % 60, seconds % 60);
-  return seconds * 100LL;
+  systemUpTime_ = seconds * 100LL;
 }

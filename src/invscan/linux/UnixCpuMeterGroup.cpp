@@ -1,3 +1,5 @@
+#include <memory>
+
 #include <invscan/catalogue.h>
 #include <invscan/groups.h>
 
@@ -30,8 +32,7 @@ using namespace invscan;
 KelTable* UnixCpuMeterGroup::getTable() {
   const Trace trace(getCcLogHw(), className_.c_str());
   UnixCpuMeter meter;
-  meter.init();
-  meter.refresh();
+  meter.readLoadAverages();
   const float figures[] = {meter.getLoadAvg1(), meter.getLoadAvg5(), meter.getLoadAvg15()};
   trace.at().max("hardware loadAvg1=%f, loadAvg5=%f, loadAvg15=%f", static_cast<double>(figures[0]),
                  static_cast<double>(figures[1]), static_cast<double>(figures[2]));
@@ -42,7 +43,7 @@ KelTable* UnixCpuMeterGroup::getTable() {
     ++id;
     if (figure != -1.0F) row.real(id, figure);
   }
-  auto* table = new KelTable(getGroupId(), getGroupVersion());
+  auto table = std::make_unique<KelTable>(getGroupId(), getGroupVersion());
   row.addTo(*table);
-  return table;
+  return table.release();
 }

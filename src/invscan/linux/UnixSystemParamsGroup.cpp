@@ -1,4 +1,5 @@
 #include <ctime>
+#include <memory>
 
 #include <invscan/catalogue.h>
 #include <invscan/groups.h>
@@ -94,12 +95,12 @@ KelTable* UnixSystemParamsGroup::getTable() {
   const std::string nodeName = machine().kernelIdentity().value_or(KernelIdentity()).nodename;
   trace.at().max("hardware uname nodename=%s", nodeName.c_str());
 
-  auto* table = new KelTable(getGroupId(), getGroupVersion());
+  auto table = std::make_unique<KelTable>(getGroupId(), getGroupVersion());
   RowBuilder()
       .dateTime(1, findBootTime(record, isCurrent, start, trace))
       .count(2, runLevel)
       .text(3, nodeName)
       .text(4, nodeName)
       .addTo(*table);
-  return table;
+  return table.release();
 }

@@ -19,9 +19,7 @@ namespace {
 
 constexpr std::uintptr_t kSegmentAddress = 0xF0000;
 constexpr int kSegmentSize = 0x10000;
-// An anchor at either edge of the segment is read from 10 bytes before it to 14 behind: there are
-// zeros.
-constexpr int kMargin = 16;
+constexpr int kAnchorSize = 15;
 constexpr std::string_view kAnchor = "_DMI_";
 constexpr int kTraceWidth = 16;
 
@@ -42,14 +40,15 @@ void TableReader::allocate(int length) {
 
 void TableReader::readFirmware() {
   const Trace trace(getCcLogHw(), "SMBIOSTable()");
-  std::vector<unsigned char> buffer(kMargin + kSegmentSize + kMargin);
+  // Of no value before it was read, which most machines do not allow.
+  const auto bytes = std::make_unique_for_overwrite<unsigned char[]>(kSegmentSize);
   trace.at().max("hardware Reading F0000 segment");
-  if (!readMemory(buffer.data() + kMargin, kSegmentAddress, kSegmentSize)) return;
+  if (!readMemory(bytes.get(), kSegmentAddress, kSegmentSize)) return;
   trace.at().max("hardware Looking for _DMI_ signature");
-  const TableView view(buffer.data(), buffer.size());
-  const std::string_view segment(reinterpret_cast<const char*>(buffer.data()), buffer.size());
+  const TableView view(bytes.get(), kSegmentSize);
+  const std::string_view segment(reinterpret_cast<const char*>(bytes.get()), kSegmentSize);
   for (auto at = segment.find(kAnchor); at != segment.npos; at = segment.find(kAnchor, at + 1)) {
-    trace.at().max("hardware Found _DMI_ at 000F:%zx", at - kMargin);
+    trace.at().max("hardware Found _DMI_ at 000F:%zx", at);
     if (readAnchor(view, static_cast<int>(at))) return traceData();
   }
   table_.init();
@@ -57,12 +56,16 @@ void TableReader::readFirmware() {
 
 bool TableReader::readAnchor(const TableView& segment, int at) {
   const Trace trace(getCcLogHw(), "readAnchor()");
-  const std::uint32_t address = segment.dword(at + 8);
-  allocate(segment.word(at + 6));
-  table_.numTables_ = segment.word(at + 12);
+  // Behind the end of the segment, which may cut the anchor off, are zeros.
+  unsigned char fields[kAnchorSize];
+  segment.copy(at, sizeof fields, fields);
+  const TableView anchor(fields, sizeof fields);
+  const std::uint32_t address = anchor.dword(8);
+  allocate(anchor.word(6));
+  table_.numTables_ = anchor.word(12);
   trace.at().max("hardware tablelen=%d tableaddr=%x numTables=%d", table_.totalLength_, address,
                  table_.numTables_);
-  const unsigned revision = segment.byte(at + 14);
+  const unsigned revision = anchor.byte(14);
   // Without a revision of its own, that of the "_SM_" entry point which the anchor is part of.
   table_.majorVersion_ = revision != 0 ? revision >> 4 : segment.byte(at - 10);
   table_.minorVersion_ = revision != 0 ? revision & 0xF : segment.byte(at - 9);
