@@ -7,7 +7,6 @@
 #include <new>
 #include <string_view>
 #include <tuple>
-#include <vector>
 
 #include <invscan/physmem.h>
 
