@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include <invscan/collectors.h>
 #include <invscan/print.h>
 #include <invscan/traits.h>
 
@@ -41,7 +42,8 @@ AttributeDescription::AttributeDescription(const kelGroupDef& group, const kelAt
   behaviour = behaviourName(traits.behaviour);
   isSensitive = traits.sensitive;
   description = traits.description;
-  sources = traits.sources;
+  isCollected = findCollector(group.id) != nullptr;
+  if (isCollected) sources = traits.sources;
   for (const kelEnumDef* entry = attribute.enums; entry && entry->value != kEndOfTable; ++entry) {
     values.push_back(entry);
   }

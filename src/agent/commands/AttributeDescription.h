@@ -20,7 +20,8 @@ struct AttributeDescription {
   std::string behaviour;  // "identity", "stable" or "volatile"
   bool isSensitive;
   std::string description;
-  std::string sources;  // as in the traits
+  bool isCollected;     // whether this version has a collector for the group
+  std::string sources;  // as in the traits; empty for what is never filled, or not collected
   std::vector<const kelEnumDef*> values;
 };
 

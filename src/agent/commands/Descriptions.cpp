@@ -1,5 +1,6 @@
 #include "agent/commands/Descriptions.h"
 
+#include <invscan/collectors.h>
 #include <nlohmann/json.hpp>
 
 #include "agent/Names.h"
@@ -11,8 +12,13 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+// Why there are no sources.
+const char* reasonForNone(const AttributeDescription& described) {
+  return described.isCollected ? "never filled on Linux" : "not collected yet";
+}
+
 std::string sourcesInWords(const AttributeDescription& described) {
-  return described.sources.empty() ? "never filled on Linux" : described.sources;
+  return described.sources.empty() ? reasonForNone(described) : described.sources;
 }
 
 std::string notes(const AttributeDescription& described) {
@@ -80,10 +86,10 @@ std::string cell(const std::string& text) {
   return escaped;
 }
 
-std::string codeCell(const std::string& sources) {
-  if (sources.empty()) return "never filled on Linux";
+std::string sourceCell(const AttributeDescription& described) {
+  if (described.sources.empty()) return reasonForNone(described);
   std::string code;
-  for (const char c : sources) code += c == '|' ? "\\|" : std::string(1, c);
+  for (const char c : described.sources) code += c == '|' ? "\\|" : std::string(1, c);
   return "`" + code + "`";
 }
 
@@ -95,7 +101,7 @@ std::string markdownTable(const kelGroupDef& group) {
     text += "| " + std::to_string(described.id) + " | " + cell(described.name) + " | " +
             described.type.substr(std::string_view("KEL_").size()) + " | " +
             cell(notes(described)) + " | " + cell(described.description) + " | " +
-            codeCell(described.sources) + " |\n";
+            sourceCell(described) + " |\n";
   }
   return text;
 }
@@ -134,6 +140,7 @@ std::string describeAsJson(const Groups& groups) {
     list.push_back({{"id", group->id},
                     {"name", group->name},
                     {"version", group->version},
+                    {"collected", findCollector(group->id) != nullptr},
                     {"attributes", std::move(attributes)}});
   }
   return list.dump(1) + "\n";
@@ -148,7 +155,9 @@ std::string describeAsMarkdown(const Groups& groups) {
       "(tells this machine or part from others), stable (changes only when someone changes the\n"
       "machine or its set-up) or volatile (differs from one scan to the next). Sensitive values "
       "are\n"
-      "what `--redact` replaces. Sources are asked in the order given.\n";
+      "what `--redact` replaces. Sources are asked in the order given; a group that is not "
+      "collected\n"
+      "yet has no rows in this version.\n";
   for (const kelGroupDef* group : groups) {
     text += "\n## " + title(*group) + "\n\n" + markdownTable(*group) + markdownValues(*group);
   }
