@@ -1,6 +1,6 @@
-// Hostile firmware tables: the walk with all records and their dumps, classic and native, and the
-// facts. The first two bytes are the announced number of structures, the third the version; an
-// entry point of any form may follow.
+// Hostile firmware tables: the walk with all records and their dumps, classic and native, and what
+// values derived. The first two bytes are the announced number of structures, the third the
+// version; an entry point of any form may follow.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -17,7 +17,7 @@ void require(bool holds) {
   if (!holds) std::abort();
 }
 
-void readFacts(SMBIOSTable& table) {
+void readDerivedValues(SMBIOSTable& table) {
   globalSMBIOSTable = &table;
   unsigned short speed, clock, upgrade, powerOn, keyboard;
   unsigned edx, size, slots;
@@ -45,7 +45,7 @@ void checkTexts(const SMBIOSTable& table) {
 void readAll(SMBIOSTable& table) {
   table.dump();
   checkTexts(table);
-  readFacts(table);
+  readDerivedValues(table);
 }
 
 }  // namespace

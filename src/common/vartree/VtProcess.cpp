@@ -13,6 +13,7 @@
 #include <invscan/helper.h>
 
 #include "base/ChildPipe.h"
+#include "base/ChildStart.h"
 #include "common/vartree/TraceFile.h"
 
 namespace {
@@ -61,20 +62,10 @@ void setArguments(Launch& launch, const char* text) {
   launch.arguments.push_back(nullptr);
 }
 
-// Signals as a fresh process has them, whatever the host ignores or blocks.
-void resetSignals() {
-  struct sigaction action {};
-  action.sa_handler = SIG_DFL;
-  for (int number = 1; number < NSIG; ++number) sigaction(number, &action, nullptr);
-  sigset_t none;
-  sigemptyset(&none);
-  sigprocmask(SIG_SETMASK, &none, nullptr);
-}
-
 [[noreturn]] void becomeProgram(const Launch& launch) {
   constexpr int kNotThere = 255;
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  resetSignals();
+  invscan::resetSignals();
   for (int number = 0; number < kFirstOwn; ++number) {
     if (dup2(launch.standard[number], number) < 0) _exit(kNotThere);
   }

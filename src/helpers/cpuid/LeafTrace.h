@@ -18,7 +18,7 @@ class LeafTrace {
   void write(std::string_view line);
 
  private:
-  enum class Kind { closed, file, socket, other };
+  enum class Kind { Closed, File, Socket, Other };
   static Kind kindOf(int descriptor);
 
   Kind kind_;

@@ -86,13 +86,13 @@ void BlockDevices::add(const std::string& sysfsName) {
 void BlockDevices::findWhatIsBelow(BlockDevice& device) const {
   const auto whole = sysfsNames_.find(componentFromEnd(device.path, 1));
   if (whole != sysfsNames_.end()) {
-    device.kind = BlockKind::kPartition;
+    device.kind = BlockKind::Partition;
     device.below.push_back(whole->second);
     return;
   }
   // Only devices without hardware lie on others.
   if (isVirtual(device.path)) addMembers(device);
-  if (device.below.empty() && isDisk(device.sysfsName)) device.kind = BlockKind::kDisk;
+  if (device.below.empty() && isDisk(device.sysfsName)) device.kind = BlockKind::Disk;
 }
 
 void BlockDevices::addMembers(BlockDevice& device) const {
@@ -128,7 +128,7 @@ std::vector<std::size_t> BlockDevices::disksBelow(const std::vector<std::size_t>
     left.pop_back();
     if (std::exchange(visits_[index], descents_) == descents_) continue;
     const BlockDevice& device = devices_[index];
-    if (device.kind == BlockKind::kDisk) disks.push_back(index);
+    if (device.kind == BlockKind::Disk) disks.push_back(index);
     left.insert(left.end(), device.below.begin(), device.below.end());
   }
   std::sort(disks.begin(), disks.end());

@@ -13,9 +13,9 @@ namespace invscan::diskscan {
 inline constexpr char kBlockDevices[] = "/sys/class/block";
 
 enum class BlockKind {
-  kDisk,       // something that holds data itself
-  kPartition,  // a part of the device below it
-  kVolume,     // made of others (logical volumes, RAID) or of none (loop, RAM, optical, empty)
+  Disk,       // something that holds data itself
+  Partition,  // a part of the device below it
+  Volume,     // made of others (logical volumes, RAID) or of none (loop, RAM, optical, empty)
 };
 
 struct BlockDevice {
@@ -24,7 +24,7 @@ struct BlockDevice {
   std::string node;       // what it is mounted by: "/dev/sda1", "/dev/mapper/vg-root"
   std::string path;       // the text of its link in /sys/class/block
   std::string number;     // "8:1"
-  BlockKind kind = BlockKind::kVolume;
+  BlockKind kind = BlockKind::Volume;
   std::vector<std::size_t> below;  // the devices that it lies on directly
 };
 

@@ -51,7 +51,7 @@ Disks readDisks(const BlockDevices& devices) {
     const std::string id = idOf(device);
     const auto generic = generics.find(id);
     if (generic != generics.end()) generic->second.isBlockDevice = true;
-    if (device.kind != BlockKind::kDisk) continue;
+    if (device.kind != BlockKind::Disk) continue;
     const std::string genericName = generic == generics.end() ? "" : generic->second.name;
     disks.ofDevices[index] = {id, device.name, genericName, targets.of(device.path)};
   }

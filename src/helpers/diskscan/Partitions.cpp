@@ -99,8 +99,8 @@ class PartitionReader {
       add({source, mount.point, mount.type,
            isSpanning ? devices_.disksBelow(*members->second) : disks});
     }
-    if (!mounts_[index].empty() || device.kind == BlockKind::kDisk) return;
-    if (device.kind == BlockKind::kVolume && hasNoSize(device)) return;
+    if (!mounts_[index].empty() || device.kind == BlockKind::Disk) return;
+    if (device.kind == BlockKind::Volume && hasNoSize(device)) return;
     add({device.node, "", recordedType(device), disks});
   }
 

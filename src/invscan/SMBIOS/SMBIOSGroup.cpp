@@ -140,13 +140,13 @@ class IdentityRow {
 
   void hashedCount(unsigned long id, unsigned long value) {
     row_.count(id, value);
-    hasFacts_ = true;
+    hasValues_ = true;
     input_ += std::to_string(value);
   }
 
   // Bars alone make no ID.
   void id(unsigned long id, const Trace& trace) {
-    if (!hasFacts_) return;
+    if (!hasValues_) return;
     trace.at().mid("hardware %s %d", "MD5 PK input len:", static_cast<int>(input_.size()));
     const MallocedText digest(md5_checksum(input_.c_str()), &std::free);
     row_.text(id, digest.get());
@@ -162,12 +162,12 @@ class IdentityRow {
       return;
     }
     row_.text(id, text);
-    hasFacts_ = true;
+    hasValues_ = true;
   }
 
   RowBuilder row_;
   std::string input_;
-  bool hasFacts_ = false;
+  bool hasValues_ = false;
 };
 
 void addBios(IdentityRow& row, const SMBIOSTable0Data& bios) {

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,40 +9,14 @@
 #include <bit>
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <cstdlib>
 
+#include "base/ChildStart.h"
 #include "invscan/machine/Machine.h"
 #include "log/Trace.h"
 
 namespace invscan {
 namespace {
-
-// A host's handlers are not to run here, nor is anything that it blocks or ignores to stay so. A
-// pipe whose reader is gone shows when writing fails.
-void resetSignals() {
-  for (int signal = 1; signal < NSIG; ++signal) std::signal(signal, SIG_DFL);
-  std::signal(SIGPIPE, SIG_IGN);
-  sigset_t none;
-  sigemptyset(&none);
-  sigprocmask(SIG_SETMASK, &none, nullptr);
-}
-
-void dieWith(pid_t parent) {
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (getppid() != parent) _exit(1);
-}
-
-void emptyStandardStreams() {
-  const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
-  for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
-    if (nothing < 0) {
-      close(stream);
-    } else {
-      dup2(nothing, stream);
-    }
-  }
-}
 
 // From the first to the last number, also where the kernel does not know how.
 void closeRange(int first, int last) {
@@ -65,7 +38,7 @@ void keepOnly(int requests, int answers) {
   const bool isTraced = sink.level != CcLogWrapper::kOff;
   const int trace = isTraced ? fcntl(sink.descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1) : -1;
   CcLogWrapper::setSink(trace, sink.level);
-  emptyStandardStreams();
+  emptyStandardStreams(STDERR_FILENO);
   std::array kept{STDERR_FILENO, requests, answers, std::max(trace, STDERR_FILENO), INT_MAX};
   std::sort(kept.begin(), kept.end());
   for (std::size_t i = 1; i < kept.size(); ++i) {
@@ -103,7 +76,7 @@ orv_statvfs_info_t answerTo(const StatisticsRequest& request) {
 }  // namespace
 
 void serveStatistics(int requests, int answers, pid_t parent) noexcept {
-  resetSignals();
+  resetSignals(SIG_IGN);  // a pipe whose reader is gone shows when writing fails
   if (parent > 0) dieWith(parent);
   keepOnly(requests, answers);
   stopAccessLog();
