@@ -48,7 +48,8 @@ class INVSCAN_EXPORT GroupFactory {
 
   // Sets m_HWConfigFile to the key "config_dir", the path separator and the key
   // "hwscanner.config_file", or "OrvHWConfig.xml" when that is empty. The directory comes first
-  // also when the file is an absolute path: hosts expect it; kept.
+  // also when the file is an absolute path: hosts that write "/hw.xml" mean a file in that
+  // directory.
   void setHWConfigFile();
 
   // Reads the hardware configuration file (hwconfig.h) by mode: 1 for attributes, priority and

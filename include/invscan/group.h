@@ -103,8 +103,8 @@ class INVSCAN_EXPORT GetTableThread : public Thread {
 };
 
 // The limit for one file-system query in microseconds, from the same key: 5000000 when it is empty
-// or the store reports an error. One key serves both limits with different defaults and units;
-// hosts expect it; kept.
+// or the store reports an error. One key serves both limits with different defaults and units:
+// another key would leave hosts that set this one with the default.
 INVSCAN_EXPORT int GetORVMaxTimeout();
 
 // When the library was built: "16/09/15" (year, month, day) and "04:18:07".

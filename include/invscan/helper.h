@@ -58,7 +58,7 @@ struct INVSCAN_EXPORT VtOStream_Unix : VtOStream {
 // A program that was started, with pipes to and from it. Deleting it releases the streams, but
 // neither closes their descriptors nor waits for the process.
 struct INVSCAN_EXPORT VtProcess {
-  // Only the pipes, whose descriptors are never 0, 1 or 2; -1 where they could not be made.
+  // Makes the pipes only, whose descriptors are never 0, 1 or 2; -1 where they could not be made.
   VtProcess();
   VtProcess(const VtProcess&) = delete;
   VtProcess& operator=(const VtProcess&) = delete;

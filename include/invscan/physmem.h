@@ -28,8 +28,8 @@ INVSCAN_EXPORT void* slm_page_align(void* p, slm_page_alignment_direction direct
 
 // Maps a range of a file, shared with all who have it mapped. Returns its address, or the failure
 // value of mmap() (all bits set). A file that is not there is created, empty, with mode 0640, also
-// for reading: hosts expect it; kept. Where a link leads to no file, none is created: that is a
-// failure. /dev/mem is never created and can be mapped read-only only.
+// for reading: hosts that share a file do not ask who comes first. Where a link leads to no file,
+// none is created: that is a failure. /dev/mem is never created and can be mapped read-only only.
 // On success *handle is what slm_file_munmap() takes, after a failure it is null.
 INVSCAN_EXPORT void* slm_file_mmap(const char* path, unsigned long offset, unsigned long length,
                                    slm_page_alignment alignment, slm_file_access_mode mode,

@@ -14,12 +14,12 @@ struct IntelX86Flag {
 INVSCAN_EXPORT extern const IntelX86Flag IntelX86Flags[24];
 
 // The feature word of a list of names; 0 for null. A name counts wherever it stands in the text, so
-// that "pse36" also means "pse", and "sse2" also "sse": hosts expect it; kept.
+// that "pse36" also means "pse", and "sse2" also "sse": hosts would see features vanish otherwise.
 INVSCAN_EXPORT unsigned long makeCPUflagsFromString(char* flagsLine);
 
 // The speed that a processor is sold with, from the measured one; both in MHz. Rounds the last two
-// digits by a table of its own, which is not symmetric (1440 gives 1450, 1415 gives 1400): hosts
-// expect it; kept.
+// digits by a table of its own, which is not symmetric (1440 gives 1450, 1415 gives 1400):
+// hosts look processors up by the speeds that come of it.
 INVSCAN_EXPORT unsigned long RealSpeedValue(unsigned long mhz);
 
 // Copies what follows the first colon of a "key: value" line, but for the one character behind the

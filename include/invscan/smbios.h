@@ -1,5 +1,5 @@
 // The firmware's SMBIOS structure table: one copy of it, a record object per kept structure, and
-// the facts that several collectors derive from them.
+// the values that several collectors derive from them.
 //
 // Firmware tables are bytes from outside. Whatever they hold, no reader leaves the table's buffer:
 // beyond its end, and beyond the formatted length that a structure states for itself, a number
@@ -89,11 +89,12 @@ class INVSCAN_EXPORT SMBIOSTableData {
   char* text(int at) const { return stringFromIndex(byte(at)); }  // by its number
 
   // Whether the table is of version 2.minor or later. Major and minor number are compared each on
-  // its own, so that 3.0 is not "since 2.1": hosts expect it; kept. Native tables compare versions.
+  // its own, so that 3.0 is not "since 2.1": otherwise machines would change their identity for
+  // hosts that know them without the fields behind the gates. Native tables compare versions.
   bool isSince2(unsigned minor) const;
   bool isNative() const;
 
-  // Of the string set, its closing NUL included.
+  // The length of the string set, its closing NUL included.
   int stringsLength() const { return stringsLength_; }
   // The bytes at data, as far as they are known to be there.
   invscan::TableView view(const unsigned char* data) const;
@@ -138,7 +139,8 @@ class INVSCAN_EXPORT SMBIOSTable0Data : public SMBIOSTextData {
   time_t getReleaseDateAsTimeT() const;
   // In native tables 0xFF sends to the extended size.
   unsigned int getROMSizeKB() const;
-  // The low 32 of 64 flags, and the high ones: the names are swapped. Hosts expect it; kept.
+  // The low 32 of 64 flags, and the high ones: the names are swapped, and the flags that hosts test
+  // in either would mean something else if they were not.
   unsigned int getCharacteristicsHigh() const { return dword(10); }
   unsigned int getCharacteristicsLow() const { return dword(14); }
   unsigned char getExtensionByte1() const { return byte(18); }
@@ -186,8 +188,9 @@ class INVSCAN_EXPORT SMBIOSTable1Data : public SMBIOSTextData {
   char* getSerialNumber() const { return text(7); }
   // The first three groups count as little-endian (in native tables since version 2.6 only). Null
   // before version 2.1, outside native tables also in a version such as 3.0 whose minor number is
-  // 0 (hosts expect it; kept), and for a UUID of zeros. The text stands in one buffer that all
-  // calls share: copy it before the next one; not for two threads at once.
+  // 0 (machines that hosts know without a UUID would get another identity), and for a UUID of
+  // zeros. The text stands in one buffer that all calls share: copy it before the next one; not for
+  // two threads at once.
   char* getUUIDAsString() const;
   unsigned char getWakeUpType() const { return isSince2(1) ? byte(24) : 0; }
 };
@@ -238,7 +241,7 @@ class INVSCAN_EXPORT SMBIOSTable4Data : public SMBIOSTextData {
   char* getVersion() const { return text(16); }
   unsigned char getVoltage() const { return byte(17); }
   double getVoltageInVolts() const;  // 0 when the firmware does not tell
-  // In MHz.
+  // Clock and speeds are in MHz.
   unsigned short getExternalClock() const { return word(18); }
   unsigned short getMaxSpeed() const { return word(20); }
   unsigned short getCurrentSpeed() const { return word(22); }
@@ -247,8 +250,8 @@ class INVSCAN_EXPORT SMBIOSTable4Data : public SMBIOSTextData {
   unsigned char getUpgrade() const { return byte(25); }
   char* getSerialNumber() const { return isSince2(3) ? text(32) : nullptr; }
   char* getAssetTag() const { return isSince2(3) ? text(33) : nullptr; }
-  // Of the package; 0 when the firmware does not tell. In native tables 0xFF sends to the field for
-  // larger numbers.
+  // They count the package's; 0 when the firmware does not tell. In native tables 0xFF sends to the
+  // field for larger numbers.
   unsigned short getCoreCount() const { return count(35, 42); }
   unsigned short getThreadCount() const { return count(37, 46); }
 
@@ -264,8 +267,9 @@ class INVSCAN_EXPORT SMBIOSTable5Data : public SMBIOSTableData {
  public:
   using SMBIOSTableData::SMBIOSTableData;
   // Takes no texts, but every NUL behind the structure, also one that is the type byte of the next
-  // (a type 0): hosts expect it; kept. Native tables step over every structure by the standard. In
-  // data that is not the table's own, a byte that is not NUL must follow.
+  // (a type 0): hosts know such machines by what is read from there on. Native tables step over
+  // every structure by the standard. In data that is not the table's own, a byte that is not NUL
+  // must follow.
   int readBlock(unsigned char* data, int offset) override;
   void dump() const override;
 
@@ -352,15 +356,15 @@ class INVSCAN_EXPORT SMBIOSTable11Data : public SMBIOSTextData {
 class INVSCAN_EXPORT SMBIOSTable16Data : public SMBIOSTableData {
  public:
   using SMBIOSTableData::SMBIOSTableData;
-  // As SMBIOSTable5Data, one byte further on.
+  // Does as SMBIOSTable5Data does, one byte further on.
   int readBlock(unsigned char* data, int offset) override;
   void dump() const override;
 
   unsigned char getLocation() const { return byte(4); }
   unsigned char getUse() const { return byte(5); }  // 3 is system memory
   unsigned char getErrorCorrection() const { return byte(6); }
-  // In KB. In native tables 0x80000000 sends to the extended capacity, of which the first function
-  // gives the nearest that 32 bits hold.
+  // Both are in KB. In native tables 0x80000000 sends to the extended capacity, of which the first
+  // function gives the nearest that 32 bits hold.
   unsigned int getMaxCapacity() const;
   unsigned long long getWholeCapacity() const;
   unsigned short getErrorInformationHandle() const { return word(11); }
@@ -426,8 +430,8 @@ class INVSCAN_EXPORT SMBIOSTable {
   SMBIOSTable();
   // Copies a structure table; a length below 0 or above 1 GiB, or one that there is no memory for,
   // counts as 0. The revision is in BCD (0x23 is 2.3) and stays so in getRevision(): records of
-  // such a table take it for a version before 2.0, and no version gate opens. Hosts expect it;
-  // kept. Does not parse.
+  // such a table take it for a version before 2.0, and no version gate opens: hosts that make
+  // tables count on texts and numbers behind the gates to be absent. Does not parse.
   SMBIOSTable(unsigned char* data, int length, unsigned char revision, int numTables);
   // Reads a dump file (readBytesFromFile). Such a table is not "available"; call parseData() for
   // its records.
@@ -461,7 +465,7 @@ class INVSCAN_EXPORT SMBIOSTable {
   SMBIOSTable8Data* getTable8(int i) const { return slots_.table8.at(i); }
   SMBIOSTable9Data* getTable9(int i) const { return slots_.table9.at(i); }
   SMBIOSTable10Data* getTable10(int i) const { return slots_.table10.at(i); }
-  // Always null: hosts expect it; kept.
+  // Always null, as no table keeps one: hosts that find none here read the structure themselves.
   SMBIOSTable11Data* getTable11() const { return slots_.table11; }
   SMBIOSTable16Data* getTable16() const { return slots_.table16; }
   SMBIOSTable17Data* getTable17(int i) const { return slots_.table17.at(i); }
@@ -485,7 +489,8 @@ class INVSCAN_EXPORT SMBIOSTable {
   // table.
   void parseData();
   // Offset of the structure behind the one at that offset of data, which is as long as the table's.
-  // A type 5 is taken to have no string set unless a double NUL follows: hosts expect it; kept.
+  // A type 5 is taken to have no string set unless a double NUL follows: hosts that walk a table
+  // with this function count its structures so.
   int getNextType(unsigned char* data, int offset) const;
   // Prints header and records to standard output.
   void dump() const;
@@ -562,10 +567,11 @@ INVSCAN_EXPORT extern SMBIOSTable* globalSMBIOSTable;
 // Texts of firmware that nobody filled in; ends with null.
 INVSCAN_EXPORT extern const char* const bogus_strings[];
 
-// Facts from the shared table. Without one, or without the record asked for, they are 0.
+// These are derived from the shared table. Without one, or without the record asked for, they are
+// 0.
 
-// Of the first processor; returns 1 when there is one. Clocks are in MHz; an external clock above
-// 2000 and an upgrade above 17 count as 0. edx may be null.
+// Describes the first processor and returns 1 when there is one. Clocks are in MHz; an external
+// clock above 2000 and an upgrade above 17 count as 0. edx may be null.
 INVSCAN_EXPORT int SM_Processor(unsigned short* currentSpeed, unsigned short* externalClock,
                                 unsigned short* upgrade, unsigned int* edx);
 INVSCAN_EXPORT unsigned char SM_ProcessorFamily();
@@ -584,7 +590,7 @@ INVSCAN_EXPORT unsigned int SM_getBiggestMemoryModule_6();
 INVSCAN_EXPORT bool getMemorySpecs(unsigned int* maxModuleSizeMB, unsigned int* slots);
 // Both outputs are 3 and the result 1 without a hardware security record. With one the result is 0
 // and the outputs are its byte, sign-extended to 16 bits and shifted right by 6 and by 2, without
-// masking: hosts expect it; kept.
+// masking: hosts mask what they get, and compare the rest with what they stored.
 INVSCAN_EXPORT int SM_HWSecurity(unsigned short* powerOnPassword, unsigned short* keyboardPassword);
 
 // The memory that the kernel manages (sysinfo), in KB, whatever its memory unit.

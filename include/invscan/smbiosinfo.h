@@ -50,7 +50,8 @@ struct smbios_sysinfo_table_entry {
   unsigned char product;
   unsigned char version;
   unsigned char serial;
-  // As many as the largest of the four numbers; those that the structure does not have are empty.
+  // There are as many as the largest of the four numbers; those that the structure does not have
+  // are empty.
   std::vector<std::string> strings;
 };
 
@@ -67,7 +68,7 @@ INVSCAN_EXPORT int find_entry(const unsigned char* table, const smbios_table_ent
 // that was taken out of the product.
 //
 // A 64-bit entry point that EFI names is read as if it were a 32-bit one, and fails by its
-// checksum unless chance helps: hosts expect it; kept.
+// checksum unless chance helps: hosts know such machines by the defaults that this leaves.
 class INVSCAN_EXPORT smbiosinfo {
  public:
   smbiosinfo();

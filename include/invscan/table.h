@@ -92,11 +92,12 @@ class INVSCAN_EXPORT KelTableRow {
   KelTableRow(const KelTableRow&) = delete;
   KelTableRow& operator=(const KelTableRow&) = delete;
 
-  // Appends; always returns 1. A null pointer is appended and counted too: hosts expect it; kept.
+  // Appends; always returns 1. A null pointer is appended and counted too: hosts find an attribute
+  // by its place in the row, and leave a place empty in this way.
   int addAttrib(KelTableAttrib* attrib);
   unsigned long getNumAttribs() const;
 
-  // Before the first attribute again; returns 1.
+  // Goes before the first attribute again; returns 1.
   int reset();
   // The next attribute; null at the end, and from then on until reset(). A null attribute reads the
   // same as the end: walk by getNumAttribs().
@@ -127,7 +128,7 @@ class INVSCAN_EXPORT KelTable {
   // Appends and returns 1; a null row is refused with 0.
   int addRow(KelTableRow* row);
 
-  // As for rows.
+  // The walk over rows does as a row's over attributes.
   int reset();
   KelTableRow* getNext();
 
@@ -136,7 +137,7 @@ class INVSCAN_EXPORT KelTable {
   unsigned long getGroupVersion() const;
   // Seconds since the epoch at which the table was made.
   time_t getTimeStamp() const;
-  // From the definitions; "Unknown" and null when they do not have the id.
+  // The definitions tell these; "Unknown" and null when they do not have the id.
   const char* getGroupName() const;
   const kelGroupDef* getGroupDefinitionFromId() const;
 

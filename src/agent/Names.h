@@ -20,7 +20,8 @@ bool sameIgnoringCase(std::string_view a, std::string_view b);
 const std::vector<const kelGroupDef*>& allGroups();
 std::vector<const kelAttribDef*> attributesOf(const kelGroupDef& group);
 
-// In any case. These throw Failure, with the nearest name, for a name that does not exist.
+// Upper and lower case are the same here. These throw Failure, with the nearest name, for a name
+// that does not exist.
 const kelGroupDef& findGroup(const std::string& name);
 const kelAttribDef& findAttribute(const kelGroupDef& group, const std::string& name);
 

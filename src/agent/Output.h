@@ -20,7 +20,7 @@ void replaceFile(const std::string& path, std::string_view text, mode_t mode);
 void makeFile(const std::string& path, std::string_view text, mode_t mode);
 
 // From now on a write that fails tells so rather than ends the process; writeOutput() sees to it
-// itself. Not before a scan: commands that it runs inherit what is ignored.
+// itself. It is not for the time before a scan: commands that this runs inherit what is ignored.
 void returnFromFailedWrites();
 
 // Whether that output is a terminal that shows colours, and whose owner wants them.

@@ -27,7 +27,7 @@ std::size_t width(std::string_view utf8);
 
 std::string padded(std::string text, std::size_t columns);
 
-// With that many digits behind a decimal point, in any locale.
+// Spells a number with that many digits behind a decimal point, in any locale.
 std::string decimal(double value, int digits);
 
 // "1 row", "2 rows".

@@ -29,7 +29,7 @@ inline Descriptor aboveStandardStreams(Descriptor descriptor) {
   return Descriptor(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
-// Without ends, and with errno, when there is none to be had.
+// The pipe has no ends, and errno tells why, when there is none to be had.
 inline Pipe makePipe() {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return {};

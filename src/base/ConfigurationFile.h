@@ -12,7 +12,7 @@ struct ConfigurationFile {
   IniEntries entries;
 };
 
-// Without entries when there is no file, or it could not be parsed.
+// It has no entries when there is no file, or it could not be parsed.
 const ConfigurationFile& configurationFile();
 
 }  // namespace invscan

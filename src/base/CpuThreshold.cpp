@@ -16,7 +16,7 @@ constexpr int64_t kSecond = 1'000'000'000;
 constexpr int64_t kLongestPause = 2 * kSecond;
 // Below this the sleep's own cost and delay would weigh more than what it is for.
 constexpr int64_t kShortestPause = kSecond / 200;
-// By so much a busy machine may delay the end of a pause.
+// A busy machine may delay the end of a pause by so much.
 constexpr int64_t kLongestDelay = kSecond / 20;
 
 int64_t nanoseconds(clockid_t clock) {

@@ -18,7 +18,7 @@ struct IniError {
   std::string message;
 };
 
-// By full name, section included.
+// They are found by full name, section included.
 using IniEntries = std::map<std::string, IniEntry>;
 
 // Adds the entries of a text. Stops at the first line that is wrong and returns what is wrong.

@@ -14,7 +14,7 @@ INVSCAN_EXPORT CcLogHandle* getCcLogCom();  // common code
 // leaves out is not formatted. A line reads
 //   2026-11-21 10:15:00.123456 [pid] MIN hw ./../../../src/... (line) function: text
 // with the time in UTC, which needs no lock, and "-->" or "<--" in place of the level where a
-// function is entered or left. Control characters are replaced by blanks. errno is kept.
+// function is entered or left. Control characters are replaced by blanks. errno stays as it is.
 class INVSCAN_EXPORT CcLogWrapper {
  public:
   enum Level { kOff = 0, kMin = 1, kMid = 2, kMax = 3 };

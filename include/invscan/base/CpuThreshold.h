@@ -10,7 +10,7 @@
 // may be shared by several groups, and by threads that call iteration() at the same time.
 class INVSCAN_EXPORT CpuThreshold {
  public:
-  // No limit.
+  // Sets no limit.
   CpuThreshold() = default;
 
   // Takes the share in percent of one processor, 1 to 99, as decimal text. Anything else (empty,

@@ -46,7 +46,7 @@ class INVSCAN_EXPORT Node : public Object {
 
   const String& getName() const { return name_; }
   const StringMap& getAttributes() const { return attributes_; }
-  // In document order; they belong to the node.
+  // They are in document order and belong to the node.
   const std::vector<std::unique_ptr<Node>>& getChildren() const { return children_; }
 
   // Appends a child, which belongs to the node from then on, and returns it.

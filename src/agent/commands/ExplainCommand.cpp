@@ -58,7 +58,7 @@ struct Missing {
   std::vector<std::string> attributes;
 };
 
-// In the order of the catalogue.
+// They are in the order of the catalogue.
 std::vector<Missing> missingIn(const GroupResult& result) {
   std::vector<Missing> all;
   for (const kelAttribDef* attribute : attributesOf(*result.group)) {

@@ -304,7 +304,7 @@ inline constexpr CodeName kErrorCorrections[] = {
     {0x05, "Single-bit ECC"}, {0x06, "Multi-bit ECC"}, {0x07, "CRC"},
 };
 
-// By the number of a bit.
+// The code is the number of a bit.
 inline constexpr CodeName kMemoryDetails[] = {
     {0x01, "Other"},         {0x02, "Unknown"},      {0x03, "Fast-paged"},  {0x04, "Static column"},
     {0x05, "Pseudo-static"}, {0x06, "Rambus"},       {0x07, "Synchronous"}, {0x08, "CMOS"},

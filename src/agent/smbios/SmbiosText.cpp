@@ -286,7 +286,7 @@ std::string one(const std::string& title, const Record* record, const Fields& fi
   return record ? block(title, *record, fields) : "";
 }
 
-// Of several, each with its number.
+// Each of several has its number in the title.
 template <class Get, class Fields>
 std::string all(const std::string& title, int total, Get get, const Fields& fields) {
   std::string text;

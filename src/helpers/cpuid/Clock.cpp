@@ -56,7 +56,7 @@ long fromCpuInfo(const Sources& sources) {
   return std::lround(leadingReal(sources.cpuInfo.first("cpu MHz")));
 }
 
-// From what the maker states, over what the platform states, to what was measured just now.
+// They go from what the maker states, over what the platform states, to what was measured just now.
 constexpr long (*kSources[])(const Sources&) = {
     fromFrequencyLeaf,    fromBrand,    fromBaseFrequency,
     fromNominalFrequency, fromFirmware, fromCpuInfo,

@@ -12,7 +12,7 @@
 namespace invscan::cpuid {
 namespace {
 
-// By bits 12 and 13 of the signature.
+// Bits 12 and 13 of the signature say which.
 constexpr const char* kTypes[] = {"Original OEM Processor", "OverDrive Processor", "Dual Processor",
                                   "Reserved"};
 

@@ -12,7 +12,7 @@ std::string kernelsText(const char* name) {
   return cleanText(machine().readFile(std::string("/sys/class/dmi/id/") + name).text.data());
 }
 
-// As the table gives it.
+// The table gives it in upper case.
 std::string upperCase(std::string text) {
   for (char& letter : text) {
     if (letter >= 'a' && letter <= 'z') letter = static_cast<char>(letter - 'a' + 'A');

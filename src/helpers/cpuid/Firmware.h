@@ -21,11 +21,11 @@ class Firmware {
  public:
   Firmware();
 
-  // Without a readable table, which takes root, from /sys/class/dmi/id: serial number and UUID are
-  // for root there too.
+  // Comes from /sys/class/dmi/id where the table, which takes root, cannot be read: serial number
+  // and UUID are for root there too.
   SystemIdentity system() const;
   FirmwareTotals totals() const;
-  // Of the first central processor: MHz, and the byte for its family; 0 when not known.
+  // The first central processor's clock in MHz, and the byte for its family; 0 when not known.
   long processorClock() const;
   unsigned char processorFamily() const;
 

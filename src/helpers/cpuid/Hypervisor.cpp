@@ -68,8 +68,8 @@ std::string findSignature(const Leaves& leaves) {
   return last == "Linux KVM Hv" ? kKvm : last;
 }
 
-// Of the interface that stands in front: Microsoft's is the only one that has a signature; others
-// have numbers there.
+// Tells the interface that stands in front: Microsoft's is the only one that has a signature;
+// others have numbers there.
 std::string findInterface(const Leaves& leaves) {
   const std::string interface = textIn({leaves.get(kFirstBlock + 1).eax});
   return interface.size() == 4 && isPrintable(interface) ? interface : "";

@@ -69,13 +69,13 @@ PackageShape fromTopologyLeaf(const Leaves& leaves, std::uint32_t leaf) {
   return {std::max(processors / threads, 1U), threads};
 }
 
-// Of processors from before they told of threads, which have one a core.
+// Processors from before they told of threads have one a core.
 PackageShape fromOldAmdLeaf(const Leaves& leaves) {
   const auto sizes = leaves.find(0x80000008);
   return sizes ? PackageShape{bitsOf(sizes->ecx, 0, 7) + 1, 1} : PackageShape();
 }
 
-// Of those since.
+// Processors since then tell the threads of a core in another leaf.
 PackageShape fromAmdLeaves(const Leaves& leaves) {
   const unsigned processors = fromOldAmdLeaf(leaves).cores;
   const unsigned threads = bitsOf(leaves.get(0x8000001E).ebx, 8, 15) + 1;

@@ -21,11 +21,11 @@ struct Processor {
 
   bool isIntel() const { return vendor == "GenuineIntel"; }
   bool isAmd() const { return vendor == "AuthenticAMD" || vendor == "HygonGenuine"; }
-  // With the extended part; 0 without a signature.
+  // Counts the extended part in; 0 without a signature.
   unsigned family() const;
 };
 
-// From the leaves; without them from /proc/cpuinfo.
+// Asks the leaves, and where there are none /proc/cpuinfo.
 Processor readProcessor(const Leaves& leaves, CpuInfo& cpuInfo);
 
 // What a package was made with, whatever of it is switched on; zeros when the leaves do not tell.
@@ -35,7 +35,8 @@ struct PackageShape {
 };
 PackageShape readPackageShape(const Leaves& leaves, const Processor& processor);
 
-// Of one instance, in KB; no value when nothing is known, 0 where there is no such cache.
+// The sizes are those of one instance, in KB; 0 where there is no such cache. When nothing is known
+// there is no value.
 struct CacheSizes {
   std::uint64_t level2 = 0, level3 = 0;
 };

@@ -37,9 +37,9 @@ class BlockDevices {
   const std::vector<BlockDevice>& all() const { return devices_; }
 
   std::optional<std::size_t> findNumber(const std::string& number) const;
-  // By its name in /sys.
+  // Finds a device by its name in /sys.
   std::optional<std::size_t> findName(const std::string& sysfsName) const;
-  // By a path in /dev, also one that is a link to a device there.
+  // Finds a device by a path in /dev, also by one that is a link to a device there.
   std::optional<std::size_t> findNode(const std::string& node) const;
 
   // The disks that devices lie on in the end, each once, in order. What lies on itself, as only a

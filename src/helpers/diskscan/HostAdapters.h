@@ -12,7 +12,7 @@ struct HostAdapter {
   std::string description, vendor, model;
   std::string type;  // "Fibre Channel", "SAS", "iSCSI", "SATA", "USB" or "SCSI"
   std::string serial, speed, state;
-  // As the kernel writes them. A SAS adapter has a port name only: its address.
+  // They are as the kernel writes them. A SAS adapter has a port name only: its address.
   std::string nodeName, portName;
 };
 

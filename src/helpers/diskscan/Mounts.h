@@ -14,7 +14,7 @@ struct Mount {
   bool isWhole = true;  // rather than a directory of the file system
 };
 
-// In the order of the tables.
+// They are in the order of the tables.
 std::vector<Mount> readMounts();
 
 }  // namespace invscan::diskscan

@@ -37,7 +37,7 @@ Target readNvmeController(const std::string& name) {
   return {true, namedIn(address, "nn-"), namedIn(address, "pn-")};
 }
 
-// Of the controllers that lead to a namespace, the first in a network, else the first.
+// Several controllers may lead to a namespace: the first in a network counts, else the first.
 Target readNvmeSubsystem(const std::string& name) {
   for (const std::string& entry : machine().listDirectory("/sys/class/nvme-subsystem/" + name)) {
     if (!entry.starts_with("nvme") || !isNumber(entry.substr(4))) continue;

@@ -105,10 +105,10 @@ constexpr BitWord kDetailWords[] = {
     {7, "Synchronous "},   {8, "CMOS "},
     {9, "EDO "},           {10, "Window DRAM "},
     {11, "Cache DRAM "},   {12, "Non-volatile "},
-    {13, "Registered "},   {14, "Unegistered "},  // hosts compare with this spelling; kept
+    {13, "Registered "},   {14, "Unegistered "},  // hosts compare with this spelling
 };
 
-// Of old firmware, in the order in which hosts expect them.
+// Words of old firmware's modules; hosts compare the text that they make in this order.
 constexpr BitWord kModuleWords[] = {
     {5, "Parity "}, {6, "ECC "},       {2, "Standard "}, {3, "Fast Page Mode "},
     {4, "EDO "},    {9, "Burst EDO "}, {10, "SDRAM "},
@@ -161,7 +161,7 @@ Module moduleOf(const SMBIOSTable6Data& old) {
           withoutTrailingBlank(wordsOf(kModuleWords, type))};
 }
 
-// From the memory devices, else from the modules of old firmware. Empty sockets count.
+// The memory devices tell, else the modules of old firmware. Empty sockets count.
 std::vector<Module> findModules(const SMBIOSTable& firmware, const Trace& trace) {
   std::vector<Module> modules;
   if (const int count = firmware.getTable17Total(); count > 0) {

@@ -11,7 +11,7 @@
 #include "invscan/com/model/Traits.h"
 #include "log/Trace.h"
 
-// By the type byte of SMBIOS type 3, without its lock bit.
+// The values are the type byte of SMBIOS type 3, without its lock bit.
 const kelEnumDef KEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF[] = {
     {1, "Other"},
     {2, "Unknown"},

@@ -51,7 +51,8 @@ KelTable* CpuMeterGroup::getTable() {
   unsigned long id = 0;
   for (const long long figure : figures) {
     ++id;
-    // Signed values where the catalogue says unsigned: hosts expect them; kept.
+    // The values are signed where the catalogue says unsigned: hosts read the type from the record,
+    // and those that know this one would reject another.
     if (figure != -1) row.signedCount(id, figure);
   }
   auto table = std::make_unique<KelTable>(getGroupId(), getGroupVersion());

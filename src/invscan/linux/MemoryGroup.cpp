@@ -104,7 +104,8 @@ bool getFromMeminfo(MemoryTotals& totals) {
   return true;
 }
 
-// Takes the fields for bytes whatever the memory unit: hosts expect it; kept.
+// Takes the fields for bytes whatever the memory unit: hosts compare scans over time, and machines
+// with such a unit would seem to have changed their memory.
 MemoryTotals getFromSysinfo() {
   const MemoryFigures figures = machine().memoryFigures().value_or(MemoryFigures());
   return {figures.totalRam >> 10, figures.freeRam >> 10,
@@ -127,7 +128,8 @@ KelTable* MemoryGroup::getTable() {
     totals = getFromSysinfo();
   }
   const unsigned long pageSize = machine().pageSize();
-  // KiB divided by bytes is no count of pages, but the figure that hosts expect; kept.
+  // KiB divided by bytes is no count of pages, but the figure that hosts have stored of every
+  // machine so far: with another one all of them would seem to have changed.
   const auto pages = [pageSize](unsigned long kib) { return pageSize == 0 ? 0 : kib / pageSize; };
 
   unsigned int maxModuleSizeMB = 0, slots = 0;
@@ -142,7 +144,8 @@ KelTable* MemoryGroup::getTable() {
       .count(5, pages(totals.totalPhysical))
       .count(6, pages(totals.freePhysical))
       .count(7, pageSize);
-  // GiB against MB, so that only nonsense is left out: hosts expect the figure; kept.
+  // Compares GiB against MB, so that only nonsense is left out: a stricter comparison would take
+  // the figure from hosts that have it of machines whose firmware tells too little.
   if (maxMemoryMB != 0 && maxMemoryMB >= totals.totalPhysical >> 20) {
     row.count(8, static_cast<unsigned long>(maxMemoryMB));
   }

@@ -195,7 +195,7 @@ Distribution sameFor(std::string_view text) {
 }
 
 // The last character goes, also when it is not the newline that it is taken for, and text before
-// the key shifts what is taken: hosts expect both; kept.
+// the key shifts what is taken: hosts identify systems by the names that came of both.
 Distribution readOsRelease(std::string_view text) {
   constexpr std::string_view kKey = "PRETTY_NAME=";
   TextLines lines(text, kLineLimit);

@@ -2,8 +2,8 @@
 
 #include "invscan/com/model/Traits.h"
 
-// By the family byte of SMBIOS type 4, other architectures included: hosts read this table for
-// every machine of the product family.
+// The values are the family byte of SMBIOS type 4, other architectures included: hosts read this
+// table for every machine of the product family.
 const kelEnumDef PROCESSOR_FAMILY_ENUM_DEF[] = {
     {1, "Other"},
     {2, "Unknown"},
@@ -134,7 +134,8 @@ const kelEnumDef PROCESSOR_FAMILY_ENUM_DEF[] = {
     {kEndOfTable, nullptr},
 };
 
-// By the upgrade byte of SMBIOS type 4; 0 stands for a byte that is missing or above 17.
+// The values are the upgrade byte of SMBIOS type 4; 0 stands for a byte that is missing or above
+// 17.
 const kelEnumDef PROCESSOR_INTERFACE_ENUM_DEF[] = {
     {0, "Not Specified"},
     {1, "Other"},

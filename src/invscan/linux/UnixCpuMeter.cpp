@@ -21,7 +21,7 @@ void UnixCpuMeter::refresh() {
 
 // A first line that sums up all processors ("cpu  user nice system idle iowait ..."), then one for
 // each. Figures that the first line lacks stay -1 and are divided all the same, which makes them 0
-// on more than one processor: hosts expect it; kept.
+// on more than one processor: hosts show a 0 there, and would miss an attribute that is left out.
 void UnixCpuMeter::readProcessorTimes() {
   constexpr std::size_t kLineLimit = 1024;
   const FileText file = machine().readFile("/proc/stat");

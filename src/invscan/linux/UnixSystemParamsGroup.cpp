@@ -36,8 +36,8 @@ const AttributeTraits kUnixSystemParamsTraits[] = {
 
 namespace {
 
-// The third character of a line such as "N 5", as a digit. No check that it is one: hosts know
-// "unknown" as run level 59; kept.
+// The third character of a line such as "N 5", as a digit. Nothing checks that it is one: hosts
+// know the answer "unknown" by the run level 59 that comes of it.
 unsigned long askRunLevelCommand(const Trace& trace) {
   const std::string text = machine().runCommand("/sbin/runlevel").text;
   const std::string_view line = firstLine(text, 79);

@@ -66,7 +66,7 @@ time_t SMBIOSTable0Data::getReleaseDateAsTimeT() const {
 unsigned int SMBIOSTable0Data::getROMSizeKB() const {
   constexpr int kExtendedSize = 24;
   if (isNative() && byte(9) == 0xFF && holds(kExtendedSize, 2)) {
-    // In MB, or in GB when bit 14 says so.
+    // It counts MB, or GB when bit 14 says so.
     const unsigned long long size = word(kExtendedSize) & 0x3FFFU;
     return saturated(size << ((word(kExtendedSize) >> 14) == 1 ? 20 : 10));
   }

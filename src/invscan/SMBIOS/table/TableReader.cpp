@@ -65,7 +65,7 @@ bool TableReader::readAnchor(const TableView& segment, int at) {
   trace.at().max("hardware tablelen=%d tableaddr=%x numTables=%d", table_.totalLength_, address,
                  table_.numTables_);
   const unsigned revision = anchor.byte(14);
-  // Without a revision of its own, that of the "_SM_" entry point which the anchor is part of.
+  // An anchor without a revision has that of the "_SM_" entry point which it is part of.
   table_.majorVersion_ = revision != 0 ? revision >> 4 : segment.byte(at - 10);
   table_.minorVersion_ = revision != 0 ? revision & 0xF : segment.byte(at - 9);
   table_.revision_ = table_.majorVersion_ * 256 + table_.minorVersion_;

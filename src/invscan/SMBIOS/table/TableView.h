@@ -19,7 +19,7 @@ class TableView {
  public:
   TableView(const unsigned char* data, std::size_t length) : data_(data), length_(length) {}
 
-  // For data whose end only the caller knows: as far as offsets reach.
+  // A view for data whose end only the caller knows reaches as far as offsets do.
   static TableView trusting(const unsigned char* data) { return {data, INT_MAX}; }
 
   bool covers(long at, long count = 1) const {

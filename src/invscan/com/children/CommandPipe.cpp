@@ -74,7 +74,7 @@ class PendingLines {
   bool isAtEnd_ = false;
 };
 
-// In the field of a descriptor; a host that has closed one writes it there.
+// A host that has closed a descriptor writes this into its field.
 constexpr std::int32_t kNoDescriptor = 0;
 
 // What a handle points at. Hosts know the fields up to the exit status and their places.

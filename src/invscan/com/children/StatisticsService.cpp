@@ -18,7 +18,7 @@
 namespace invscan {
 namespace {
 
-// From the first to the last number, also where the kernel does not know how.
+// Closes all from the first to the last number, also where the kernel does not know how.
 void closeRange(int first, int last) {
   if (first > last) return;
   if (close_range(static_cast<unsigned>(first), static_cast<unsigned>(last), 0) == 0) return;
@@ -31,7 +31,7 @@ void closeRange(int first, int last) {
 
 // Files and connections that the host closes must be closed. The trace goes on into the host's
 // sink, which may be one of the standard streams. Nothing else is needed: statistics are asked for
-// by path, also of a capture that is replayed (its facts are in memory) or recorded (its notes are
+// by path, also of a capture that is replayed (its figures are in memory) or recorded (its notes are
 // files by name), and other questions are not asked here.
 void keepOnly(int requests, int answers) {
   const TraceSink sink = traceSink();

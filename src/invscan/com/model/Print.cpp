@@ -65,8 +65,8 @@ void print(FILE* stream, std::string_view text) {
   std::fwrite(text.data(), 1, text.size(), stream);
 }
 
-// The second half of a number in the debug dump; only the low 32 bits of it, and padded with
-// blanks for the long long types. Hosts expect it; kept.
+// The second half of a number in the debug dump shows its low 32 bits only, padded with blanks for
+// the long long types: tools that read dumps know its columns by their width.
 void printHexadecimal(const kelAttribValue& record) {
   switch (record.kelType) {
     case KEL_USHORT:

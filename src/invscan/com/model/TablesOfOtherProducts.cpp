@@ -295,7 +295,7 @@ const kelAttribDef POINT_DEV_ATTRS_DEF[] = {
     {kEndOfTable, nullptr, 0, 0, nullptr},
 };
 
-// By the status that a display connector reports.
+// The values are the status that a display connector reports.
 const kelEnumDef MONITOR_STATUS_ENUMS_DEF[] = {
     {1, "Connected"},
     {2, "Disconnected"},
@@ -347,7 +347,7 @@ const kelAttribDef VIDEO_ATTRS_DEF[] = {
     {kEndOfTable, nullptr, 0, 0, nullptr},
 };
 
-// By the device type in a modem's set-up file.
+// The values are the device type in a modem's set-up file.
 const kelEnumDef MODEM_DEVTYPE_ENUMS_DEF[] = {
     {0, "Null Modem"},   {1, "External Modem"},  {2, "Internal Modem"},
     {3, "PCMCIA Modem"}, {kEndOfTable, nullptr},

@@ -31,7 +31,7 @@ constexpr struct {
   unsigned long speed;
 } kSoldSpeeds[] = {{71, 79, 75}, {186, 189, 188}};
 
-// By the last two digits.
+// The last two digits decide.
 constexpr struct {
   unsigned long last;
   unsigned long rounded;
