@@ -6,8 +6,9 @@
 namespace invscan::agent {
 
 void reserveRows(std::string& text, std::size_t begin, std::size_t rows) {
+  constexpr std::size_t kMost = 64 << 20;  // the first row may be much longer than all others
   const std::size_t row = text.size() - begin;
-  text.reserve(begin + rows * (row + row / 4));
+  text.reserve(begin + std::min(rows * (row + row / 4), kMost));
 }
 
 const Format& findFormat(std::string_view name) {

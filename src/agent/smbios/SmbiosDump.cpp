@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstdint>
@@ -14,6 +13,7 @@
 #include "agent/Output.h"
 #include "agent/Text.h"
 #include "base/Descriptor.h"
+#include "base/Trim.h"
 
 namespace invscan::agent {
 namespace {
@@ -68,9 +68,7 @@ class TextDumpReader {
     throw Failure(file_ + ": not a usable dump: " + problem);
   }
 
-  void skipBlanks() {
-    rest_.remove_prefix(std::min(rest_.find_first_not_of(" \t\r\n"), rest_.size()));
-  }
+  void skipBlanks() { rest_ = withoutLeading(rest_, " \t\r\n"); }
 
   void label(std::string_view name) {
     skipBlanks();
