@@ -37,7 +37,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds kBurialPatience{1};
 
 // A worker costs more than most jobs that share one: another starts where jobs still wait by then.
-constexpr std::chrono::milliseconds kPatience{10};
+constexpr std::chrono::milliseconds kPatience{50};
 
 // What a command might ask or print is not for the agent's terminal, and whoever reads the agent's
 // output shall not wait for a command that still has it open.
