@@ -60,8 +60,19 @@ unsigned long parseVal(std::string_view line) {
   return static_cast<unsigned long>(leadingInteger(nextField(line, " \t:")));
 }
 
-bool contains(std::string_view line, std::string_view key) {
-  return line.find(key) != std::string_view::npos;
+enum class Key { MemTotal, MemFree, SwapTotal, SwapFree, None };
+constexpr std::string_view kKeys[] = {"MemTotal", "MemFree", "SwapTotal", "SwapFree"};
+
+// The first of the keys that stand before a colon and a blank, anywhere in the line.
+Key keyOf(std::string_view line) {
+  constexpr std::string_view kEnd = ": ";
+  std::size_t first = std::size(kKeys);
+  for (auto end = line.find(kEnd); end != line.npos; end = line.find(kEnd, end + kEnd.size())) {
+    for (std::size_t i = 0; i < first; ++i) {
+      if (line.substr(0, end).ends_with(kKeys[i])) first = i;
+    }
+  }
+  return static_cast<Key>(first);
 }
 
 // False when the file tells nothing, or repeats the total that is already known: both send the
@@ -75,7 +86,8 @@ bool getFromMeminfo(MemoryTotals& totals) {
   }
   TextLines lines(file.text, kLineLimit);
   for (std::string_view line; lines.next(line);) {
-    if (contains(line, "MemTotal: ")) {
+    const Key key = keyOf(line);
+    if (key == Key::MemTotal) {
       const unsigned long total = parseVal(line);
       if (total == totals.totalPhysical) {
         trace.at().min(
@@ -87,16 +99,16 @@ bool getFromMeminfo(MemoryTotals& totals) {
                      totals.totalVirtual);
       totals.totalPhysical = totals.totalVirtual = total;
       trace.at().max("hardware totalPhysMem=%lu totalVirtMem=%lu", total, total);
-    } else if (contains(line, "MemFree: ")) {
+    } else if (key == Key::MemFree) {
       trace.at().max("hardware previous freePhysMem=%lu freeVirtMem=%lu", totals.freePhysical,
                      totals.freeVirtual);
       totals.freePhysical = totals.freeVirtual = parseVal(line);
       trace.at().max("hardware freePhysMem=%lu freeVirtMem=%lu", totals.freePhysical,
                      totals.freeVirtual);
-    } else if (contains(line, "SwapTotal: ")) {
+    } else if (key == Key::SwapTotal) {
       totals.totalVirtual += parseVal(line);
       trace.at().max("hardware totalVirtMem=%lu", totals.totalVirtual);
-    } else if (contains(line, "SwapFree: ")) {
+    } else if (key == Key::SwapFree) {
       totals.freeVirtual += parseVal(line);
       trace.at().max("hardware freeVirtMem=%lu", totals.freeVirtual);
     }

@@ -1,6 +1,7 @@
 #include <cerrno>
 #include <clocale>
 #include <memory>
+#include <utility>
 
 #include <invscan/catalogue.h>
 #include <invscan/groups.h>
@@ -323,9 +324,10 @@ using namespace invscan;
 
 KelTable* OperatingSystemGroup::getTable() {
   const Trace trace(getCcLogHw(), "getTable()");
-  const auto identity = machine().kernelIdentity();
-  const KernelIdentity kernel = identity.value_or(KernelIdentity());
-  if (identity) {
+  auto identity = machine().kernelIdentity();
+  const bool isKnown = identity.has_value();
+  const KernelIdentity kernel = std::move(identity).value_or(KernelIdentity());
+  if (isKnown) {
     trace.at().max("hardware uname name=%s node=%s rel=%s ver=%s mach=%s", kernel.sysname.c_str(),
                    kernel.nodename.c_str(), kernel.release.c_str(), kernel.version.c_str(),
                    kernel.machine.c_str());
