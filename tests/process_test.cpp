@@ -180,6 +180,8 @@ TEST(ExecForked, TellsHowTheFunctionEndedAtOnceAndEndsWhatOutlivesItsSeconds) {
     EXPECT_EQ(execForked(function, seconds, &pid), result);
     EXPECT_GE(watch.seconds(), seconds < 60 ? 1 : 0);
     EXPECT_LT(watch.seconds(), 30);
+    // A busy machine may take longer over the end of a killed child than it is waited for.
+    if (seconds < 60 && endsSoon(pid)) waitpid(pid, nullptr, 0);
     EXPECT_EQ(stateOf(pid), 'X');
   }
   const pid_t self = getpid();
