@@ -190,7 +190,6 @@ TEST_F(PhysicalMemory, OfACaptureIsASparseImage) {
   EXPECT_EQ(machine().tryMemory(0, 1UL << 39).error, EFBIG);
   fs::remove(image);
   EXPECT_EQ(machine().tryMemory(0, 1).error, ENOENT);
-  useLiveMachine();
 }
 
 TEST_F(PhysicalMemory, IsRecordedByAllWorkersTogether) {

@@ -111,7 +111,8 @@ INVSCAN_EXPORT VtExecInfo* vtExecCommand(const char* command, const char* argume
                                          const char* tracePath);
 
 // The answers of "cpuid" and "diskscan", kept once there is one, whatever its result, until another
-// machine is scanned. Null when no process could be made. When the directory common_trace_path of
+// machine is scanned; a thread that got one before may read it until it asks for one of the other
+// machine or ends. Null when no process could be made. When the directory common_trace_path of
 // the store can be listed, "cpuid" runs with "-d" and a trace in its file traceORV_cpuid.log.
 INVSCAN_EXPORT VtExecInfo* getCpuidVT();
 INVSCAN_EXPORT VtExecInfo* getDiskScanVT();

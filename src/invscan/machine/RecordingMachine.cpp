@@ -105,13 +105,14 @@ FileText RecordingMachine::doReadFile(const std::string& path, std::size_t limit
 }
 
 int RecordingMachine::doExists(const std::string& path) {
-  if (files_.exists(path) == 0) return 0;
+  const int recorded = files_.exists(path);
+  if (recorded == 0) return 0;
   if (source_->exists(path)) {
     readFile(path);  // what is noted unreadable is there
     return 0;
   }
   rememberError(path, ENOENT);
-  return ENOENT;
+  return recorded == ELOOP ? recorded : ENOENT;
 }
 
 FileText RecordingMachine::doReadLink(const std::string& path) {
