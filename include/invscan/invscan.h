@@ -19,6 +19,7 @@
 #include <invscan/hwconfig.h>
 #include <invscan/machine.h>
 #include <invscan/md5.h>
+#include <invscan/network.h>
 #include <invscan/physmem.h>
 #include <invscan/print.h>
 #include <invscan/process.h>
