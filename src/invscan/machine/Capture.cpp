@@ -76,14 +76,6 @@ void checkNetlink(const CaptureValue& value, CaptureFacts&) {
   });
 }
 
-void checkInterfaces(const CaptureValue& value, CaptureFacts&) {
-  value.forEachElement([](const CaptureValue& interface) {
-    interface.checkNames({"name", "address", "netmask", "hwaddr"});
-    interface["name"].text();
-    interface.forEachMember([](const std::string&, const CaptureValue& text) { text.text(); });
-  });
-}
-
 void checkObject(const CaptureValue& value, CaptureFacts&) {
   value.checkObject();
 }
@@ -111,7 +103,6 @@ constexpr struct {
     {"processors", [](const CaptureValue& value, CaptureFacts&) { value.number(); }},
     {"hosts", checkHosts},
     {"netlink", checkNetlink},
-    {"interfaces", checkInterfaces},
     {"guest_channel", checkObject},
     {"devices", checkObject}};
 

@@ -16,6 +16,7 @@
 #include "invscan/machine/questions/Cpuid.h"
 #include "invscan/machine/questions/Figures.h"
 #include "invscan/machine/questions/FileSystemStatistics.h"
+#include "invscan/machine/questions/InterfaceAddresses.h"
 #include "invscan/machine/questions/KernelIdentity.h"
 #include "invscan/machine/questions/MemoryFigures.h"
 #include "invscan/machine/questions/RunLevel.h"
@@ -127,6 +128,7 @@ class Machine {
   auto fileSystemStatistics(const std::string& path, StatisticsCall call) {
     return ask<FileSystemQuestion>({path, call});
   }
+  auto interfaceAddresses() { return ask<InterfacesQuestion>(); }
   auto kernelIdentity() { return ask<KernelIdentityQuestion>(); }
   auto memoryFigures() { return ask<MemoryFiguresQuestion>(); }
   auto pageSize() { return ask<PageSizeQuestion>(); }
@@ -161,9 +163,9 @@ class Machine {
 
 // All plain questions: what a capture may hold of them.
 inline constexpr const QuestionKind* kPlainQuestions[] = {
-    &kKindOf<ClockQuestion>,          &kKindOf<CpuidQuestion>,         &kKindOf<FileSystemQuestion>,
-    &kKindOf<KernelIdentityQuestion>, &kKindOf<MemoryFiguresQuestion>, &kKindOf<PageSizeQuestion>,
-    &kKindOf<RunLevelQuestion>,       &kKindOf<WordSizeQuestion>};
+    &kKindOf<ClockQuestion>,      &kKindOf<CpuidQuestion>,          &kKindOf<FileSystemQuestion>,
+    &kKindOf<InterfacesQuestion>, &kKindOf<KernelIdentityQuestion>, &kKindOf<MemoryFiguresQuestion>,
+    &kKindOf<PageSizeQuestion>,   &kKindOf<RunLevelQuestion>,       &kKindOf<WordSizeQuestion>};
 
 // The machine that this process scans. What is returned lasts until this thread calls again: the
 // one before a change is freed when the last thread that asks it has called again or ended, as a
