@@ -16,6 +16,7 @@
 #include "invscan/machine/questions/Cpuid.h"
 #include "invscan/machine/questions/Figures.h"
 #include "invscan/machine/questions/FileSystemStatistics.h"
+#include "invscan/machine/questions/HostLookup.h"
 #include "invscan/machine/questions/InterfaceAddresses.h"
 #include "invscan/machine/questions/KernelIdentity.h"
 #include "invscan/machine/questions/MemoryFigures.h"
@@ -130,6 +131,10 @@ class Machine {
   }
   auto interfaceAddresses() { return ask<InterfacesQuestion>(); }
   auto kernelIdentity() { return ask<KernelIdentityQuestion>(); }
+  // Collectors with several addresses call NameLookups, which asks no more than needed.
+  auto lookUpHost(const std::string& address, std::chrono::milliseconds limit) {
+    return ask<HostLookupQuestion>({address, limit});
+  }
   auto memoryFigures() { return ask<MemoryFiguresQuestion>(); }
   auto pageSize() { return ask<PageSizeQuestion>(); }
   auto wordSize() { return ask<WordSizeQuestion>(); }
@@ -163,9 +168,10 @@ class Machine {
 
 // All plain questions: what a capture may hold of them.
 inline constexpr const QuestionKind* kPlainQuestions[] = {
-    &kKindOf<ClockQuestion>,      &kKindOf<CpuidQuestion>,          &kKindOf<FileSystemQuestion>,
-    &kKindOf<InterfacesQuestion>, &kKindOf<KernelIdentityQuestion>, &kKindOf<MemoryFiguresQuestion>,
-    &kKindOf<PageSizeQuestion>,   &kKindOf<RunLevelQuestion>,       &kKindOf<WordSizeQuestion>};
+    &kKindOf<ClockQuestion>,         &kKindOf<CpuidQuestion>,      &kKindOf<FileSystemQuestion>,
+    &kKindOf<HostLookupQuestion>,    &kKindOf<InterfacesQuestion>, &kKindOf<KernelIdentityQuestion>,
+    &kKindOf<MemoryFiguresQuestion>, &kKindOf<PageSizeQuestion>,   &kKindOf<RunLevelQuestion>,
+    &kKindOf<WordSizeQuestion>};
 
 // The machine that this process scans. What is returned lasts until this thread calls again: the
 // one before a change is freed when the last thread that asks it has called again or ended, as a
