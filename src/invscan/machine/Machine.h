@@ -20,6 +20,7 @@
 #include "invscan/machine/questions/InterfaceAddresses.h"
 #include "invscan/machine/questions/KernelIdentity.h"
 #include "invscan/machine/questions/MemoryFigures.h"
+#include "invscan/machine/questions/Netlink.h"
 #include "invscan/machine/questions/RunLevel.h"
 
 namespace invscan {
@@ -136,6 +137,7 @@ class Machine {
     return ask<HostLookupQuestion>({address, limit});
   }
   auto memoryFigures() { return ask<MemoryFiguresQuestion>(); }
+  auto netlinkDump(int type, int family) { return ask<NetlinkQuestion>({type, family}); }
   auto pageSize() { return ask<PageSizeQuestion>(); }
   auto wordSize() { return ask<WordSizeQuestion>(); }
   auto currentTime() { return ask<ClockQuestion>(); }
@@ -170,8 +172,8 @@ class Machine {
 inline constexpr const QuestionKind* kPlainQuestions[] = {
     &kKindOf<ClockQuestion>,         &kKindOf<CpuidQuestion>,      &kKindOf<FileSystemQuestion>,
     &kKindOf<HostLookupQuestion>,    &kKindOf<InterfacesQuestion>, &kKindOf<KernelIdentityQuestion>,
-    &kKindOf<MemoryFiguresQuestion>, &kKindOf<PageSizeQuestion>,   &kKindOf<RunLevelQuestion>,
-    &kKindOf<WordSizeQuestion>};
+    &kKindOf<MemoryFiguresQuestion>, &kKindOf<NetlinkQuestion>,    &kKindOf<PageSizeQuestion>,
+    &kKindOf<RunLevelQuestion>,      &kKindOf<WordSizeQuestion>};
 
 // The machine that this process scans. What is returned lasts until this thread calls again: the
 // one before a change is freed when the last thread that asks it has called again or ended, as a
