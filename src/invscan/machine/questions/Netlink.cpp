@@ -15,6 +15,7 @@
 
 #include "base/Descriptor.h"
 #include "common/net/NetlinkMessages.h"
+#include "invscan/machine/questions/NetlinkFields.h"
 
 namespace invscan {
 namespace {
@@ -188,12 +189,15 @@ void NetlinkQuestion::write(Json& json, const NetlinkDump& dump) {
 NetlinkDump NetlinkQuestion::read(const CaptureValue& value) {
   NetlinkDump dump{NetlinkFailure::None, 0, {}};
   Progress progress;
+  bool isInFields = false;
   value.forEachElement([&](const CaptureValue& element) {
-    dump.datagrams.push_back(element.bytes());
+    isInFields = element.isObject();
+    dump.datagrams.push_back(isInFields ? netlinkMessage(element) : element.bytes());
     progress.note(dump.datagrams.back());
   });
   if (progress.error != 0) return failed(NetlinkFailure::Receive, progress.error);
-  if (!progress.isDone) return failed(NetlinkFailure::Receive, ENODATA);
+  if (!progress.isDone && !isInFields) return failed(NetlinkFailure::Receive, ENODATA);
+  if (!progress.isDone) dump.datagrams.push_back(netlinkEnd());
   return dump;
 }
 

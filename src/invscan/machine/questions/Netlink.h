@@ -24,7 +24,8 @@ struct NetlinkRequest {
   int family = 0;
 };
 
-// A dump without an end is a failed one.
+// A dump without an end is a failed one. In a capture a message may also be given in fields, as a
+// person writes it: the bytes are those that a kernel would send.
 struct NetlinkQuestion : PlainQuestion<NetlinkDump, NetlinkRequest> {
   static constexpr const char* kSections[] = {"netlink"};
   static std::string keyName(NetlinkRequest request);  // "22" for all families, else "22.2"
