@@ -16,6 +16,7 @@
 #include "invscan/machine/questions/Cpuid.h"
 #include "invscan/machine/questions/Figures.h"
 #include "invscan/machine/questions/FileSystemStatistics.h"
+#include "invscan/machine/questions/HardwareDatabase.h"
 #include "invscan/machine/questions/HostLookup.h"
 #include "invscan/machine/questions/InterfaceAddresses.h"
 #include "invscan/machine/questions/KernelIdentity.h"
@@ -132,6 +133,7 @@ class Machine {
   }
   auto interfaceAddresses() { return ask<InterfacesQuestion>(); }
   auto kernelIdentity() { return ask<KernelIdentityQuestion>(); }
+  auto hardwareProperties(const std::string& alias) { return ask<HardwareQuestion>(alias); }
   // Collectors with several addresses call NameLookups, which asks no more than needed.
   auto lookUpHost(const std::string& address, std::chrono::milliseconds limit) {
     return ask<HostLookupQuestion>({address, limit});
@@ -170,10 +172,10 @@ class Machine {
 
 // All plain questions: what a capture may hold of them.
 inline constexpr const QuestionKind* kPlainQuestions[] = {
-    &kKindOf<ClockQuestion>,         &kKindOf<CpuidQuestion>,      &kKindOf<FileSystemQuestion>,
-    &kKindOf<HostLookupQuestion>,    &kKindOf<InterfacesQuestion>, &kKindOf<KernelIdentityQuestion>,
-    &kKindOf<MemoryFiguresQuestion>, &kKindOf<NetlinkQuestion>,    &kKindOf<PageSizeQuestion>,
-    &kKindOf<RunLevelQuestion>,      &kKindOf<WordSizeQuestion>};
+    &kKindOf<ClockQuestion>,          &kKindOf<CpuidQuestion>,         &kKindOf<FileSystemQuestion>,
+    &kKindOf<HardwareQuestion>,       &kKindOf<HostLookupQuestion>,    &kKindOf<InterfacesQuestion>,
+    &kKindOf<KernelIdentityQuestion>, &kKindOf<MemoryFiguresQuestion>, &kKindOf<NetlinkQuestion>,
+    &kKindOf<PageSizeQuestion>,       &kKindOf<RunLevelQuestion>,      &kKindOf<WordSizeQuestion>};
 
 // The machine that this process scans. What is returned lasts until this thread calls again: the
 // one before a change is freed when the last thread that asks it has called again or ended, as a
