@@ -95,6 +95,24 @@ class INVSCAN_EXPORT MemoryModulesGroup : public KelGroup {
   KelTable* getTableLeg();
 };
 
+// The IPv4 addresses but those beginning with 127.0.0.: a row for each, with all attributes but 9;
+// what was not found is an empty text. Sources: NetlinkIpAddressEnumerator, else
+// IoctlIpAddressEnumerator (network.h).
+class INVSCAN_EXPORT IpAddressGroup : public KelGroup {
+ public:
+  IpAddressGroup() : KelGroup(6, 1) {}
+  KelTable* getTable() override;
+};
+
+// The IPv6 addresses but ::1/128: a row for each, with all attributes; what was not found is an
+// empty text. Sources: the interface list (network.h), reverse look-ups, /etc/resolv.conf,
+// /proc/net/ipv6_route.
+class INVSCAN_EXPORT Ipv6AddressGroup : public KelGroup {
+ public:
+  Ipv6AddressGroup() : KelGroup(51, 1) {}
+  KelTable* getTable() override;
+};
+
 // Samples the kernel's processor and load figures. Every figure is -1 (not available) until a
 // refresh() has read it.
 class INVSCAN_EXPORT UnixCpuMeter {

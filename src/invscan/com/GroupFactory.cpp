@@ -22,6 +22,7 @@ KelGroup* make() {
 constexpr Collector kCollectors[] = {
     {3, make<MemoryGroup>, kNeedsFirmware},
     {4, make<OperatingSystemGroup>, kNeedsPrograms},
+    {6, make<IpAddressGroup>, kNeedsPrograms | kNeedsPatience},
     {15, make<RegionalGroup>, kNeedsNothing},
     {19, make<UnixSystemParamsGroup>, kNeedsPrograms},
     {20, make<ScanInfoGroup>, kNeedsNothing},
@@ -29,6 +30,7 @@ constexpr Collector kCollectors[] = {
     {31, make<MemoryModulesGroup>, kNeedsFirmware},
     {46, make<CpuMeterGroup>, kNeedsNothing},
     {47, make<UnixCpuMeterGroup>, kNeedsNothing},
+    {51, make<Ipv6AddressGroup>, kNeedsPrograms | kNeedsPatience},
 };
 
 }  // namespace

@@ -1,6 +1,10 @@
 #include <invscan/catalogue.h>
+#include <invscan/groups.h>
+#include <invscan/network.h>
 
+#include "invscan/com/model/RowBuilder.h"
 #include "invscan/com/model/Traits.h"
+#include "log/Trace.h"
 
 const kelAttribDef IP_ADDR_ATTRS_DEF[] = {
     {1, "Index", KEL_ULONG, 0, nullptr},
@@ -42,3 +46,35 @@ const AttributeTraits kIpAddressTraits[] = {
 };
 
 }  // namespace invscan
+
+using namespace invscan;
+
+KelTable* IpAddressGroup::getTable() {
+  const Trace trace(getCcLogHw(), "getTable()");
+  std::list<IpAddressEnumerator::IpAddressData> records;
+  trace.at().max("hardware Using netlink to enumerate addresses");
+  NetlinkIpAddressEnumerator().enumerate(records);
+  if (records.empty()) {
+    trace.at().min("hardware Netlink enumerator failed, trying legacy method");
+    IoctlIpAddressEnumerator().enumerate(records);
+  }
+  trace.at().max("hardware Found %zu interfaces", records.size());
+
+  auto* table = new KelTable(getGroupId(), getGroupVersion());
+  unsigned long index = 0;
+  for (const auto& record : records) {
+    RowBuilder()
+        .count(1, ++index)
+        .text(2, record.address)
+        .text(3, record.hostname)
+        .text(4, record.domain)
+        .text(5, record.subnetMask)
+        .text(6, record.gateway)
+        .text(7, record.primaryDns)
+        .text(8, record.secondaryDns)
+        .text(10, record.macAddress)
+        .text(11, record.ipv6Address)
+        .addTo(*table);
+  }
+  return table;
+}

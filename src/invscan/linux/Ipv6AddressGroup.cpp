@@ -1,6 +1,13 @@
 #include <invscan/catalogue.h>
+#include <invscan/groups.h>
+#include <invscan/network.h>
 
+#include "invscan/com/model/RowBuilder.h"
 #include "invscan/com/model/Traits.h"
+#include "invscan/linux/utils/Gateways.h"
+#include "invscan/linux/utils/HostNames.h"
+#include "invscan/linux/utils/NameServers.h"
+#include "log/Trace.h"
 
 const kelAttribDef IPV6_ADDR_ATTRS_DEF[] = {
     {1, "Index", KEL_ULONG, 0, nullptr},
@@ -39,4 +46,68 @@ const AttributeTraits kIpv6AddressTraits[] = {
     kEndOfTraits,
 };
 
+namespace {
+
+constexpr char kLoopback[] = "::1/128";
+
+// Adds a row for each address of the list.
+class RowsOfInterfaces {
+ public:
+  explicit RowsOfInterfaces(KelTable& table) : table_(table) {}
+
+  void add(const IfInfo& interface) {
+    const std::string& hardware = interface.text(IfInfo::kHardware);
+    const std::string hardwareAddress = hardware.substr(0, hardware.find(' '));
+    for (const IPv6_entry& entry : interface.ipv6) {
+      if (entry.address.empty() || entry.address == kLoopback) continue;
+      add(interface.text(IfInfo::kName), hardwareAddress, entry);
+    }
+  }
+
+ private:
+  void add(const std::string& interface, const std::string& hardwareAddress,
+           const IPv6_entry& entry) {
+    const std::size_t slash = entry.address.find('/');
+    const std::string address = entry.address.substr(0, slash);
+    const std::string prefix =
+        slash == std::string::npos ? std::string() : entry.address.substr(slash + 1);
+    const HostName name = names_.ipv6NameOf(address);
+    RowBuilder()
+        .count(1, ++index_)
+        .text(2, address)
+        .text(3, *name.host)
+        .text(4, *name.domain)
+        .text(5, prefix)
+        .text(6, gateways_.find(address, interface))
+        .text(7, servers_.primary)
+        .text(8, servers_.secondary)
+        .text(9, hardwareAddress)
+        .text(10, entry.scope)
+        .text(11, interface)
+        .addTo(table_);
+  }
+
+  KelTable& table_;
+  HostNames names_;
+  const NameServers servers_ = readNameServers();
+  const Ipv6GatewayFinder gateways_ = readIpv6Gateways();
+  unsigned long index_ = 0;
+};
+
+}  // namespace
 }  // namespace invscan
+
+using namespace invscan;
+
+KelTable* Ipv6AddressGroup::getTable() {
+  const Trace trace(getCcLogHw(), "getTable()");
+  IfInfoList interfaces;
+  populateIfInfoList(interfaces);
+  auto* table = new KelTable(getGroupId(), getGroupVersion());
+  RowsOfInterfaces rows(*table);
+  for (int i = 0; i < interfaces.getCount(); ++i) {
+    trace.at().max("hardware Analyzing addressess on interface %d", i);
+    rows.add(*interfaces.get(i));
+  }
+  return table;
+}

@@ -29,6 +29,9 @@ namespace invscan {
 // More of a file or of a command's output than this is not read unless a caller says so.
 inline constexpr std::size_t kTextLimit = 1 << 20;
 
+// For lists that grow with the machine's interfaces, addresses or routes.
+inline constexpr std::size_t kTableLimit = 64 << 20;
+
 struct FileText {
   int error = 0;     // errno of the attempt; 0 when the file was read
   std::string text;  // at most the limit asked for

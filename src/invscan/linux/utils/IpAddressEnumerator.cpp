@@ -1,0 +1,74 @@
+#include "invscan/linux/utils/AddressKnowledge.h"
+#include "invscan/linux/utils/HostNames.h"
+#include "invscan/machine/Machine.h"
+#include "log/Trace.h"
+
+using namespace invscan;
+
+GatewayFinder& IpAddressEnumerator::Knowledge::gateways() {
+  if (!gateways_) {
+    std::list<std::string> gateways;
+    collectGateways(gateways);
+    gateways_.emplace(gateways);
+  }
+  return *gateways_;
+}
+
+const NameServers& IpAddressEnumerator::Knowledge::nameServers() {
+  if (!nameServers_) nameServers_ = readNameServers();
+  return *nameServers_;
+}
+
+IfInfoList& IpAddressEnumerator::Knowledge::interfaces() {
+  if (!interfaces_) populateIfInfoList(interfaces_.emplace());
+  return *interfaces_;
+}
+
+void IpAddressEnumerator::Knowledge::complete(IpAddressData& record) {
+  if (const std::string* gateway = gateways().find(record.address, record.subnetMask)) {
+    record.gateway = *gateway;
+  }
+  const NameServers& servers = nameServers();
+  record.primaryDns = servers.primary;
+  record.secondaryDns = servers.secondary;
+  if (record.domain.empty()) record.domain = servers.domain;
+  if (const IfInfo* interface = findIPv4(interfaces(), record.address.c_str())) {
+    record.ipv6Address = interface->text(IfInfo::kIPv6);
+  }
+}
+
+IpAddressEnumerator::IpAddressEnumerator() : knowledge_(std::make_unique<Knowledge>()) {
+}
+
+IpAddressEnumerator::~IpAddressEnumerator() = default;
+
+bool IpAddressEnumerator::isLocal(const char* address) {
+  return std::string_view(address).starts_with("127.0.0.");
+}
+
+std::string IpAddressEnumerator::getDomainStr(char* fqdn) {
+  if (!fqdn) return {};
+  const std::string_view name = fqdn;
+  std::string domain = domainOf(name);
+  fqdn[name.substr(0, name.find('.')).size()] = '\0';
+  return domain;
+}
+
+void IpAddressEnumerator::getHostnameAndDomain(const std::string& address, std::string& hostname,
+                                               std::string& domain) {
+  const HostName& name = knowledge_->names().nameOf(address);
+  hostname = name.host.value_or(hostname);
+  domain = name.domain.value_or(domain);
+}
+
+void IpAddressEnumerator::collectGateways(std::list<std::string>& gateways) {
+  const Trace trace(getCcLogHw(), "collectGateways()");
+  gateways.splice(gateways.end(),
+                  parseGateways(machine().runCommand("netstat -nr", kTableLimit).text));
+  trace.at().max("hardware gateways collected, gwlist size is %zu", gateways.size());
+}
+
+void IpAddressEnumerator::getGateway(std::string& result, const std::string& address,
+                                     const std::string& mask) {
+  if (const std::string* gateway = knowledge_->gateways().find(address, mask)) result = *gateway;
+}

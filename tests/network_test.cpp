@@ -1,0 +1,332 @@
+// Interfaces, addresses, gateways and names: what the readers make of texts and messages, and rules
+// that a whole machine's expected output would not show.
+#include <gtest/gtest.h>
+
+#include <linux/if_addr.h>
+#include <linux/if_link.h>
+#include <linux/rtnetlink.h>
+#include <sys/socket.h>
+
+#include <cstring>
+#include <string>
+
+#include <invscan/invscan.h>
+
+#include "Rendering.h"
+#include "TestMachine.h"
+#include "invscan/linux/utils/HostNames.h"
+#include "invscan/linux/utils/InterfaceList.h"
+
+namespace invscan {
+namespace {
+
+constexpr char kIfconfig[] = "ifconfig -a 2>/dev/null";
+
+CapturedProgram printing(const std::string& text) {
+  return {.output = text};
+}
+
+// "name 4=address 6=address hw=address [address scope][...]" for each interface, "-" for no text.
+std::string described(const IfInfoList& list) {
+  std::string text;
+  for (int i = 0; i < list.getCount(); ++i) {
+    const IfInfo& interface = *list.get(i);
+    const auto member = [&](IfInfo::Member which) { return interface.texts[which].value_or("-"); };
+    text += (i == 0 ? "" : "; ") + member(IfInfo::kName) + " 4=" + member(IfInfo::kIPv4) +
+            " 6=" + member(IfInfo::kIPv6) + " hw=" + member(IfInfo::kHardware);
+    for (const IPv6_entry& entry : interface.ipv6) {
+      text += " [" + entry.address + " " + entry.scope + "]";
+    }
+  }
+  return text;
+}
+
+TEST(InterfaceList, IsReadFromIfconfig) {
+  const std::string longLine(482, 'x');
+  const struct {
+    const char* what;
+    std::string printed, expected;
+  } cases[] = {
+      {"an interface with everything",
+       "eth0      Link encap:Ethernet  HWaddr 00:1a:2B:3:4:5e\n"
+       "          inet addr:10.0.0.5  Bcast:10.0.0.255  Mask:255.255.255.0\n"
+       "          inet6 addr: fe80::1/64 Scope:Host\n"
+       "          inet6 addr: 2001:db8::1/64 Scope:Global\n"
+       "          UP BROADCAST\n\n"
+       "lo        Link encap:Local Loopback\n"
+       "          inet addr:127.0.0.1  Mask:255.0.0.0\n",
+       "eth0 4=10.0.0.5 6=2001:db8::1/64 hw=00:1A:2B:03:04:5E [fe80::1/64 link] "
+       "[2001:db8::1/64 global]; lo 4=127.0.0.1 6=- hw=-"},
+      {"aliases and VLANs replace what they have at the place of the first",
+       "eth0  Link HWaddr 00:00:00:00:00:01\n inet addr:10.0.0.1\n inet6 addr: fe80::1/64\n"
+       "br-lan  Link HWaddr 00:00:00:00:00:02\n"
+       "eth0:1  Link\n inet addr:10.0.0.2\n"
+       "eth0.100  Link HWaddr 00:00:00:00:00:03\n",
+       "eth0 4=10.0.0.2 6=fe80::1/64 hw=00:00:00:00:00:03 [fe80::1/64 link]; "
+       "br 4=- 6=- hw=00:00:00:00:00:02"},
+      {"today's form gives names",
+       "eth0: flags=4163<UP>  mtu 1500\n        inet 10.0.0.5  netmask 255.255.255.0\n"
+       "        ether 00:00:00:00:00:01\n\nlo: flags=73<UP>  mtu 65536\n",
+       "eth0 4=- 6=- hw=-; lo 4=- 6=- hw=-"},
+      {"what is no hardware address stays as it is printed",
+       "eth0  Link HWaddr 00:11:22:33:44:55  \nib0  Link HWaddr 80:00:00:48:FE:80:00\n",
+       "eth0 4=- 6=- hw=00:11:22:33:44:55  ; ib0 4=- 6=- hw=80:00:00:48:FE:80:00"},
+      {"lines that are none of an address",
+       "eth0\n addr:1.2.3.4 inet\n xinet addr:1.2.3.4\n inetx addr:1.2.3.4\n inet 1.2.3.4\n"
+       " inet addr:\n inet6 addr: \n inet4 addr:1.2.3.4\n\tinet\taddr:  10.0.0.9\tx\n",
+       "eth0 4=10.0.0.9 6=- hw=-"},
+      {"addresses of no interface, and interfaces without a name",
+       " inet addr:1.2.3.4\n: HWaddr 0:0:0:0:0:1\n:\n inet addr:1.2.3.4\n:\n- HWaddr x\n",
+       "- 4=- 6=- hw=00:00:00:00:00:01; - 4=1.2.3.4 6=- hw=-; - 4=- 6=- hw=x"},
+      {"the end of a long line is dropped",
+       "eth0 " + longLine + " HWaddr 00:11:22:33:44:55\n" + longLine + longLine + "\neth1 HWaddr 1",
+       "eth0 4=- 6=- hw=00:11:22:33:44:05; " + (longLine + longLine).substr(0, 511) +
+           " 4=- 6=- hw=-; eth1 4=- 6=- hw=1"},
+  };
+  for (const auto& test : cases) {
+    const OnMachine machine({.commands = {{kIfconfig, printing(test.printed)}}});
+    IfInfoList list;
+    populateIfInfoList(list);
+    EXPECT_EQ(described(list), test.expected) << test.what;
+  }
+}
+
+TEST(InterfaceList, MergesByNameAndFindsTheFirstOfAnAddress) {
+  IfInfoList list;
+  EXPECT_EQ(find_if("eth0", list), nullptr);
+  EXPECT_EQ(findIPv4(list, "10.0.0.1"), nullptr);
+  list.add({});
+  EXPECT_EQ(list.getCount(), 0);
+  IfInfo interface;
+  for (const char* name : {"eth0", "eth1"}) {
+    interface.texts[IfInfo::kName] = name;
+    interface.texts[IfInfo::kIPv4] = "10.0.0.1";
+    list.add(interface);
+  }
+  EXPECT_EQ(findIPv4(list, "10.0.0.1"), list.get(0));
+  EXPECT_EQ(findIPv4(list, ""), nullptr);
+  EXPECT_EQ(findIPv4(list, nullptr), nullptr);
+  interface = {};
+  interface.texts[IfInfo::kName] = "eth0";
+  interface.texts[IfInfo::kIPv4] = "10.0.0.2";
+  list.add(interface);
+  EXPECT_EQ(findIPv4(list, "10.0.0.1"), list.get(1));
+  EXPECT_EQ(find_if("eth0", list), list.get(0));
+  EXPECT_EQ(list.get(2), nullptr);
+  EXPECT_EQ(list.get(-1), nullptr);
+}
+
+TEST(HardwareAddress, IsMadeCanonicalInPlace) {
+  const std::string longest = std::string(116, '0') + "1:2:3:4:5:6";
+  const struct {
+    std::string text;
+    int result;
+    std::string canonical, trimmed;
+  } cases[] = {
+      {"0:1a:2b:3c:4d:5e", 0, "00:1A:2B:3C:4D:5E", "00:1A:2B:3C:4D:5E"},
+      {"gh:1:2:3:4:5", 0, "GH:01:02:03:04:05", "GH:01:02:03:04:05"},
+      {"0:1:2:3:4:i5", 1, "0:1:2:3:4:i5", "0:1:2:3:4:"},
+      {"0:1:2:3:4:055", 1, "0:1:2:3:4:055", "0:1:2:3:4:055"},
+      {"0:1:2:3:4", 1, "0:1:2:3:4", "0:1:2:3:4"},
+      {"0:1:2:3:4:5:6", 1, "0:1:2:3:4:5:6", "0:1:2:3:4:5:6"},
+      {"0:1:2::4:5", 1, "0:1:2::4:5", "0:1:2::4:5"},
+      {"0:1:2:3:4:", 1, "0:1:2:3:4:", "0:1:2:3:4:"},
+      {"aa:bb:cc:dd:ee:ff  ", 1, "aa:bb:cc:dd:ee:ff  ", ""},
+      {"", 1, "", ""},
+      {longest, 1, longest, longest},
+      {longest + "x", 1, longest + "x", longest},
+  };
+  for (const auto& test : cases) {
+    std::string buffer = test.text;
+    buffer.resize(129);
+    EXPECT_EQ(convertMacToCanonical(buffer.data()), test.result) << test.text;
+    EXPECT_EQ(buffer.c_str(), test.canonical);
+    trimMac(buffer.data());
+    EXPECT_EQ(buffer.c_str(), test.trimmed);
+  }
+  char blanks[] = "00:11 22 ";
+  rtrim(blanks);
+  EXPECT_STREQ(blanks, "00:11");
+}
+
+TEST(Scope, IsToldByTheFirstCharacters) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"2001:db8::1", "global"}, {"3ff", "global"},   {"20", "was"},
+      {"fe80::1", "link"},       {"FE80::1", "link"}, {"fe80", "was"},
+      {"fec0", "site"},          {"Fed0::", "site"},  {"feF", "was"},
+      {"fe90::1", "was"},        {"::1", "was"},      {"", "was"},
+      {nullptr, "was"},          {"feef", "site"},    {"fc00::1", "was"},
+  };
+  for (const auto& [address, expected] : cases) {
+    std::string scope = "was";
+    getScope(scope, address);
+    EXPECT_EQ(scope, expected) << (address ? address : "null");
+  }
+}
+
+TEST(Ipv6Gateway, IsTheNextHopInTheScopeOfTheAddress) {
+  const std::string zero(32, '0'), link = "fe800000000000000211" + std::string("22fffe334455"),
+                                   global = "20010db8000000000000000000000001",
+                                   other = "fc000000" + zero.substr(8);
+  const auto route = [&](const std::string& to, const std::string& via, const char* device) {
+    return to + " 00 " + zero + " 00 " + via + " 00000400 00000001 00000000 00000003 " + device +
+           "\n";
+  };
+  const char* const linkGateway = "fe80:0000:0000:0000:0211:22ff:fe33:4455";
+  const struct {
+    const char* what;
+    std::string table;
+    const char *address, *expected;
+  } cases[] = {
+      {"a default route, for the link", route(zero, link, "eth0"), "fe80::5", linkGateway},
+      {"but not beyond", route(zero, link, "eth0"), "2001:db8::5", "none"},
+      {"the first of a scope",
+       route(zero, global, "eth0") + route(zero, link, "eth0") +
+           route(zero, "fe80" + zero.substr(4), "eth0"),
+       "fe80::5", linkGateway},
+      {"no scope on both sides", route(zero, other, "eth0"), "fd00::5",
+       "fc00:0000:0000:0000:0000:0000:0000:0000"},
+      {"another interface", route(zero, link, "eth1") + route(zero, link, "eth"), "fe80::5",
+       "none"},
+      {"no next hop, or the destination's", route(link, zero, "eth0") + route(link, link, "eth0"),
+       "fe80::5", "none"},
+      {"too few fields", "a b\n" + route(zero, link, ""), "fe80::5", "none"},
+      {"hops that are none",
+       route(zero, link + "0", "eth0") + route(zero, link.substr(1), "eth0") +
+           route(zero, "fe80:" + link.substr(5), "eth0"),
+       "fe80::5", "none"},
+  };
+  for (const auto& test : cases) {
+    const OnMachine machine({.files = {{"/proc/net/ipv6_route", {0, test.table}}}});
+    char gateway[40] = "none";
+    getGateway(test.address, "eth0", gateway);
+    EXPECT_STREQ(gateway, test.expected) << test.what;
+  }
+}
+
+TEST(NameServers, AreTheFirstTwoOfResolvConf) {
+  const std::string name(200, 'n');
+  const struct {
+    const char* what;
+    FileText file;
+    const char* knownDomain;
+    std::string expected;
+  } cases[] = {
+      {"three of them",
+       {0, "nameserver 1.1.1.1\nnameserver\t2.2.2.2 x\nnameserver 3.3.3.3\n"},
+       "",
+       "0 1.1.1.1|2.2.2.2|"},
+      {"a comment behind the domain",
+       {0, "  domain example.org#x\ndomain other\n"},
+       "",
+       "0 was|was|example.org"},
+      {"no domain but a comment", {0, "domain #x\n"}, "", "0 was|was|x"},
+      {"a domain that is known", {0, "domain example.org\n"}, "known", "-1 was|was|known"},
+      {"nothing of the kind",
+       {0,
+        "search a.b\n#nameserver 1.1.1.1\nNameserver 1.1.1.1\nnameserver\n"
+        "nameservers 1.1.1.1\ndomain\n"},
+       "",
+       "-1 was|was|"},
+      {"no file", {ENOENT, ""}, "", "-1 was|was|"},
+      {"texts longer than the buffers",
+       {0, "nameserver " + name + "\ndomain " + name},
+       "",
+       "0 " + name.substr(0, 127) + "|was|" + name.substr(0, 127)},
+      {"a line longer than any",
+       {0, "x" + std::string(1022, ' ') + "nameserver 1.1.1.1\n"},
+       "",
+       "0 1.1.1.1|was|"},
+  };
+  for (const auto& test : cases) {
+    const OnMachine machine({.files = {{"/etc/resolv.conf", test.file}}});
+    char primary[128] = "was", secondary[128] = "was", domain[128] = "";
+    strcpy(domain, test.knownDomain);
+    const std::string result = std::to_string(getNameservers(primary, secondary, domain));
+    EXPECT_EQ(result + " " + primary + "|" + secondary + "|" + domain, test.expected) << test.what;
+  }
+}
+
+TEST(Gateways, AreMatchedInTheOrderOfTheTable) {
+  const std::string header = "Kernel IP routing table\nDestination Gateway Genmask Flags ...\n";
+  const auto route = [](const std::string& gateway, const char* flags = "UG") {
+    return "0.0.0.0 " + gateway + " 0.0.0.0 " + flags + " 0 0 0 eth0\n";
+  };
+  const struct {
+    const char* what;
+    std::string table;
+    const char *address, *mask, *expected;
+  } cases[] = {
+      {"the first in the subnet", route("10.1.0.1") + route("10.0.0.1") + route("10.0.0.2"),
+       "10.0.0.5", "255.255.255.0", "10.0.0.1"},
+      {"the address itself is none", route("10.0.0.5") + route("10.0.0.5") + route("10.0.0.2"),
+       "10.0.0.5", "255.255.255.0", "10.0.0.2"},
+      {"nor is there another", route("10.0.0.5"), "10.0.0.5", "255.255.255.0", "was"},
+      {"a mask of nothing takes any", route("192.0.2.1"), "10.0.0.5", "0.0.0.0", "192.0.2.1"},
+      {"no match for a host mask", route("10.0.0.1"), "10.0.0.5", "255.255.255.255", "was"},
+      {"not up, or no gateway", route("10.0.0.1", "G") + route("10.0.0.2", "U"), "10.0.0.5",
+       "255.255.255.0", "was"},
+      {"among other flags", route("10.0.0.1", "!UxG"), "10.0.0.5", "255.255.255.0", "10.0.0.1"},
+      {"what is no address", route("_gateway") + route("10.0.0") + route("10.0.0.1x"), "10.0.0.5",
+       "255.255.255.0", "10.0.0.1x"},
+      {"a line with too few fields", "0.0.0.0 10.0.0.1 0.0.0.0 UG 0 0 0\n" + route("10.0.0.2"),
+       "10.0.0.5", "255.255.255.0", "10.0.0.2"},
+      {"a long field is two", std::string(101, 'x') + " 10.0.0.1 UG 0 0 0 0\n", "10.0.0.5",
+       "255.255.255.0", "was"},
+      {"an address that is none", route("10.0.0.1"), "10.0.0", "255.255.255.0", "was"},
+      {"numbers beyond any", route("99999999999.0.0.1"), "10.0.0.1", "0.0.0.0", "was"},
+  };
+  struct Enumerator : IpAddressEnumerator {
+    void enumerate(std::list<IpAddressData>&) override {}
+  };
+  for (const auto& test : cases) {
+    const OnMachine machine({.commands = {{"netstat -nr", printing(header + test.table)}}});
+    std::string gateway = "was";
+    Enumerator().getGateway(gateway, test.address, test.mask);
+    EXPECT_EQ(gateway, test.expected) << test.what;
+    std::list<std::string> all;
+    IpAddressEnumerator::collectGateways(all);
+    std::string matched = "was";
+    for (const std::string& one : all) {
+      if (matched == "was" && one != test.address &&
+          IpAddressEnumerator::match_ips(test.address, one.c_str(), test.mask) != 0) {
+        matched = one;
+      }
+    }
+    EXPECT_EQ(matched, test.expected) << test.what;
+  }
+}
+
+TEST(Domain, IsWhatFollowsTheFirstDot) {
+  const std::tuple<std::string, std::string, std::string> cases[] = {
+      {"host.example.org", "host", "example.org"},
+      {" host.example.org. \n", " host", "example.org"},
+      {"host.example.org..", "host", "example.org."},
+      {"host", "host", ""},
+      {"host\n", "host\n", ""},
+      {"host.", "host", ""},
+      {"host..", "host", "."},
+      {"host. \t\n", "host", ""},
+      {"", "", ""},
+  };
+  for (auto [name, host, domain] : cases) {
+    EXPECT_EQ(IpAddressEnumerator::getDomainStr(name.data()), domain) << host;
+    EXPECT_EQ(name.c_str(), host);
+  }
+  EXPECT_EQ(IpAddressEnumerator::getDomainStr(nullptr), "");
+}
+
+TEST(Domain, IsTheFirstThatNslookupPrints) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"Server: 1.1.1.1\n\n5.0.0.10.in-addr.arpa\tname = host.example.org.\n", "example.org"},
+      {"Name:   host.example.org\nAddress: 10.0.0.5\n", "example.org"},
+      {"x name = host\nx name = other.example.net.\n", "example.net"},
+      {"x name = a Name: b.c\n", "c"},
+      {"x name = .\nName: b.c", "c"},
+      {"** server can't find 5.0.0.10.in-addr.arpa: NXDOMAIN\n", ""},
+  };
+  for (const auto& [text, expected] : cases) EXPECT_EQ(parseLookup(text), expected) << text;
+}
+
+}  // namespace
+}  // namespace invscan
