@@ -113,6 +113,14 @@ class INVSCAN_EXPORT Ipv6AddressGroup : public KelGroup {
   KelTable* getTable() override;
 };
 
+// The network interfaces but "lo": a row for each, with attributes 1 to 6. The ID is the digest of
+// hardware address and name. Source: the interface list (network.h).
+class INVSCAN_EXPORT NetworkAdapterGroup : public KelGroup {
+ public:
+  NetworkAdapterGroup() : KelGroup(7, 1) {}
+  KelTable* getTable() override;
+};
+
 // Samples the kernel's processor and load figures. Every figure is -1 (not available) until a
 // refresh() has read it.
 class INVSCAN_EXPORT UnixCpuMeter {

@@ -23,6 +23,7 @@ constexpr Collector kCollectors[] = {
     {3, make<MemoryGroup>, kNeedsFirmware},
     {4, make<OperatingSystemGroup>, kNeedsPrograms},
     {6, make<IpAddressGroup>, kNeedsPrograms | kNeedsPatience},
+    {7, make<NetworkAdapterGroup>, kNeedsPrograms},
     {15, make<RegionalGroup>, kNeedsNothing},
     {19, make<UnixSystemParamsGroup>, kNeedsPrograms},
     {20, make<ScanInfoGroup>, kNeedsNothing},

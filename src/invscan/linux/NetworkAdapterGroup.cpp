@@ -1,6 +1,14 @@
-#include <invscan/catalogue.h>
+#include <cstdlib>
 
+#include <invscan/catalogue.h>
+#include <invscan/groups.h>
+#include <invscan/md5.h>
+#include <invscan/network.h>
+
+#include "invscan/com/model/RowBuilder.h"
 #include "invscan/com/model/Traits.h"
+#include "invscan/linux/utils/InterfaceList.h"
+#include "log/Trace.h"
 
 const kelEnumDef ADAPTER_TYPE_ENUM_DEF[] = {
     {1, "Unknown"},
@@ -68,4 +76,69 @@ const AttributeTraits kNetworkAdapterTraits[] = {
     kEndOfTraits,
 };
 
+namespace {
+
+constexpr char kLoopback[] = "lo";
+
+struct AdapterType {
+  std::string_view prefix;  // of the interface's name
+  unsigned long value;
+  const char* trace;
+};
+
+// The last is that of every other name.
+constexpr AdapterType kTypes[] = {
+    {"eth", 3, "ethernet"},
+    {"tr", 4, "tokenring"},
+    {"slip", 6, "SLIP"},
+    {"escon", 7, "ESCON"},
+    {"ctc", 8, "ctc (channel to channel)"},
+    {"iucv", 9, "IUCV"},
+    {"ppp", 10, "ppp"},
+    {"", 2, "unknown"},
+};
+
+const AdapterType& typeOf(std::string_view name) {
+  const AdapterType* type = kTypes;
+  while (!name.starts_with(type->prefix)) ++type;
+  return *type;
+}
+
+std::string digestOf(const std::string& text) {
+  const std::unique_ptr<char, void (*)(void*)> digest(md5_checksum(text.c_str()), std::free);
+  return digest ? digest.get() : "";
+}
+
+std::string hardwareAddressOf(const IfInfo& interface) {
+  const std::string& text = interface.text(IfInfo::kHardware);
+  return std::string(trimmedHardwareAddress(canonicalHardwareAddress(text).value_or(text)));
+}
+
+}  // namespace
 }  // namespace invscan
+
+using namespace invscan;
+
+KelTable* NetworkAdapterGroup::getTable() {
+  const Trace trace(getCcLogHw(), "getTable()");
+  IfInfoList interfaces;
+  populateIfInfoList(interfaces);
+  auto* table = new KelTable(getGroupId(), getGroupVersion());
+  unsigned long index = 0;
+  for (int i = 0; i < interfaces.getCount(); ++i) {
+    const std::string& name = interfaces.get(i)->text(IfInfo::kName);
+    if (name == kLoopback) continue;
+    const std::string hardwareAddress = hardwareAddressOf(*interfaces.get(i));
+    const AdapterType& type = typeOf(name);
+    trace.at().max("hardware type=%s", type.trace);
+    RowBuilder()
+        .count(1, ++index)
+        .text(2, digestOf(hardwareAddress + name))
+        .text(3, hardwareAddress)
+        .text(4, hardwareAddress)
+        .count(5, type.value)
+        .text(6, name)
+        .addTo(*table);
+  }
+  return table;
+}
