@@ -328,5 +328,129 @@ TEST(Domain, IsTheFirstThatNslookupPrints) {
   for (const auto& [text, expected] : cases) EXPECT_EQ(parseLookup(text), expected) << text;
 }
 
+// Attributes of a netlink message.
+std::string attribute(unsigned short type, const std::string& value, std::size_t claimed = 0) {
+  const nlattr header{
+      static_cast<unsigned short>(claimed ? claimed : sizeof(nlattr) + value.size()), type};
+  std::string bytes(reinterpret_cast<const char*>(&header), sizeof header);
+  bytes += value;
+  return bytes.append((4 - bytes.size() % 4) % 4, '\0');
+}
+
+template <class Record>
+std::string message(unsigned short type, Record record, const std::string& attributes) {
+  const nlmsghdr header{static_cast<unsigned>(sizeof(nlmsghdr) + sizeof record + attributes.size()),
+                        type, 0, 0, 0};
+  return std::string(reinterpret_cast<const char*>(&header), sizeof header) +
+         std::string(reinterpret_cast<const char*>(&record), sizeof record) + attributes;
+}
+
+std::string addressMessage(const std::string& attributes, unsigned char prefix = 24,
+                           unsigned index = 2, unsigned char family = AF_INET) {
+  return message(RTM_NEWADDR, ifaddrmsg{family, prefix, 0, 0, index}, attributes);
+}
+
+std::string linkMessage(const std::string& attributes, int index = 2) {
+  return message(RTM_NEWLINK, ifinfomsg{AF_UNSPEC, 0, 1, index, 0, 0}, attributes);
+}
+
+// What both callbacks make of a datagram.
+std::string listed(std::string datagram) {
+  NetlinkIpAddressEnumerator::Records records;
+  for (const auto callback :
+       {NetlinkIpAddressEnumerator::r_processIPs, NetlinkIpAddressEnumerator::r_processMACs}) {
+    NetlinkIpAddressEnumerator::processResponse(datagram.data(), datagram.size(), records,
+                                                callback);
+  }
+  std::string text;
+  for (const auto& [index, record] : records) {
+    text += std::to_string(index) + " " + record.interfaceName + " " + record.address + " " +
+            record.subnetMask + " " + record.macAddress + ";";
+  }
+  return text;
+}
+
+TEST(NetlinkMessages, AreTakenAsFarAsTheirLengthsHold) {
+  using namespace std::string_literals;
+  const std::string address = attribute(IFA_LOCAL, "\x0A\0\0\5"s);
+  const std::string label = attribute(IFA_LABEL, "eth0\0"s);
+  const std::string mac = attribute(IFLA_ADDRESS, "\x52\x54\0\xAB\xCD\1"s);
+  const std::string whole = addressMessage(address + label);
+  std::string tooLong = whole;
+  tooLong[0] = static_cast<char>(whole.size() + 1);
+  const struct {
+    const char* what;
+    std::string datagram;
+    const char* expected;
+  } cases[] = {
+      {"a whole one with its link", whole + linkMessage(mac),
+       "2 eth0 10.0.0.5 255.255.255.0 52:54:00:AB:CD:01;"},
+      {"by index, then in order",
+       addressMessage(address, 0, 9) + whole + addressMessage(label + address, 40),
+       "2 eth0 10.0.0.5 255.255.255.0 ;2 eth0 10.0.0.5 255.255.255.255 ;9  10.0.0.5 0.0.0.0 ;"},
+      {"IPv6 with a peer",
+       addressMessage(attribute(IFA_LOCAL, std::string(16, 'x')), 64, 2, AF_INET6), ""},
+      {"another family", addressMessage(address, 24, 2, AF_INET6), ""},
+      {"no address", addressMessage(label + attribute(IFA_ADDRESS, "\x0A\0\0\1"s)), ""},
+      {"addresses of other sizes",
+       addressMessage(attribute(IFA_LOCAL, "abc"), 24) +
+           addressMessage(attribute(IFA_LOCAL, "abcde"), 24),
+       ""},
+      {"local ones",
+       addressMessage(attribute(IFA_LOCAL, "\x7F\0\0\x09"s)) +
+           addressMessage(attribute(IFA_LOCAL, "\x7F\0\1\1"s), 8),
+       "2  127.0.1.1 255.0.0.0 ;"},
+      {"a label without an end", addressMessage(attribute(IFA_LABEL, "eth0") + address),
+       "2  10.0.0.5 255.255.255.0 ;"},
+      {"an attribute beyond the message", addressMessage(address + attribute(IFA_LABEL, "x\0"s, 9)),
+       "2  10.0.0.5 255.255.255.0 ;"},
+      {"one shorter than its header", addressMessage(attribute(0, "", 3) + address), ""},
+      {"a message beyond the datagram", whole + tooLong, "2 eth0 10.0.0.5 255.255.255.0 ;"},
+      {"one shorter than a header", std::string(16, '\0') + whole, ""},
+      {"one without its record", std::string("\x10\0\0\0\x14\0", 6) + std::string(10, '\0') + whole,
+       "2 eth0 10.0.0.5 255.255.255.0 ;"},
+      {"half a header", whole.substr(0, 15), ""},
+      {"hardware addresses of other sizes",
+       whole + linkMessage(attribute(IFLA_ADDRESS, "abcd")) + linkMessage(mac, 3),
+       "2 eth0 10.0.0.5 255.255.255.0 ;"},
+      {"the first six bytes of a long one",
+       whole + linkMessage(attribute(IFLA_ADDRESS, "ABCDEFGHIJ")),
+       "2 eth0 10.0.0.5 255.255.255.0 41:42:43:44:45:46;"},
+  };
+  for (const auto& test : cases) EXPECT_EQ(listed(test.datagram), test.expected) << test.what;
+}
+
+TEST(Addresses, AreCompletedByQuestionsAskedOnce) {
+  std::string datagram, done = message(NLMSG_DONE, 0, "");
+  for (char last = 1; last <= 50; ++last) {
+    datagram += addressMessage(attribute(IFA_LOCAL, std::string("\x0A\0\0", 3) + last));
+  }
+  const NetlinkDump addresses{NetlinkFailure::None, 0, {datagram, done}};
+  const NetlinkDump links{NetlinkFailure::None, 0, {done}};
+  const OnMachine machine({.files = {{"/etc/resolv.conf", {0, "nameserver 10.0.0.53\n"}}},
+                           .commands = {{"hostname", printing("me.x y\n")}},
+                           .plain = {answered<NetlinkQuestion>(addresses, {RTM_GETADDR, AF_PACKET}),
+                                     answered<NetlinkQuestion>(links, {RTM_GETLINK, AF_PACKET})}});
+  startAccessLog();
+  const std::string rows = valuesOf(6, {"Hostname", "Domain", "Primary DNS", "DHCP Enabled"});
+  std::map<std::string, int> asked;
+  for (const Access& access : accessLog()) ++asked[access.source];
+  EXPECT_EQ(rows.substr(0, 25), "me.x||10.0.0.53|-;me.x||1");
+  EXPECT_EQ(std::count(rows.begin(), rows.end(), ';'), 49);
+  for (const char* source :
+       {"hostname", "/etc/resolv.conf", "netstat -nr", kIfconfig, "host name of 10.0.0.50"}) {
+    EXPECT_EQ(asked[source], 1) << source;
+  }
+}
+
+TEST(Addresses, AreListedByTheOtherWayWhenALinkIsNotTold) {
+  const std::string address = addressMessage(attribute(IFA_LOCAL, std::string("\x0A\0\0\5", 4)));
+  const NetlinkDump addresses{NetlinkFailure::None, 0, {address + message(NLMSG_DONE, 0, "")}};
+  const std::vector<InterfaceAddress> interfaces = {{"eth7", "10.0.0.7", {}, {}}};
+  const OnMachine machine({.plain = {answered<NetlinkQuestion>(addresses, {RTM_GETADDR, AF_PACKET}),
+                                     answered<InterfacesQuestion>(interfaces)}});
+  EXPECT_EQ(valuesOf(6, {"Address", "Subnet", "Permanent Mac Address"}), "10.0.0.7||");
+}
+
 }  // namespace
 }  // namespace invscan
