@@ -113,8 +113,9 @@ class INVSCAN_EXPORT Ipv6AddressGroup : public KelGroup {
   KelTable* getTable() override;
 };
 
-// The network interfaces but "lo": a row for each, with attributes 1 to 6. The ID is the digest of
-// hardware address and name. Source: the interface list (network.h).
+// The network adapters: a row for each interface but the loopback. Sources: the interface list of
+// network.h (native: the routing socket, with what sysfs and the hardware database tell of adapter
+// and driver; texts that are not known are left out).
 class INVSCAN_EXPORT NetworkAdapterGroup : public KelGroup {
  public:
   NetworkAdapterGroup() : KelGroup(7, 1) {}

@@ -4,6 +4,8 @@
 
 #include "invscan/com/model/RowBuilder.h"
 #include "invscan/com/model/Traits.h"
+#include "invscan/linux/utils/KernelAddresses.h"
+#include "invscan/machine/Machine.h"
 #include "log/Trace.h"
 
 const kelAttribDef IP_ADDR_ATTRS_DEF[] = {
@@ -25,39 +27,58 @@ namespace invscan {
 
 using enum Behaviour;
 
+constexpr char kIpv4Addresses[] = "netlink addresses; interface ioctls";
+
 const AttributeTraits kIpAddressTraits[] = {
-    {1, "", Stable, kPublic, "Running number of the address, from 1.", "netlink", nullptr},
-    {2, "", Identity, kSensitive, "IPv4 address of an interface.", "netlink", nullptr},
+    {1, "", Stable, kPublic, "Running number of the address, from 1.", kIpv4Addresses, nullptr},
+    {2, "", Identity, kSensitive, "IPv4 address of an interface.", kIpv4Addresses, nullptr},
     {9, "", Stable, kPublic, "Whether the address was assigned by DHCP.", kNotFilled, nullptr},
     {3, "", Identity, kSensitive, "Short host name that the address belongs to.",
-     "host name of *; hostname", nullptr},
+     "host name of *; uname; hostname", nullptr},
     {4, "", Stable, kSensitive, "Domain of the host name.",
      "host name of *; nslookup *; /etc/resolv.conf", nullptr},
-    {5, "", Stable, kPublic, "Subnet mask, a dotted quad.", "netlink", nullptr},
-    {6, "", Stable, kSensitive, "Gateway in the subnet of the address.", "netlink; netstat -nr",
-     nullptr},
-    {7, "", Stable, kSensitive, "First name server.", "/etc/resolv.conf", nullptr},
-    {8, "", Stable, kSensitive, "Second name server.", "/etc/resolv.conf", nullptr},
-    {10, "", Identity, kSensitive, "Hardware address of the interface.", "netlink",
-     "00:00:00:00:00:00"},
+    {5, "", Stable, kPublic, "Subnet mask, a dotted quad.", kIpv4Addresses, nullptr},
+    {6, "", Stable, kSensitive, "Gateway in the subnet of the address.",
+     "netlink IPv4 routes; gateway of *; netstat -nr", nullptr},
+    {7, "", Stable, kSensitive, "First name server.", kResolverFiles, nullptr},
+    {8, "", Stable, kSensitive, "Second name server.", kResolverFiles, nullptr},
+    {10, "", Identity, kSensitive, "Hardware address of the interface.",
+     "netlink links; interface ioctls", "00:00:00:00:00:00"},
     {11, "", Identity, kSensitive, "IPv6 address of the same interface, with its prefix length.",
-     kInterfaceList, nullptr},
+     kAddressList, nullptr},
     kEndOfTraits,
 };
 
 }  // namespace invscan
 
-using namespace invscan;
+namespace invscan {
+namespace {
 
-KelTable* IpAddressGroup::getTable() {
-  const Trace trace(getCcLogHw(), "getTable()");
-  std::list<IpAddressEnumerator::IpAddressData> records;
+using Records = std::list<IpAddressEnumerator::IpAddressData>;
+
+Records findRecords() {
+  const Trace trace(getCcLogHw(), "findRecords()");
+  if (useNativeSources()) {
+    if (auto told = kernelIpv4Records()) return std::move(*told);
+  }
+  Records records;
   trace.at().max("hardware Using netlink to enumerate addresses");
   NetlinkIpAddressEnumerator().enumerate(records);
   if (records.empty()) {
     trace.at().min("hardware Netlink enumerator failed, trying legacy method");
     IoctlIpAddressEnumerator().enumerate(records);
   }
+  return records;
+}
+
+}  // namespace
+}  // namespace invscan
+
+using namespace invscan;
+
+KelTable* IpAddressGroup::getTable() {
+  const Trace trace(getCcLogHw(), "getTable()");
+  const Records records = findRecords();
   trace.at().max("hardware Found %zu interfaces", records.size());
 
   auto* table = new KelTable(getGroupId(), getGroupVersion());

@@ -1,3 +1,6 @@
+#include <utility>
+#include <vector>
+
 #include <invscan/catalogue.h>
 #include <invscan/groups.h>
 #include <invscan/network.h>
@@ -6,7 +9,9 @@
 #include "invscan/com/model/Traits.h"
 #include "invscan/linux/utils/Gateways.h"
 #include "invscan/linux/utils/HostNames.h"
+#include "invscan/linux/utils/KernelAddresses.h"
 #include "invscan/linux/utils/NameServers.h"
+#include "invscan/machine/Machine.h"
 #include "log/Trace.h"
 
 const kelAttribDef IPV6_ADDR_ATTRS_DEF[] = {
@@ -29,19 +34,18 @@ namespace invscan {
 using enum Behaviour;
 
 const AttributeTraits kIpv6AddressTraits[] = {
-    {1, "", Stable, kPublic, "Running number of the address, from 1.", kInterfaceList, nullptr},
-    {2, "", Identity, kSensitive, "IPv6 address of an interface.", kInterfaceList, nullptr},
+    {1, "", Stable, kPublic, "Running number of the address, from 1.", kAddressList, nullptr},
+    {2, "", Identity, kSensitive, "IPv6 address of an interface.", kAddressList, nullptr},
     {3, "", Identity, kSensitive, "Short host name that the address belongs to.", "host name of *",
      nullptr},
     {4, "", Stable, kSensitive, "Domain of the host name.", "host name of *", nullptr},
-    {5, "", Stable, kPublic, "Prefix length of the address.", kInterfaceList, nullptr},
+    {5, "", Stable, kPublic, "Prefix length of the address.", kAddressList, nullptr},
     {6, "", Stable, kSensitive, "Next hop of the interface in the scope of the address.",
-     "/proc/net/ipv6_route", nullptr},
-    {7, "", Stable, kSensitive, "First name server.", "/etc/resolv.conf", nullptr},
-    {8, "", Stable, kSensitive, "Second name server.", "/etc/resolv.conf", nullptr},
+     "netlink IPv6 routes; gateway of *; /proc/net/ipv6_route", nullptr},
+    {7, "", Stable, kSensitive, "First name server.", kResolverFiles, nullptr},
+    {8, "", Stable, kSensitive, "Second name server.", kResolverFiles, nullptr},
     {9, "", Identity, kSensitive, "Hardware address of the interface.", kInterfaceList, nullptr},
-    {10, "", Stable, kPublic, "Reach of the address: global, link or site.", kInterfaceList,
-     nullptr},
+    {10, "", Stable, kPublic, "Reach of the address: global, link or site.", kAddressList, nullptr},
     {11, "", Stable, kPublic, "Name of the interface.", kInterfaceList, nullptr},
     kEndOfTraits,
 };
@@ -50,49 +54,53 @@ namespace {
 
 constexpr char kLoopback[] = "::1/128";
 
-// Adds a row for each address of the list.
-class RowsOfInterfaces {
+// Completes the addresses of an interface list.
+class Completion {
  public:
-  explicit RowsOfInterfaces(KelTable& table) : table_(table) {}
-
   void add(const IfInfo& interface) {
     const std::string& hardware = interface.text(IfInfo::kHardware);
     const std::string hardwareAddress = hardware.substr(0, hardware.find(' '));
     for (const IPv6_entry& entry : interface.ipv6) {
       if (entry.address.empty() || entry.address == kLoopback) continue;
-      add(interface.text(IfInfo::kName), hardwareAddress, entry);
+      records_.push_back(completed(interface.text(IfInfo::kName), hardwareAddress, entry));
     }
   }
 
+  std::vector<Ipv6AddressRecord> take() { return std::move(records_); }
+
  private:
-  void add(const std::string& interface, const std::string& hardwareAddress,
-           const IPv6_entry& entry) {
+  Ipv6AddressRecord completed(const std::string& interface, const std::string& hardwareAddress,
+                              const IPv6_entry& entry) {
     const std::size_t slash = entry.address.find('/');
     const std::string address = entry.address.substr(0, slash);
     const std::string prefix =
         slash == std::string::npos ? std::string() : entry.address.substr(slash + 1);
     const HostName name = names_.ipv6NameOf(address);
-    RowBuilder()
-        .count(1, ++index_)
-        .text(2, address)
-        .text(3, *name.host)
-        .text(4, *name.domain)
-        .text(5, prefix)
-        .text(6, gateways_.find(address, interface))
-        .text(7, servers_.primary)
-        .text(8, servers_.secondary)
-        .text(9, hardwareAddress)
-        .text(10, entry.scope)
-        .text(11, interface)
-        .addTo(table_);
+    return {interface,        hardwareAddress,   address,      prefix,
+            entry.scope,      *name.host,        *name.domain, gateways_.find(address, interface),
+            servers_.primary, servers_.secondary};
   }
 
-  KelTable& table_;
   HostNames names_;
   const NameServers servers_ = readNameServers();
   const Ipv6GatewayFinder gateways_ = readIpv6Gateways();
-  unsigned long index_ = 0;
+  std::vector<Ipv6AddressRecord> records_;
 };
+
+std::vector<Ipv6AddressRecord> findRecords() {
+  const Trace trace(getCcLogHw(), "findRecords()");
+  if (useNativeSources()) {
+    if (auto told = kernelIpv6Records()) return std::move(*told);
+  }
+  IfInfoList interfaces;
+  populateIfInfoList(interfaces);
+  Completion completion;
+  for (int i = 0; i < interfaces.getCount(); ++i) {
+    trace.at().max("hardware Analyzing addressess on interface %d", i);
+    completion.add(*interfaces.get(i));
+  }
+  return completion.take();
+}
 
 }  // namespace
 }  // namespace invscan
@@ -101,13 +109,22 @@ using namespace invscan;
 
 KelTable* Ipv6AddressGroup::getTable() {
   const Trace trace(getCcLogHw(), "getTable()");
-  IfInfoList interfaces;
-  populateIfInfoList(interfaces);
   auto* table = new KelTable(getGroupId(), getGroupVersion());
-  RowsOfInterfaces rows(*table);
-  for (int i = 0; i < interfaces.getCount(); ++i) {
-    trace.at().max("hardware Analyzing addressess on interface %d", i);
-    rows.add(*interfaces.get(i));
+  unsigned long index = 0;
+  for (const Ipv6AddressRecord& record : findRecords()) {
+    RowBuilder()
+        .count(1, ++index)
+        .text(2, record.address)
+        .text(3, record.hostname)
+        .text(4, record.domain)
+        .text(5, record.prefixLength)
+        .text(6, record.gateway)
+        .text(7, record.primaryDns)
+        .text(8, record.secondaryDns)
+        .text(9, record.macAddress)
+        .text(10, record.scope)
+        .text(11, record.interfaceName)
+        .addTo(*table);
   }
   return table;
 }

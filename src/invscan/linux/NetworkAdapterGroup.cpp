@@ -1,4 +1,10 @@
 #include <cstdlib>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include <invscan/catalogue.h>
 #include <invscan/groups.h>
@@ -8,6 +14,8 @@
 #include "invscan/com/model/RowBuilder.h"
 #include "invscan/com/model/Traits.h"
 #include "invscan/linux/utils/InterfaceList.h"
+#include "invscan/linux/utils/KernelAdapters.h"
+#include "invscan/machine/Machine.h"
 #include "log/Trace.h"
 
 const kelEnumDef ADAPTER_TYPE_ENUM_DEF[] = {
@@ -59,59 +67,84 @@ const AttributeTraits kNetworkAdapterTraits[] = {
     {1, "", Stable, kPublic, "Running number of the interface, from 1.", kInterfaceList, nullptr},
     {2, "", Identity, kSensitive, "Digest of hardware address and interface name.", kInterfaceList,
      nullptr},
-    {3, "", Identity, kSensitive, "Hardware address of the interface.", kInterfaceList, nullptr},
-    {4, "", Identity, kSensitive, "Hardware address in use, which is always the permanent one.",
-     kInterfaceList, nullptr},
-    {5, "", Stable, kPublic, "Kind of interface, told from its name.", kInterfaceList, "2"},
+    {3, "", Identity, kSensitive,
+     "Hardware address that the adapter was made with, else that in use.", kInterfaceList, nullptr},
+    {4, "", Identity, kSensitive, "Hardware address in use.", kInterfaceList, nullptr},
+    {5, "", Stable, kPublic, "Kind of interface, told from its name, else by the kernel.",
+     kInterfaceList, "2"},
     {6, "", Stable, kPublic, "Name of the interface.", kInterfaceList, nullptr},
-    {7, "", Stable, kPublic, "Maker of the adapter.", kNotFilled, nullptr},
+    {7, "", Stable, kPublic, "Maker of the adapter.",
+     "hardware database *; /sys/class/net/*/modalias; /sys/class/net/*/driver", nullptr},
     {8, "", Stable, kPublic, "When the adapter was installed.", kNotFilled, nullptr},
     {9, "", Stable, kPublic, "Kind of connector that the cable plugs into.", kNotFilled, nullptr},
-    {10, "", Stable, kPublic, "Kind of medium that the adapter transmits on.", kNotFilled, nullptr},
-    {11, "", Stable, kPublic, "Adapters that form this aggregated one.", kNotFilled, nullptr},
-    {12, "", Stable, kPublic, "File that the driver was loaded from.", kNotFilled, nullptr},
-    {13, "", Stable, kPublic, "Version of the driver.", kNotFilled, nullptr},
-    {14, "", Stable, kPublic, "Name of the driver.", kNotFilled, nullptr},
+    {10, "", Stable, kPublic, "Kind of medium that the adapter transmits on.",
+     "/sys/class/net/*/driver; netlink links", nullptr},
+    {11, "", Stable, kPublic, "Adapters that form this aggregated one.", "netlink links", nullptr},
+    {12, "", Stable, kPublic, "File that the driver was loaded from.",
+     "/lib/modules/*/modules.dep; /sys/class/net/*/driver/module; /sys/class/net/*/driver",
+     nullptr},
+    {13, "", Stable, kPublic, "Version of the driver.",
+     "/sys/class/net/*/driver/module/version; /sys/class/net/*/driver/module; "
+     "/sys/class/net/*/driver",
+     nullptr},
+    {14, "", Stable, kPublic, "Name of the driver.", "/sys/class/net/*/driver", nullptr},
     {15, "", Stable, kPublic, "Maker of the driver.", kNotFilled, nullptr},
     kEndOfTraits,
 };
 
 namespace {
 
-constexpr char kLoopback[] = "lo";
+// By what the name begins with; the first that fits.
+constexpr struct {
+  std::string_view prefix;
+  unsigned long type;
+  const char* name;
+} kNames[] = {{"eth", 3, "ethernet"},
+              {"tr", 4, "tokenring"},
+              {"slip", 6, "SLIP"},
+              {"escon", 7, "ESCON"},
+              {"ctc", 8, "ctc (channel to channel)"},
+              {"iucv", 9, "IUCV"},
+              {"ppp", 10, "ppp"},
+              {"", kTypeOther, "unknown"}};
 
-struct AdapterType {
-  std::string_view prefix;  // of the interface's name
-  unsigned long value;
-  const char* trace;
-};
-
-// The last is that of every other name.
-constexpr AdapterType kTypes[] = {
-    {"eth", 3, "ethernet"},
-    {"tr", 4, "tokenring"},
-    {"slip", 6, "SLIP"},
-    {"escon", 7, "ESCON"},
-    {"ctc", 8, "ctc (channel to channel)"},
-    {"iucv", 9, "IUCV"},
-    {"ppp", 10, "ppp"},
-    {"", 2, "unknown"},
-};
-
-const AdapterType& typeOf(std::string_view name) {
-  const AdapterType* type = kTypes;
-  while (!name.starts_with(type->prefix)) ++type;
-  return *type;
+unsigned long typeByName(std::string_view name) {
+  const Trace trace(getCcLogHw(), "typeByName()");
+  const auto* row = std::begin(kNames);
+  while (!name.starts_with(row->prefix)) ++row;
+  trace.at().max("hardware type=%s", row->name);
+  return row->type;
 }
 
-std::string digestOf(const std::string& text) {
-  const std::unique_ptr<char, void (*)(void*)> digest(md5_checksum(text.c_str()), std::free);
+std::vector<Adapter> listedAdapters() {
+  constexpr char kLoopback[] = "lo";
+  IfInfoList interfaces;
+  populateIfInfoList(interfaces);
+  std::vector<Adapter> adapters;
+  for (int i = 0; i < interfaces.getCount(); ++i) {
+    const IfInfo& interface = *interfaces.get(i);
+    const std::string& printed = interface.text(IfInfo::kHardware);
+    const std::string canonical = canonicalHardwareAddress(printed).value_or(printed);
+    if (interface.text(IfInfo::kName) == kLoopback) continue;
+    Adapter& adapter = adapters.emplace_back();
+    adapter.name = interface.text(IfInfo::kName);
+    adapter.hardwareAddress = trimmedHardwareAddress(canonical);
+    adapter.permanentAddress = adapter.hardwareAddress;
+  }
+  return adapters;
+}
+
+std::vector<Adapter> findAdapters() {
+  if (useNativeSources()) {
+    if (auto told = kernelAdapters()) return std::move(*told);
+  }
+  return listedAdapters();
+}
+
+std::string digestOf(const Adapter& adapter) {
+  const std::string text = adapter.hardwareAddress + adapter.name;
+  const std::unique_ptr<char, decltype(&std::free)> digest(md5_checksum(text.c_str()), &std::free);
   return digest ? digest.get() : "";
-}
-
-std::string hardwareAddressOf(const IfInfo& interface) {
-  const std::string& text = interface.text(IfInfo::kHardware);
-  return std::string(trimmedHardwareAddress(canonicalHardwareAddress(text).value_or(text)));
 }
 
 }  // namespace
@@ -121,24 +154,24 @@ using namespace invscan;
 
 KelTable* NetworkAdapterGroup::getTable() {
   const Trace trace(getCcLogHw(), "getTable()");
-  IfInfoList interfaces;
-  populateIfInfoList(interfaces);
   auto* table = new KelTable(getGroupId(), getGroupVersion());
   unsigned long index = 0;
-  for (int i = 0; i < interfaces.getCount(); ++i) {
-    const std::string& name = interfaces.get(i)->text(IfInfo::kName);
-    if (name == kLoopback) continue;
-    const std::string hardwareAddress = hardwareAddressOf(*interfaces.get(i));
-    const AdapterType& type = typeOf(name);
-    trace.at().max("hardware type=%s", type.trace);
-    RowBuilder()
-        .count(1, ++index)
-        .text(2, digestOf(hardwareAddress + name))
-        .text(3, hardwareAddress)
-        .text(4, hardwareAddress)
-        .count(5, type.value)
-        .text(6, name)
-        .addTo(*table);
+  for (const Adapter& adapter : findAdapters()) {
+    const unsigned long type = typeByName(adapter.name);
+    RowBuilder row;
+    row.count(1, ++index)
+        .text(2, digestOf(adapter))
+        .text(3, adapter.permanentAddress)
+        .text(4, adapter.hardwareAddress)
+        .count(5, type == kTypeOther ? adapter.type : type)
+        .text(6, adapter.name);
+    for (const auto& [id, text] :
+         {std::pair(7UL, &adapter.manufacturer), std::pair(10UL, &adapter.physicalType),
+          std::pair(11UL, &adapter.members), std::pair(12UL, &adapter.driverPath),
+          std::pair(13UL, &adapter.driverVersion), std::pair(14UL, &adapter.driverName)}) {
+      if (!text->empty()) row.text(id, *text);
+    }
+    row.addTo(*table);
   }
   return table;
 }

@@ -38,7 +38,9 @@ inline constexpr bool kSensitive = true;
 inline constexpr char kNotFilled[] = "";
 inline constexpr char kConstant[] = "constant";
 inline constexpr char kFirmwareTables[] = "/sys/firmware/dmi/tables/*; /dev/mem";
-inline constexpr char kInterfaceList[] = "netlink; ifconfig -a 2>/dev/null";
+inline constexpr char kInterfaceList[] = "netlink links; ifconfig -a 2>/dev/null";
+inline constexpr char kAddressList[] = "netlink addresses; ifconfig -a 2>/dev/null";
+inline constexpr char kResolverFiles[] = "/run/systemd/resolve/resolv.conf; /etc/resolv.conf";
 inline constexpr char kCpuidHelper[] = "helper cpuid";
 inline constexpr char kDiskscanHelper[] = "helper diskscan";
 
