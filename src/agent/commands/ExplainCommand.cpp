@@ -1,4 +1,7 @@
 #include <algorithm>
+#include <map>
+#include <string_view>
+#include <utility>
 
 #include <invscan/collectors.h>
 
@@ -23,13 +26,13 @@ struct SourceUse {
 // Equal accesses together, in the order in which each was first made.
 std::vector<SourceUse> sourceUses(const std::vector<Access>& accesses) {
   std::vector<SourceUse> uses;
+  std::map<std::pair<std::string_view, std::string_view>, std::size_t> places;
   for (const Access& access : accesses) {
-    auto use = std::find_if(uses.begin(), uses.end(), [&access](const SourceUse& other) {
-      return other.source == access.source && other.outcome == access.outcome;
-    });
-    if (use == uses.end()) use = uses.insert(uses.end(), {access.source, access.outcome});
-    ++use->times;
-    use->milliseconds += access.milliseconds;
+    const auto [place, isNew] = places.try_emplace({access.source, access.outcome}, uses.size());
+    if (isNew) uses.push_back({access.source, access.outcome});
+    SourceUse& use = uses[place->second];
+    ++use.times;
+    use.milliseconds += access.milliseconds;
   }
   return uses;
 }

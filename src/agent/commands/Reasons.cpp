@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <map>
+#include <set>
 #include <string_view>
 
 #include <invscan/traits.h>
@@ -49,6 +51,28 @@ void addOnce(std::vector<std::string>& texts, const std::string& text) {
   if (std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
 }
 
+// What the accesses that fit a source came to. Many that failed alike are told as one.
+void addOutcomes(const GroupResult& result, std::string_view source,
+                 std::vector<std::string>& answered, std::vector<std::string>& failed) {
+  constexpr std::size_t kMostNamed = 3;
+  std::set<std::string_view> good;
+  std::map<std::string_view, std::set<std::string_view>> bad;  // by outcome
+  for (const Access& access : result.accesses) {
+    if (!fits(source, access.source)) continue;
+    (access.outcome == "ok" ? good : bad[access.outcome]).insert(access.source);
+  }
+  if (good.size() > kMostNamed) good = {source};
+  for (const std::string_view name : good) addOnce(answered, std::string(name));
+  for (const auto& [outcome, names] : bad) {
+    const std::string text = ": " + std::string(outcome);
+    if (names.size() > kMostNamed) {
+      addOnce(failed, std::string(source) + " (" + std::to_string(names.size()) + ")" + text);
+    } else {
+      for (const std::string_view name : names) addOnce(failed, std::string(name) + text);
+    }
+  }
+}
+
 }  // namespace
 
 std::string helpAgainst(const std::vector<std::string>& outcomes) {
@@ -67,20 +91,15 @@ std::string reasonForDefault(const GroupResult& result, const kelAttribDef& attr
 
   std::vector<std::string> answered, failed;
   for (std::string_view list = traits->sources; !list.empty();) {
-    const std::string_view source = takeSource(list);
-    for (const Access& access : result.accesses) {
-      if (!fits(source, access.source)) continue;
-      if (access.outcome == "ok") {
-        addOnce(answered, access.source);
-      } else {
-        addOnce(failed, access.source + ": " + access.outcome);
-      }
-    }
+    addOutcomes(result, takeSource(list), answered, failed);
   }
+  const std::string help = helpAgainst(failed);
   if (!answered.empty()) {
-    return joined(answered, ", ") + " answered: this is the value there, or it does not tell";
+    failed.insert(failed.begin(), joined(answered, ", ") +
+                                      " answered: this is the value there, or it does not tell");
+    return joined(failed, "; ") + help;
   }
-  if (!failed.empty()) return joined(failed, ", ") + helpAgainst(failed);
+  if (!failed.empty()) return joined(failed, ", ") + help;
   return std::string("not asked on this machine: ") + traits->sources;
 }
 
