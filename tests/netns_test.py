@@ -1,0 +1,254 @@
+#!/usr/bin/env python3
+"""Scans networks made for the purpose and holds the rows against what ip and ethtool tell.
+
+usage: netns_test.py INVSCAN
+
+Each network lives in a namespace of its own. Where none can be made the test is skipped, and so is a
+kind of link that the kernel does not have.
+"""
+
+import contextlib
+import hashlib
+import ipaddress
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+import time
+
+SKIPPED = 77
+GROUPS = ("IP Address", "IPv6 Address", "Network Adapter")
+
+# The commands of ip that make each network. A line that begins with "?" may fail.
+NETWORKS = {
+    "nothing at all": [],
+    "loopback only": ["link set lo up", "addr add 127.0.1.1/8 dev lo", "addr add fd00::1/128 dev lo"],
+    "veth pair with aliases and peers": [
+        "link add veth0 type veth peer name veth1", "link set veth0 up", "link set veth1 up",
+        "addr add 192.0.2.10/24 dev veth0", "addr add 192.0.2.11/24 dev veth0 label veth0:1",
+        "addr add 198.51.100.1 peer 198.51.100.2/30 dev veth0",
+        "addr add 10.0.0.1/32 dev veth1", "addr add 10.9.0.1/8 dev veth1",
+        "addr add 2001:db8::10/64 dev veth0 nodad", "addr add 2001:db8::11/128 dev veth0 nodad",
+        "addr add fd00::5 peer fd00::6/127 dev veth1",
+        "route add default via 192.0.2.11", "route add 203.0.113.0/24 via 192.0.2.1",
+        "-6 route add default via fe80::1 dev veth0", "-6 route add 2001:db8:1::/48 via 2001:db8::1",
+        "-6 route add 2001:db8:2::/48 nexthop via fe80::7 dev veth1 nexthop via fe80::8 dev veth0"],
+    "routes in several ways": [
+        "link add enp3s0 type veth peer name wl-peer.1", "link set enp3s0 up",
+        "link set wl-peer.1 up", "addr add 192.0.2.1/25 dev enp3s0",
+        "addr add 192.0.2.129/25 dev wl-peer.1",
+        "route add 203.0.113.0/24 nexthop via 192.0.2.2 dev enp3s0 nexthop via 192.0.2.130 dev wl-peer.1",
+        "route add default via 192.0.2.3 table 100", "route add unreachable 10.0.0.0/8"],
+    "names that are no words": [
+        "link add br-lan type bridge", "link add br-x type bridge", "link set br-lan up",
+        "addr add 192.0.2.1/24 dev br-lan", "addr add 192.0.2.2/24 dev br-x",
+        "link add eth0 type veth peer name uplink", "link set eth0 master br-lan",
+        "? link add link eth0 name eth0.100 type vlan id 100",
+        "? link add link uplink name lan.7 type vlan id 7", "? addr add 192.0.2.3/32 dev lan.7"],
+    "bond and team": [
+        "link add eth0 type veth peer name eth0p", "link add eth1 type veth peer name eth1p",
+        "? link add bond0 type bond", "? link set eth0 master bond0", "? link set eth1 master bond0",
+        "? link add team0 type team", "? link set eth0p master team0"],
+    "made in software": [
+        "tuntap add tun0 mode tun", "tuntap add tap0 mode tap", "addr add 192.0.2.9/32 dev tun0",
+        "link set tun0 up", "link add vx0 type vxlan id 4 dstport 4789",
+        "? link add dummy0 type dummy", "? link add ipip1 type ipip remote 192.0.2.1 local 192.0.2.2",
+        "? addr add 192.0.2.77/32 dev ipip1", "? link add wg0 type wireguard",
+        "? link add six type ip6gre remote fd00::1 local fd00::2"],
+}
+
+TYPES = {"veth": 3, "bridge": 17, "vlan": 18, "bond": 3, "team": 3, "tun": 16, "vxlan": 16,
+         "dummy": 3, "ipip": 16, "wireguard": 16, "ip6gre": 16}
+
+
+class Namespace:
+    def __init__(self, commands):
+        self.name = f"invscan-test-{time.monotonic_ns()}"
+        self.commands = commands
+
+    def __enter__(self):
+        subprocess.run(["ip", "netns", "add", self.name], check=True, capture_output=True)
+        for command in self.commands:
+            done = self.run("ip", *command.lstrip("? ").split(), check=False)
+            if done.returncode != 0 and not command.startswith("?"):
+                raise SystemExit(f"ip {command}: {done.stderr}")
+        return self
+
+    def __exit__(self, *_):
+        subprocess.run(["ip", "netns", "delete", self.name], check=True)
+
+    def run(self, *command, check=True):
+        return subprocess.run(["ip", "netns", "exec", self.name, *command], check=check, text=True,
+                              capture_output=True)
+
+    def tables(self, *command):
+        text = self.run(*command).stdout
+        return [entry for entry in json.loads(text or "[]") if entry]
+
+
+def scan(namespace, *command):
+    groups = json.loads(namespace.run(*command, "--format", "json").stdout)["groups"]
+    for group in GROUPS:
+        assert groups[group]["status"] == "ok", groups[group]
+    return {group: groups[group]["rows"] for group in GROUPS}
+
+
+def hops(routes):
+    for route in routes:
+        for hop in [route, *route.get("nexthops", [])]:
+            if "gateway" in hop:
+                yield {**route, **hop}
+
+
+def rule_scope(address):
+    text = str(address)
+    return ("global" if text[0] in "23" else "link" if text.startswith("fe80")
+            else "site" if text[:3] in ("fec", "fed", "fee", "fef") else "")
+
+
+def ipv4_gateway(address, routes):
+    interface = ipaddress.ip_interface(address)
+    for hop in hops(routes):
+        gateway = ipaddress.ip_address(hop["gateway"])
+        if gateway != interface.ip and gateway in interface.network:
+            return hop["gateway"]
+    return ""
+
+
+def ipv6_gateway(address, device, routes):
+    for hop in hops(routes):
+        gateway = ipaddress.ip_address(hop["gateway"])
+        if hop["dev"] == device and rule_scope(gateway) == rule_scope(address):
+            return gateway.exploded
+    return ""
+
+
+def hardware(link):
+    if link["link_type"] in ("ether", "infiniband"):
+        return link["address"].upper()
+    return ""
+
+
+def addresses_of(link, family):
+    return [each for each in link["addr_info"] if each["family"] == family]
+
+
+def expected(namespace):
+    links = sorted(namespace.tables("ip", "-j", "-d", "addr"), key=lambda link: link["ifindex"])
+    ipv4_routes = namespace.tables("ip", "-j", "-4", "route")
+    ipv6_routes = namespace.tables("ip", "-j", "-6", "route", "show", "table", "all")
+    rows = {group: [] for group in GROUPS}
+    for link in links:
+        ipv6 = addresses_of(link, "inet6")
+        for each in addresses_of(link, "inet"):
+            if each["local"].startswith("127.0.0."):
+                continue
+            address = f"{each['local']}/{each['prefixlen']}"
+            rows["IP Address"].append({
+                "Index": len(rows["IP Address"]) + 1, "Address": each["local"],
+                "Subnet": str(ipaddress.ip_interface(address).netmask),
+                "Gateway": ipv4_gateway(address, ipv4_routes),
+                "Permanent Mac Address": hardware(link)[:17] or "00:00:00:00:00:00",
+                "IPV6Address": f"{ipv6[-1]['local']}/{ipv6[-1]['prefixlen']}" if ipv6 else ""})
+        for each in ipv6:
+            if (each["local"], each["prefixlen"]) == ("::1", 128):
+                continue
+            address = ipaddress.ip_address(each["local"])
+            rows["IPv6 Address"].append({
+                "Index": len(rows["IPv6 Address"]) + 1, "Address": each["local"],
+                "Subnet": str(each["prefixlen"]), "Scope": each["scope"],
+                "Gateway": ipv6_gateway(address, link["ifname"], ipv6_routes),
+                "Permanent Mac Address": hardware(link), "Adapter Name": link["ifname"]})
+        if link["link_type"] == "loopback":
+            continue
+        permanent = namespace.run("ethtool", "-P", link["ifname"]).stdout.split(": ")[-1].strip()
+        members = [each["ifname"] for each in links if each.get("master") == link["ifname"]]
+        kind = link.get("linkinfo", {}).get("info_kind", "")
+        row = {"Index": len(rows["Network Adapter"]) + 1,
+               "ID": hashlib.md5((hardware(link) + link["ifname"]).encode()).hexdigest(),
+               "Permanent Address": (hardware(link) if permanent == "not set" or not hardware(link)
+                                     else permanent.upper()),
+               "Current Address": hardware(link),
+               "Type": 3 if link["ifname"].startswith("eth") else TYPES[kind],
+               "Model": link["ifname"]}
+        if kind in ("bond", "team") and members:
+            row["EtherChannel devices"] = ", ".join(members)
+        rows["Network Adapter"].append(row)
+    return rows
+
+
+def compare(network, found, wanted):
+    for group in GROUPS:
+        assert len(found[group]) == len(wanted[group]), (network, found[group], wanted[group])
+        for ours, theirs in zip(found[group], wanted[group]):
+            shown = {name: ours.get(name) for name in theirs}
+            assert shown == theirs, f"{network}: {group}:\n{shown}\n{theirs}"
+            assert group != "Network Adapter" or all(
+                value != "" for name, value in ours.items() if name not in theirs), ours
+
+
+def test_networks(program):
+    for network, commands in NETWORKS.items():
+        with Namespace(commands) as namespace, tempfile.TemporaryDirectory() as scratch:
+            found = scan(namespace, program, *GROUPS)
+            compare(network, found, expected(namespace))
+            capture = pathlib.Path(scratch) / "capture"
+            namespace.run(program, "capture", capture)
+            replayed = scan(namespace, program, *GROUPS, "--machine", capture)
+            assert replayed == found, f"{network}: replay differs"
+        print(f"{network}: {', '.join(str(len(rows)) for rows in found.values())} rows")
+
+
+@contextlib.contextmanager
+def name_server(namespace, address):
+    """One that takes every question and answers none."""
+    configuration = pathlib.Path("/etc/netns") / namespace.name
+    configuration.mkdir(parents=True)
+    (configuration / "resolv.conf").write_text(f"nameserver {address}\n")
+    server = subprocess.Popen(
+        ["ip", "netns", "exec", namespace.name, sys.executable, "-c",
+         "import socket; s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM);"
+         f"s.bind(('{address}', 53)); print(flush=True); s.recv(0); __import__('time').sleep(99)"],
+        stdout=subprocess.PIPE)
+    try:
+        server.stdout.readline()
+        yield
+    finally:
+        server.kill()
+        server.wait()
+        (configuration / "resolv.conf").unlink()
+        configuration.rmdir()
+
+
+def test_dead_name_server(program):
+    commands = NETWORKS["veth pair with aliases and peers"] + ["link set lo up"]
+    with Namespace(commands) as namespace, name_server(namespace, "127.0.0.9"):
+        begin = time.monotonic()
+        found = scan(namespace, program, *GROUPS)
+        seconds = time.monotonic() - begin
+        compare("dead name server", found, expected(namespace))
+        assert all(row["Hostname"] for row in found["IP Address"])
+        assert found["IP Address"][0]["Primary DNS"] == "127.0.0.9"
+        assert seconds < 6, f"took {seconds:.1f} s"
+        text = namespace.run(program, "explain", "IP Address", "IPv6 Address").stdout
+        for reason in ("no name service answered in time", "the name services took too long",
+                       "no route has a gateway in the subnet of the address"):
+            assert reason in text, f"{reason}:\n{text}"
+    print(f"dead name server: {seconds:.1f} s")
+
+
+def main(program):
+    try:
+        with Namespace([]):
+            pass
+    except (OSError, subprocess.CalledProcessError) as error:
+        print(f"skipped: no network namespace can be made: {error}")
+        return SKIPPED
+    test_networks(program)
+    test_dead_name_server(program)
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))
