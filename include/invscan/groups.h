@@ -113,9 +113,10 @@ class INVSCAN_EXPORT Ipv6AddressGroup : public KelGroup {
   KelTable* getTable() override;
 };
 
-// The network adapters: a row for each interface but the loopback. Sources: the interface list of
-// network.h (native: the routing socket, with what sysfs and the hardware database tell of adapter
-// and driver; texts that are not known are left out).
+// The network adapters: a row for each interface but the loopback. The ID is the digest of the
+// hardware address in use and the name. Source: the interface list of network.h, which fills
+// attributes 1 to 6 (native: the routing socket, and what sysfs and the hardware database tell of
+// adapter and driver; of the further texts those that are not known are left out).
 class INVSCAN_EXPORT NetworkAdapterGroup : public KelGroup {
  public:
   NetworkAdapterGroup() : KelGroup(7, 1) {}
