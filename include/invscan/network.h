@@ -17,6 +17,10 @@
 
 struct nlmsghdr;
 
+namespace invscan {
+class AddressKnowledge;
+}
+
 // One IPv6 address of an interface.
 struct IPv6_entry {
   std::string address;   // followed by '/' and its prefix length
@@ -159,12 +163,11 @@ class INVSCAN_EXPORT IpAddressEnumerator {
   static int match_ips(const char* address, const char* gateway, const char* mask);
 
  protected:
-  class Knowledge;
   // What this enumerator has asked so far.
-  Knowledge& knowledge() { return *knowledge_; }
+  invscan::AddressKnowledge& knowledge() { return *knowledge_; }
 
  private:
-  std::unique_ptr<Knowledge> knowledge_;
+  std::unique_ptr<invscan::AddressKnowledge> knowledge_;
 };
 
 // Asks the kernel's routing socket. Records leave sorted by interface index, those of one interface

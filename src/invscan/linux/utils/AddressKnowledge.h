@@ -11,23 +11,27 @@
 #include "invscan/linux/utils/HostNames.h"
 #include "invscan/linux/utils/NameServers.h"
 
-class IpAddressEnumerator::Knowledge {
+namespace invscan {
+
+class AddressKnowledge {
  public:
-  invscan::HostNames& names() { return names_; }
+  HostNames& names() { return names_; }
 
   // Of the machine's routing table, which counts as known also when it has none.
-  invscan::GatewayFinder& gateways();
+  GatewayFinder& gateways();
 
   // Fills in what depends on address and mask alone: gateway, name servers, the domain where the
   // name has none, and the IPv6 address of the interface.
-  void complete(IpAddressData& record);
+  void complete(IpAddressEnumerator::IpAddressData& record);
 
  private:
-  const invscan::NameServers& nameServers();
+  const NameServers& nameServers();
   IfInfoList& interfaces();
 
-  invscan::HostNames names_;
-  std::optional<invscan::GatewayFinder> gateways_;
-  std::optional<invscan::NameServers> nameServers_;
+  HostNames names_;
+  std::optional<GatewayFinder> gateways_;
+  std::optional<NameServers> nameServers_;
   std::optional<IfInfoList> interfaces_;
 };
+
+}  // namespace invscan

@@ -5,26 +5,26 @@
 
 using namespace invscan;
 
-GatewayFinder& IpAddressEnumerator::Knowledge::gateways() {
+GatewayFinder& AddressKnowledge::gateways() {
   if (!gateways_) {
     std::list<std::string> gateways;
-    collectGateways(gateways);
+    IpAddressEnumerator::collectGateways(gateways);
     gateways_.emplace(gateways);
   }
   return *gateways_;
 }
 
-const NameServers& IpAddressEnumerator::Knowledge::nameServers() {
+const NameServers& AddressKnowledge::nameServers() {
   if (!nameServers_) nameServers_ = readNameServers();
   return *nameServers_;
 }
 
-IfInfoList& IpAddressEnumerator::Knowledge::interfaces() {
+IfInfoList& AddressKnowledge::interfaces() {
   if (!interfaces_) populateIfInfoList(interfaces_.emplace());
   return *interfaces_;
 }
 
-void IpAddressEnumerator::Knowledge::complete(IpAddressData& record) {
+void AddressKnowledge::complete(IpAddressEnumerator::IpAddressData& record) {
   if (const std::string* gateway = gateways().find(record.address, record.subnetMask)) {
     record.gateway = *gateway;
   }
@@ -37,7 +37,7 @@ void IpAddressEnumerator::Knowledge::complete(IpAddressData& record) {
   }
 }
 
-IpAddressEnumerator::IpAddressEnumerator() : knowledge_(std::make_unique<Knowledge>()) {
+IpAddressEnumerator::IpAddressEnumerator() : knowledge_(std::make_unique<AddressKnowledge>()) {
 }
 
 IpAddressEnumerator::~IpAddressEnumerator() = default;

@@ -1,7 +1,7 @@
+#include <arpa/inet.h>
 #include <linux/if_addr.h>
 #include <linux/if_link.h>
 #include <linux/rtnetlink.h>
-#include <sys/socket.h>
 
 #include "common/net/NetlinkMessages.h"
 #include "invscan/linux/utils/AddressKnowledge.h"
