@@ -38,6 +38,8 @@ NetworkAddress parseAddress(const std::string& text) {
   return address;
 }
 
+constexpr std::chrono::milliseconds kServerPatience{900};  // just below the second that follows
+
 // The thread's own resolver asks each name server once and for a second. A host's RES_OPTIONS and
 // resolv.conf may ask for minutes, during which the thread would stay.
 void makeImpatient() {
@@ -50,6 +52,7 @@ void makeImpatient() {
 HostLookup findHost(const NetworkAddress& address) {
   constexpr std::size_t kMostRoom = 1 << 16;
   makeImpatient();
+  const auto begin = std::chrono::steady_clock::now();
   std::vector<char> room(1024);
   for (;;) {
     hostent host;
@@ -62,8 +65,9 @@ HostLookup findHost(const NetworkAddress& address) {
       continue;
     }
     if (error == 0 && found && found->h_name) return {HostLookupOutcome::Found, found->h_name};
-    // Name servers that do not answer, or cannot.
-    const bool isTimeOut = failure == TRY_AGAIN;
+    // The same failure at once is that of a server which cannot answer for this address.
+    const bool isTimeOut =
+        failure == TRY_AGAIN && std::chrono::steady_clock::now() - begin >= kServerPatience;
     return {isTimeOut ? HostLookupOutcome::TimedOut : HostLookupOutcome::NotFound, {}};
   }
 }
