@@ -13,6 +13,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "invscan/machine/CaptureDocument.h"
 #include "invscan/machine/LiveMachine.h"
 
 namespace {
@@ -47,7 +48,7 @@ void scanNetworkOfThisMachine(benchmark::State& state) {
 BENCHMARK(scanNetworkOfThisMachine)->Unit(benchmark::kMicrosecond);
 
 NetlinkDump dumpOf(const Json& messages) {
-  return NetlinkQuestion::read(CaptureValue(messages));
+  return NetlinkQuestion::read(CaptureDocument(messages.dump()).value());
 }
 
 // Half of the addresses are IPv4; as many routes lead to gateways of their subnets.

@@ -8,20 +8,18 @@
 
 #include <algorithm>
 
-#include <nlohmann/json.hpp>
-
 #include "TestMachine.h"
 #include "invscan/linux/utils/KernelAdapters.h"
 #include "invscan/linux/utils/KernelAddresses.h"
 #include "invscan/linux/utils/KernelTables.h"
 #include "invscan/linux/utils/NameLookups.h"
+#include "invscan/machine/CaptureDocument.h"
 
 namespace invscan {
 namespace {
 
 NetlinkDump dumpOf(const std::string& json) {
-  const Json parsed = Json::parse(json);
-  return NetlinkQuestion::read(CaptureValue(parsed));
+  return NetlinkQuestion::read(CaptureDocument(json).value());
 }
 
 auto links(const std::string& json) {
