@@ -14,8 +14,8 @@ import sys
 
 LIST = pathlib.Path(__file__).with_name("exports.txt")
 SONAME = "libinvscan.so.2"
-NEEDED = {"libc.so.6", "libexpat.so.1", "libgcc_s.so.1", "libm.so.6", "libmd.so.0",
-          "libstdc++.so.6", "libudev.so.1"}
+NEEDED = {"ld-linux-x86-64.so.2", "libc.so.6", "libexpat.so.1", "libgcc_s.so.1", "libm.so.6",
+          "libmd.so.0", "libstdc++.so.6"}
 SANITIZERS = re.compile(r"lib(asan|ubsan)\.so")
 
 

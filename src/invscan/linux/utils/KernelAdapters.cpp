@@ -88,7 +88,7 @@ class Modules {
  public:
   // Empty for a module that is built into the kernel.
   std::string fileOf(const std::string& module) {
-    if (!files_) files_ = read();
+    if (!files_) files_ = list();
     const auto found = files_->find(module);
     return found == files_->end() ? "" : found->second;
   }
@@ -96,14 +96,14 @@ class Modules {
  private:
   using Files = std::unordered_map<std::string, std::string>;
 
-  static Files read() {
+  static Files list() {
     constexpr std::size_t kLimit = 16 << 20;
     Files files;
     const auto kernel = machine().kernelIdentity();
     if (!kernel) return files;
     const std::string directory = "/lib/modules/" + kernel->release + "/";
-    const FileText list = machine().readFile(directory + "modules.dep", kLimit);
-    std::string_view rest = list.text;
+    const FileText known = machine().readFile(directory + "modules.dep", kLimit);
+    std::string_view rest = known.text;
     while (!rest.empty()) {
       std::string_view line = nextField(rest, "\n");
       const std::string path(line.substr(0, line.find(':')));
@@ -115,10 +115,21 @@ class Modules {
   std::optional<Files> files_;
 };
 
-std::string vendorOf(const std::string& device) {
-  std::string alias = oneLine(device + "/modalias");
-  // What the driver is bound to is a guest's side of a device; the device carries that.
-  if (alias.starts_with("virtio:")) alias = oneLine(device + "/../modalias");
+// The device that carries the one of an interface, by where the kernel has them; empty when it does
+// not tell.
+std::string carrierOf(const std::string& directory) {
+  const std::string place = machine().readLink(directory).text;
+  const std::size_t devices = place.find("/devices/");
+  const std::size_t device = place.rfind("/net/");
+  const std::size_t carrier = device == 0 ? place.npos : place.rfind('/', device - 1);
+  if (devices == place.npos || device == place.npos || carrier <= devices) return "";
+  return "/sys" + place.substr(devices, carrier - devices);
+}
+
+std::string vendorOf(const std::string& directory) {
+  std::string alias = oneLine(directory + "/device/modalias");
+  // What the driver is bound to is a guest's side of a device, whose maker is that of the carrier.
+  if (alias.starts_with("virtio:")) alias = oneLine(carrierOf(directory) + "/modalias");
   if (alias.empty()) return "";
   const HardwareProperties known = machine().hardwareProperties(alias);
   const auto vendor = known.find("ID_VENDOR_FROM_DATABASE");
@@ -137,7 +148,7 @@ void addHardware(const KernelLink& link, bool isWireless, const std::string& dir
   if (driver.error != 0) return;
   adapter.driverName = lastPart(driver.text);
   adapter.physicalType = mediumOf(link.type, isWireless);
-  adapter.manufacturer = vendorOf(device);
+  adapter.manufacturer = vendorOf(directory);
   const FileText module = machine().readLink(device + "/driver/module");
   if (module.error != 0) return;
   adapter.driverPath = modules.fileOf(lastPart(module.text));

@@ -1,7 +1,7 @@
 #include "invscan/linux/utils/KernelAddresses.h"
 
 #include <linux/rtnetlink.h>
-#include <sys/socket.h>
+#include <netinet/in.h>
 
 #include <algorithm>
 #include <map>

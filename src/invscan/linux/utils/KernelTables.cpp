@@ -76,14 +76,14 @@ std::string addressText(int family, const std::string& bytes) {
 
 template <class Record>
 std::optional<std::vector<Record>> readDump(int requestType, int family,
-                                            std::optional<Record> (*read)(const NetlinkMessage&)) {
+                                            std::optional<Record> (*parse)(const NetlinkMessage&)) {
   const NetlinkDump dump = machine().netlinkDump(requestType, family);
   if (dump.failure != NetlinkFailure::None) return std::nullopt;
   std::vector<Record> records;
   for (const std::string& datagram : dump.datagrams) {
     NetlinkMessage message;
     for (NetlinkMessages messages(datagram); messages.next(message);) {
-      if (auto record = read(message)) records.push_back(std::move(*record));
+      if (auto record = parse(message)) records.push_back(std::move(*record));
     }
   }
   return records;
