@@ -21,7 +21,7 @@ void bareReadFile(const char* path, size_t limit) {
   if (file < 0) return;
   if (limit > sizeof text) limit = sizeof text;
   while (count > 0 && length < limit) {
-    if (length == room) room = room == 0 ? 1000 : 2 * room;
+    if (length == room) room = room == 0 ? 4000 : 2 * room;
     if (room > limit) room = limit;
     count = read(file, text + length, room - length);
     if (count > 0) length += (size_t)count;

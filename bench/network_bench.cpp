@@ -75,7 +75,7 @@ class LargeMachine : public LiveMachine {
                           {"destination", "172." + net + ".0"},
                           {"prefix", 24}});
       } else {
-        char group[8];
+        char group[20];
         snprintf(group, sizeof group, "%lx", i);
         all.push_back({{"index", index},
                        {"prefix", 64},

@@ -33,7 +33,7 @@ class Descriptor {
 // Reads up to the end, the limit or an error, for which false is returned; the text holds what
 // there was. One read more than there is text: the end shows only by asking.
 inline bool readAll(int descriptor, std::string& text, std::size_t limit) {
-  constexpr std::size_t kLeastRoom = 1000;
+  constexpr std::size_t kLeastRoom = 4000;  // most of the kernel's files fit
   std::size_t length = 0;
   ssize_t count = 1;
   text.clear();
