@@ -92,6 +92,10 @@ AskedMachine& askedMachine() {
   return asked;
 }
 
+// Locale and time zone are the whole process's: setting one frees the texts that another thread may
+// just have been given by the C library.
+std::recursive_mutex processSettings;  // a recording asks another machine
+
 }  // namespace
 
 FileText readFileText(const Descriptor& file, std::size_t limit) {
@@ -214,6 +218,7 @@ void Machine::ask(Question& question) {
 
 LocaleName Machine::setLocale(int category) {
   const std::string source = category == LC_MESSAGES ? "locale LC_MESSAGES" : "locale LC_CTYPE";
+  const std::lock_guard lock(processSettings);
   return noted(
       source, [&] { return doSetLocale(category); },
       [](const LocaleName& locale) {
@@ -222,6 +227,7 @@ LocaleName Machine::setLocale(int category) {
 }
 
 void Machine::setTimeZone() {
+  const std::lock_guard lock(processSettings);
   noted(
       "time zone", [&] { return doSetTimeZone(), true; }, [](bool) { return std::string("ok"); });
 }
