@@ -180,14 +180,17 @@ class INVSCAN_EXPORT NetlinkIpAddressEnumerator : public IpAddressEnumerator {
   // When any step fails, which is traced, the list is left empty.
   void enumerate(std::list<IpAddressData>& records) override;
 
-  // Asks for a dump of a type, RTM_GETADDR or RTM_GETLINK; processResponse() goes through the
-  // answer. The socket is the business of the machine under scan. Throws a const char* that says
-  // what failed.
-  void sendRequest(int type);
+  // Asks for a dump of a type, RTM_GETADDR or RTM_GETLINK; processResponse() for the same socket
+  // goes through the answer. The socket only tells requests apart, and may be any number: the
+  // machine under scan is asked, which on a live one opens a socket of its own. Throws a
+  // const char* that says what failed, and sets errno.
+  void sendRequest(int socketNumber, int type);
 
-  // Hands each message of the answer to a callback. Throws a const char* when the answer ends
-  // before the dump does.
-  void processResponse(Records& records, Callback callback);
+  // Hands each message of the answer to a callback, datagram by datagram: in the caller's buffer of
+  // that length, or elsewhere when it is longer than that. Throws a const char*, and sets errno to
+  // EAGAIN, when nothing was asked for since the last answer.
+  void processResponse(int socketNumber, void* buffer, unsigned long length, Records& records,
+                       Callback callback);
 
   // Hands each message of one datagram to a callback but NLMSG_DONE, and returns whether that was
   // among them. A message whose length is wrong ends the datagram.
@@ -203,7 +206,7 @@ class INVSCAN_EXPORT NetlinkIpAddressEnumerator : public IpAddressEnumerator {
   static void r_processMACs(Records& records, nlmsghdr* message);
 
  private:
-  std::vector<std::string> answer_;  // the datagrams that the last request was answered with
+  std::map<int, std::vector<std::string>> answers_;  // in datagrams, by socket
 };
 
 // Asks by the older way of interface ioctls, for at most 50 entries. A hardware address that cannot

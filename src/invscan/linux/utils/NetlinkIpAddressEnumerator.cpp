@@ -3,6 +3,10 @@
 #include <linux/if_link.h>
 #include <linux/rtnetlink.h>
 
+#include <cerrno>
+#include <cstring>
+#include <vector>
+
 #include "common/net/NetlinkMessages.h"
 #include "invscan/linux/utils/AddressKnowledge.h"
 #include "invscan/machine/Machine.h"
@@ -14,6 +18,8 @@ namespace {
 
 constexpr char kNoHardwareAddress[] = "00:00:00:00:00:00";
 constexpr std::size_t kHardwareAddressSize = 6;
+constexpr std::size_t kBufferSize = 8192;
+constexpr int kNoSocket = -1;
 
 // The message that a header begins; none when it is of another type.
 std::optional<NetlinkMessage> messageOfType(const nlmsghdr* header, int type) {
@@ -45,16 +51,21 @@ void NetlinkIpAddressEnumerator::enumerate(std::list<IpAddressData>& records) {
   const Trace trace(getCcLogHw(), "enumerate()");
   try {
     Records found;
-    sendRequest(RTM_GETADDR);
-    processResponse(found, r_processIPs);
-    sendRequest(RTM_GETLINK);
-    processResponse(found, r_processMACs);
+    std::vector<char> buffer(kBufferSize);
+    const auto ask = [&](int type, Callback callback) {
+      sendRequest(kNoSocket, type);
+      processResponse(kNoSocket, buffer.data(), buffer.size(), found, callback);
+    };
+    ask(RTM_GETADDR, r_processIPs);
+    ask(RTM_GETLINK, r_processMACs);
     for (auto& [index, record] : found) {
       getHostnameAndDomain(record.address, record.hostname, record.domain);
       knowledge().complete(record);
       if (record.macAddress.empty()) record.macAddress = kNoHardwareAddress;
       records.push_back(std::move(record));
     }
+    trace.at().max("hardware %s, found %zu addresses", "NetlinkIpAddressEnumerator",
+                   records.size());
   } catch (const char* error) {
     trace.at().min("hardware Error: %s, errno=%d", error, errno);
     records.clear();
@@ -62,10 +73,9 @@ void NetlinkIpAddressEnumerator::enumerate(std::list<IpAddressData>& records) {
     trace.at().min("hardware Unknown error");
     records.clear();
   }
-  trace.at().max("hardware %s, found %zu addresses", "NetlinkIpAddressEnumerator", records.size());
 }
 
-void NetlinkIpAddressEnumerator::sendRequest(int type) {
+void NetlinkIpAddressEnumerator::sendRequest(int socketNumber, int type) {
   // The request names the family of packets, for which the kernel answers with those of all
   // families.
   NetlinkDump dump = machine().netlinkDump(type, AF_PACKET);
@@ -73,14 +83,23 @@ void NetlinkIpAddressEnumerator::sendRequest(int type) {
     errno = dump.error;
     throw error;
   }
-  answer_ = std::move(dump.datagrams);
+  answers_[socketNumber] = std::move(dump.datagrams);
 }
 
-void NetlinkIpAddressEnumerator::processResponse(Records& records, Callback callback) {
-  for (std::string& datagram : answer_) {
-    processResponse(datagram.data(), datagram.size(), records, callback);
+void NetlinkIpAddressEnumerator::processResponse(int socketNumber, void* buffer,
+                                                 unsigned long length, Records& records,
+                                                 Callback callback) {
+  auto answer = answers_.extract(socketNumber);
+  if (answer.empty()) {
+    errno = EAGAIN;  // as of a socket on which nothing comes in time
+    throw textOf(NetlinkFailure::Receive);
   }
-  answer_.clear();
+  for (std::string& datagram : answer.mapped()) {
+    const bool fits = datagram.size() <= length;
+    void* const place =
+        fits ? std::memcpy(buffer, datagram.data(), datagram.size()) : datagram.data();
+    processResponse(place, datagram.size(), records, callback);
+  }
 }
 
 bool NetlinkIpAddressEnumerator::processResponse(void* datagram, unsigned long length,
