@@ -14,6 +14,7 @@
 
 #include "Rendering.h"
 #include "TestMachine.h"
+#include "TracedText.h"
 #include "invscan/linux/utils/HostNames.h"
 #include "invscan/linux/utils/InterfaceList.h"
 
@@ -450,6 +451,93 @@ TEST(Addresses, AreListedByTheOtherWayWhenALinkIsNotTold) {
   const OnMachine machine({.plain = {answered<NetlinkQuestion>(addresses, {RTM_GETADDR, AF_PACKET}),
                                      answered<InterfacesQuestion>(interfaces)}});
   EXPECT_EQ(valuesOf(6, {"Address", "Subnet", "Permanent Mac Address"}), "10.0.0.7||");
+}
+
+TEST(Addresses, AreTracedOnTheWay) {
+  const std::string address = addressMessage(attribute(IFA_LOCAL, std::string("\x0A\0\0\5", 4)));
+  const std::string done = message(NLMSG_DONE, 0, "");
+  const auto links =
+      answered<NetlinkQuestion>({NetlinkFailure::None, 0, {done}}, {RTM_GETLINK, AF_PACKET});
+  const auto addresses = answered<NetlinkQuestion>({NetlinkFailure::None, 0, {address + done}},
+                                                   {RTM_GETADDR, AF_PACKET});
+  const NetlinkDump failed{NetlinkFailure::Receive, EIO, {}};
+  const std::map<std::string, CapturedProgram> commands = {
+      {"netstat -nr", printing("a\nb\n0.0.0.0 10.0.0.1 0.0.0.0 UG 0 0 0 eth0\n")},
+      {kIfconfig, printing("eth0 Link\n inet6 addr: fe80::1/64\n inet6 addr: 2001::x/64\n")}};
+  const std::map<std::string, FileText> files = {
+      {"/etc/resolv.conf", {0, "nameserver 10.0.0.53\n"}}};
+  const struct {
+    const char* what;
+    unsigned long group;
+    Answers answers;
+    std::vector<const char*> texts;
+  } cases[] = {
+      {"addresses by netlink",
+       6,
+       {.files = files, .commands = commands, .plain = {links, addresses}},
+       {"Using netlink to enumerate addresses", "hardware gateway ip 10.0.0.1, destination 0.0.0.0",
+        "hardware gateways collected, gwlist size is 1", "hardware have match, gateway is 10.0.0.1",
+        "done parsing resolv.conf...", "hardware NetlinkIpAddressEnumerator, found 1 addresses",
+        "Found 1 interfaces"}},
+      {"no name servers",
+       6,
+       {.plain = {links, addresses}},
+       {"gwlist size is 0", "error during resolv.conf parsing.."}},
+      {"by ioctls",
+       6,
+       {.plain = {answered<NetlinkQuestion>(failed, {RTM_GETADDR, AF_PACKET}),
+                  answered<InterfacesQuestion>(std::vector<InterfaceAddress>{
+                      {"eth7", "10.0.0.7", {}, {}}, {"b", {}, {}, {}}})}},
+       {"Error: unable to receive message, errno=5",
+        "Netlink enumerator failed, trying legacy method", "ifc_len=80", "count =2",
+        "MAC addr Failed"}},
+      {"IPv6 addresses",
+       51,
+       {.files = files, .commands = commands},
+       {"done parsing resolv.conf...", "Analyzing addressess on interface 0",
+        "Interface address id 0", "Can't resolve address", "Interface address id 1",
+        "Can't convert address into numeric values"}},
+      {"and no name servers", 51, {.commands = commands}, {"WARNING! Failed parsing resolv.conf"}},
+  };
+  TracedText sink;
+  for (const auto& test : cases) {
+    const OnMachine machine(test.answers);
+    sink.enable(CcLogWrapper::kMax);
+    valuesOf(test.group, {"Index"});
+    sink.enable(CcLogWrapper::kOff);
+    const std::string written = sink.written();
+    std::size_t place = 0;
+    for (const char* text : test.texts) {
+      place = written.find(text, place);
+      EXPECT_NE(place, written.npos) << test.what << ": " << text << "\n" << written;
+      if (place == written.npos) break;
+    }
+  }
+}
+
+TEST(NetlinkRequests, AreToldApartByTheirSockets) {
+  const std::string done = message(NLMSG_DONE, 0, "");
+  const std::string address = addressMessage(attribute(IFA_LOCAL, std::string("\x0A\0\0\5", 4)));
+  const std::string mac = linkMessage(attribute(IFLA_ADDRESS, "ABCDEF"));
+  const OnMachine machine(
+      {.plain = {answered<NetlinkQuestion>({NetlinkFailure::None, 0, {address, done}},
+                                           {RTM_GETADDR, AF_PACKET}),
+                 answered<NetlinkQuestion>({NetlinkFailure::None, 0, {mac + done}},
+                                           {RTM_GETLINK, AF_PACKET})}});
+  using Enumerator = NetlinkIpAddressEnumerator;
+  Enumerator enumerator;
+  Enumerator::Records records;
+  alignas(nlmsghdr) char buffer[48];  // which the link's answer does not fit
+  enumerator.sendRequest(7, RTM_GETLINK);
+  enumerator.sendRequest(8, RTM_GETADDR);
+  enumerator.processResponse(8, buffer, sizeof buffer, records, Enumerator::r_processIPs);
+  enumerator.processResponse(7, buffer, sizeof buffer, records, Enumerator::r_processMACs);
+  ASSERT_EQ(records.size(), 1U);
+  EXPECT_EQ(records.begin()->second.macAddress, "41:42:43:44:45:46");
+  EXPECT_THROW(
+      enumerator.processResponse(7, buffer, sizeof buffer, records, Enumerator::r_processIPs),
+      const char*);
+  EXPECT_THROW(enumerator.sendRequest(7, RTM_GETROUTE), const char*);
 }
 
 }  // namespace

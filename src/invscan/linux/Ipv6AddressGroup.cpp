@@ -57,10 +57,15 @@ constexpr char kLoopback[] = "::1/128";
 // Completes the addresses of an interface list.
 class Completion {
  public:
+  explicit Completion(NameServers servers) : servers_(std::move(servers)) {}
+
   void add(const IfInfo& interface) {
+    const Trace trace(getCcLogHw(), "add()");
     const std::string& hardware = interface.text(IfInfo::kHardware);
     const std::string hardwareAddress = hardware.substr(0, hardware.find(' '));
+    int id = 0;
     for (const IPv6_entry& entry : interface.ipv6) {
+      trace.at().max("hardware Interface address id %d", id++);
       if (entry.address.empty() || entry.address == kLoopback) continue;
       records_.push_back(completed(interface.text(IfInfo::kName), hardwareAddress, entry));
     }
@@ -82,7 +87,7 @@ class Completion {
   }
 
   HostNames names_;
-  const NameServers servers_ = readNameServers();
+  const NameServers servers_;
   const Ipv6GatewayFinder gateways_ = readIpv6Gateways();
   std::vector<Ipv6AddressRecord> records_;
 };
@@ -94,7 +99,13 @@ std::vector<Ipv6AddressRecord> findRecords() {
   }
   IfInfoList interfaces;
   populateIfInfoList(interfaces);
-  Completion completion;
+  NameServers servers = readNameServers();
+  if (servers.isEmpty()) {
+    trace.at().min("hardware WARNING! Failed parsing resolv.conf");
+  } else {
+    trace.at().max("hardware done parsing resolv.conf...");
+  }
+  Completion completion(std::move(servers));
   for (int i = 0; i < interfaces.getCount(); ++i) {
     trace.at().max("hardware Analyzing addressess on interface %d", i);
     completion.add(*interfaces.get(i));

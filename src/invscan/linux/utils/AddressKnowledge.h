@@ -17,8 +17,9 @@ class AddressKnowledge {
  public:
   HostNames& names() { return names_; }
 
-  // Of the machine's routing table, which counts as known also when it has none.
-  GatewayFinder& gateways();
+  // The first gateway in the subnet of an address; null when there is none. A routing table that
+  // has no gateway counts as known, too.
+  const std::string* gatewayOf(const std::string& address, const std::string& mask);
 
   // Fills in what depends on address and mask alone: gateway, name servers, the domain where the
   // name has none, and the IPv6 address of the interface.

@@ -83,6 +83,7 @@ bool beginsWith(std::string_view text, std::string_view lowerCase) {
 std::list<std::string> parseGateways(std::string_view printed) {
   constexpr std::size_t kLongestLine = 1024;
   constexpr int kHeaderLines = 2;
+  const Trace trace(getCcLogHw(), "collectGateways()");
   std::list<std::string> gateways;
   TextLines lines(printed, kLongestLine);
   std::string_view line;
@@ -93,12 +94,15 @@ std::list<std::string> parseGateways(std::string_view printed) {
     const std::string_view gateway = (*fields)[1], flags = (*fields)[3];
     const bool isInUse = flags.find('U') != std::string_view::npos;
     const bool isGateway = flags.find('G') != std::string_view::npos;
-    if (isInUse && isGateway) gateways.emplace_back(gateway);
+    if (!isInUse || !isGateway) continue;
+    gateways.emplace_back(gateway);
+    trace.at().max("hardware gateway ip %s, destination %s", gateways.back().c_str(),
+                   std::string((*fields)[0]).c_str());
   }
   return gateways;
 }
 
-GatewayFinder::GatewayFinder(const std::list<std::string>& gateways) {
+GatewayFinder::GatewayFinder(const std::list<std::string>& gateways) : count_(gateways.size()) {
   for (const std::string& gateway : gateways) {
     if (const auto numbers = fourNumbers(gateway.c_str())) gateways_.push_back({gateway, *numbers});
   }

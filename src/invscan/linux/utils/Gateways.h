@@ -25,6 +25,9 @@ class GatewayFinder {
   // The first in the subnet of an address other than that itself; null when there is none.
   const std::string* find(const std::string& address, const std::string& mask);
 
+  // Of all that it was made with, also of those that are no addresses.
+  std::size_t getCount() const { return count_; }
+
  private:
   using Quad = std::array<int, 4>;
   struct Gateway {
@@ -41,6 +44,7 @@ class GatewayFinder {
 
   const Subnets& subnetsOf(const Quad& mask);
 
+  std::size_t count_;
   std::vector<Gateway> gateways_;  // those that are four numbers
   std::map<Quad, Subnets> subnetsByMask_;
 };

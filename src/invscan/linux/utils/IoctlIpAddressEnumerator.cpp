@@ -1,3 +1,5 @@
+#include <net/if.h>
+
 #include <unordered_set>
 
 #include "invscan/linux/utils/AddressKnowledge.h"
@@ -10,6 +12,7 @@ void IoctlIpAddressEnumerator::enumerate(std::list<IpAddressData>& records) {
   const Trace trace(getCcLogHw(), "enumerate()");
   const auto entries = machine().interfaceAddresses();
   if (!entries) return;
+  trace.at().max("hardware ifc_len=%zu", entries->size() * sizeof(ifreq));
   trace.at().max("hardware count =%zu", entries->size());
   std::unordered_set<std::string> listed;
   for (const auto& entry : *entries) {

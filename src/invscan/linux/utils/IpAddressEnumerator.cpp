@@ -5,17 +5,29 @@
 
 using namespace invscan;
 
-GatewayFinder& AddressKnowledge::gateways() {
+const std::string* AddressKnowledge::gatewayOf(const std::string& address,
+                                               const std::string& mask) {
+  const Trace trace(getCcLogHw(), "getGateway()");
   if (!gateways_) {
     std::list<std::string> gateways;
     IpAddressEnumerator::collectGateways(gateways);
     gateways_.emplace(gateways);
   }
-  return *gateways_;
+  trace.at().max("hardware gateways collected, gwlist size is %zu", gateways_->getCount());
+  const std::string* gateway = gateways_->find(address, mask);
+  if (gateway) trace.at().max("hardware have match, gateway is %s", gateway->c_str());
+  return gateway;
 }
 
 const NameServers& AddressKnowledge::nameServers() {
-  if (!nameServers_) nameServers_ = readNameServers();
+  if (nameServers_) return *nameServers_;
+  const Trace trace(getCcLogHw(), "nameServers()");
+  nameServers_ = readNameServers();
+  if (nameServers_->isEmpty()) {
+    trace.at().min("hardware error during resolv.conf parsing..");
+  } else {
+    trace.at().max("hardware done parsing resolv.conf...");
+  }
   return *nameServers_;
 }
 
@@ -25,7 +37,7 @@ IfInfoList& AddressKnowledge::interfaces() {
 }
 
 void AddressKnowledge::complete(IpAddressEnumerator::IpAddressData& record) {
-  if (const std::string* gateway = gateways().find(record.address, record.subnetMask)) {
+  if (const std::string* gateway = gatewayOf(record.address, record.subnetMask)) {
     record.gateway = *gateway;
   }
   const NameServers& servers = nameServers();
@@ -62,13 +74,11 @@ void IpAddressEnumerator::getHostnameAndDomain(const std::string& address, std::
 }
 
 void IpAddressEnumerator::collectGateways(std::list<std::string>& gateways) {
-  const Trace trace(getCcLogHw(), "collectGateways()");
   gateways.splice(gateways.end(),
                   parseGateways(machine().runCommand("netstat -nr", kTableLimit).text));
-  trace.at().max("hardware gateways collected, gwlist size is %zu", gateways.size());
 }
 
 void IpAddressEnumerator::getGateway(std::string& result, const std::string& address,
                                      const std::string& mask) {
-  if (const std::string* gateway = knowledge_->gateways().find(address, mask)) result = *gateway;
+  if (const std::string* gateway = knowledge_->gatewayOf(address, mask)) result = *gateway;
 }

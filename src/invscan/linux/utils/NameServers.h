@@ -9,6 +9,8 @@ namespace invscan {
 struct NameServers {
   std::string primary, secondary;
   std::string domain;
+
+  bool isEmpty() const { return primary.empty() && domain.empty(); }
 };
 
 // The first two "nameserver" and the first "domain", each at most 127 bytes; others are ignored,
