@@ -162,6 +162,25 @@ TEST_F(Redaction, CaptureLosesWholeWordsOnly) {
   for (const auto& [text, expected] : cases) EXPECT_EQ(replacements.inText(text), expected);
 }
 
+TEST_F(Redaction, ListingsLoseAddressesThatNoValueIs) {
+  const std::string mac = token("00:1A:2B:3C:4D:5E");
+  const std::pair<std::string, std::string> cases[] = {
+      {"eth0 HWaddr 00:1a:2b:3c:4d:5E  \n", "eth0 HWaddr " + mac + "  \n"},
+      {"inet addr:10.0.0.5  Bcast:10.0.0.255  Mask:255.0.0.0",
+       "inet addr:" + token("10.0.0.5") + "  Bcast:" + token("10.0.0.255") + "  Mask:255.0.0.0"},
+      {"inet6 addr: FE80:0::1/64 ::ffff/128 ::1/128",
+       "inet6 addr: " + token("fe80::1") + "/64 " + token("::ffff") + "/128 ::1/128"},
+      {"5.0.0.10.in-addr.arpa\tname = node.",
+       token("5.0.0.10") + ".in-addr.arpa\tname = " + token("node") + "."},
+      {"ib0 80:0:1\n80:00:00:48:fe:80:00", "ib0 80:0:1\n" + token("80:00:00:48:FE:80:00")},
+      {"0.0.0.0 127.0.0.1 ff:ff:ff:ff:ff:ff 00:00:00:00:00:00 :: 1.2.3 a.b :",
+       "0.0.0.0 127.0.0.1 ff:ff:ff:ff:ff:ff 00:00:00:00:00:00 :: 1.2.3 a.b :"},
+      {"192.0.2.7:" + mac + " x10.0.0.1", token("192.0.2.7") + ":" + mac + " x10.0.0.1"},
+  };
+  Replacements replacements(makeSecretScan(), redactor_);
+  for (const auto& [text, expected] : cases) EXPECT_EQ(replacements.inListing(text), expected);
+}
+
 TEST_F(Redaction, BinaryKeepsItsLayout) {
   Replacements replacements(makeSecretScan(), redactor_);
   const std::string bytes = "\x01\x1B\0SN 123\0ACME Ltd\0\xC0\x00\x02\x07\0\0\0\0"s;

@@ -3,9 +3,12 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <functional>
+#include <iterator>
+#include <string_view>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -80,6 +83,12 @@ void redactImage(const fs::path& path, Replacements& replacements) {
   }
 }
 
+void redactListing(const fs::path& path, Replacements& replacements) {
+  const std::string text = contentsOf(path);
+  const std::string redacted = replacements.inListing(text);
+  if (redacted != text) replaceFile(path, redacted, kMode);
+}
+
 void redactFile(const fs::path& path, Replacements& replacements) {
   if (sizeOf(openFile(path)) >= static_cast<off_t>(kLargestExtent)) {
     redactImage(path, replacements);
@@ -126,11 +135,32 @@ Json redactJson(const Json& json, bool isHex, Replacements& replacements) {
   return result;
 }
 
+// Commands and files that list addresses of neighbours and networks, too.
+constexpr std::string_view kListingCommands[] = {"ifconfig ", "/sbin/ifconfig ", "netstat ",
+                                                 "nslookup "};
+constexpr std::string_view kListingFiles[] = {"etc/resolv.conf", "run/systemd/resolve/resolv.conf"};
+// Has addresses in digits without marks between them, which no token fits.
+constexpr std::string_view kIpv6Routes = "proc/net/ipv6_route";
+
+bool listsAddresses(const std::string& line) {
+  return std::any_of(std::begin(kListingCommands), std::end(kListingCommands),
+                     [&](std::string_view command) { return line.starts_with(command); });
+}
+
+void redactListings(Json& commands, Replacements& replacements) {
+  for (Json& command : commands) {
+    if (!command.contains("output") || !listsAddresses(command.value("line", ""))) continue;
+    Json& output = command["output"];
+    output = replacements.inListing(output.get<std::string>());
+  }
+}
+
 void redactMachine(const fs::path& path, Replacements& replacements) {
   const Json machine = Json::parse(contentsOf(path));
   Json redacted = redactJson(machine, false, replacements);
   // Every address of the machine and of its neighbours stands there in bytes, which no token fits.
   redacted.erase("netlink");
+  if (redacted.contains("commands")) redactListings(redacted["commands"], replacements);
   if (redacted != machine) {
     replaceFile(path, redacted.dump(1, ' ', false, Json::error_handler_t::replace) + "\n", kMode);
   }
@@ -149,8 +179,13 @@ CaptureRedaction redactCapture(const std::string& directory, const Scan& scan,
   };
 
   redact(redactMachine, fs::path(directory) / "machine.json");
+  const fs::path root = fs::path(directory) / "root";
+  fs::remove(root / kIpv6Routes);
+  for (const std::string_view name : kListingFiles) {
+    if (fs::is_regular_file(fs::symlink_status(root / name))) redact(redactListing, root / name);
+  }
   std::vector<fs::path> files;
-  for (const auto& entry : fs::recursive_directory_iterator(fs::path(directory) / "root")) {
+  for (const auto& entry : fs::recursive_directory_iterator(root)) {
     if (entry.is_regular_file() && !entry.is_symlink()) files.push_back(entry.path());
   }
   for (const fs::path& file : files) redact(redactFile, file);

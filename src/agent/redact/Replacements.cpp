@@ -42,6 +42,37 @@ std::string addressBytes(const std::string& text) {
   return std::string(reinterpret_cast<const char*>(bytes), count);
 }
 
+// Six or more pairs of digits joined by ':'.
+bool isHardwareAddress(std::string_view text) {
+  if (text.size() < 3 * kEthernetAddress - 1 || text.size() % 3 != 2) return false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool isDigit = std::isxdigit(static_cast<unsigned char>(text[i])) != 0;
+    if (i % 3 == 2 ? text[i] != ':' : !isDigit) return false;
+  }
+  return true;
+}
+
+// An address as the groups spell it; empty for what is none and for what every machine has: masks,
+// loopback and what stands for no address or for all.
+std::string tellingAddress(std::string text) {
+  if (isHardwareAddress(text)) {
+    for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    const bool tells =
+        text.find_first_not_of("0:") != text.npos && text.find_first_not_of("F:") != text.npos;
+    return tells ? text : "";
+  }
+  char spelled[INET6_ADDRSTRLEN];
+  in_addr ipv4;
+  if (inet_pton(AF_INET, text.c_str(), &ipv4) == 1) {
+    const unsigned first = ntohl(ipv4.s_addr) >> 24;
+    return first == 0 || first == 127 || first == 255 ? "" : text;
+  }
+  in6_addr ipv6;
+  const bool tells = inet_pton(AF_INET6, text.c_str(), &ipv6) == 1 &&
+                     !IN6_IS_ADDR_UNSPECIFIED(&ipv6) && !IN6_IS_ADDR_LOOPBACK(&ipv6);
+  return tells ? inet_ntop(AF_INET6, &ipv6, spelled, sizeof spelled) : "";
+}
+
 std::string_view digitsOf(std::string_view token) {
   return token.substr(token.find('-') + 1);
 }
@@ -95,7 +126,7 @@ std::string replaceWords(std::string_view text, const Table& table, Replace repl
 
 }  // namespace
 
-Replacements::Replacements(const Scan& scan, const Redactor& redactor) {
+Replacements::Replacements(const Scan& scan, const Redactor& redactor) : redactor_(redactor) {
   if (!scan.hostName.empty()) add(scan.hostName, redactor.token(scan.hostName));
   for (const GroupResult& result : scan.groups) {
     for (const Row& row : result.rows) {
@@ -132,6 +163,25 @@ std::string Replacements::inText(std::string_view text) {
     result += found == lines_.end() ? line : found->second;
     if (end < replaced.size()) result += '\n';
     begin = end + 1;
+  }
+  return result;
+}
+
+std::string Replacements::inListing(std::string_view text) {
+  constexpr std::string_view kParts = "0123456789abcdefABCDEF:.";
+  const std::string replaced = inText(text);
+  std::string result;
+  for (std::string_view rest = replaced; !rest.empty();) {
+    std::string_view run = rest.substr(0, rest.find_first_not_of(kParts));
+    // A listing may have marks around it, such as "addr:".
+    if (run.starts_with(':') && !run.starts_with("::")) run = run.substr(0, 1);
+    if (run.ends_with('.')) run.remove_suffix(1);
+    const bool isWhole = result.empty() || !isWordCharacter(result.back());
+    const std::string address = isWhole ? tellingAddress(std::string(run)) : "";
+    const std::size_t length = std::max<std::size_t>(run.size(), 1);
+    if (!address.empty()) ++count_;
+    result += address.empty() ? std::string(rest.substr(0, length)) : redactor_.token(address);
+    rest.remove_prefix(length);
   }
   return result;
 }

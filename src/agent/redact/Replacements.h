@@ -18,6 +18,9 @@ class Replacements {
   // Whole words become tokens.
   std::string inText(std::string_view text);
 
+  // The same in what lists addresses: those that no sensitive value is become tokens too.
+  std::string inListing(std::string_view text);
+
   // Whole words, and addresses in network order, become as many digits or bytes of their tokens.
   std::string inBytes(std::string_view bytes);
 
@@ -26,6 +29,7 @@ class Replacements {
  private:
   void add(const std::string& value, const std::string& token);
 
+  const Redactor& redactor_;
   std::map<std::string, std::string, std::less<>> words_;
   std::map<std::string, std::string, std::less<>> lines_;  // too short to be looked for in lines
   std::map<std::string, std::string, std::less<>> addresses_;  // as bytes
