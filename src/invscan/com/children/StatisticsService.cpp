@@ -31,8 +31,8 @@ void closeRange(int first, int last) {
 
 // Files and connections that the host closes must be closed. The trace goes on into the host's
 // sink, which may be one of the standard streams. Nothing else is needed: statistics are asked for
-// by path, also of a capture that is replayed (its figures are in memory) or recorded (its notes are
-// files by name), and other questions are not asked here.
+// by path, also of a capture that is replayed (its figures are in memory) or recorded (its notes
+// are files by name), and other questions are not asked here.
 void keepOnly(int requests, int answers) {
   const TraceSink sink = traceSink();
   const bool isTraced = sink.level != CcLogWrapper::kOff;
