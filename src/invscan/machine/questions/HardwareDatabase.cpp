@@ -22,8 +22,8 @@ class Database {
                          load(library, "udev_list_entry_get_next", next_) &&
                          load(library, "udev_list_entry_get_name", name_) &&
                          load(library, "udev_list_entry_get_value", value_);
-    udev* context = isWhole ? new_() : nullptr;
-    if (context) database_ = newHwdb_(context);
+    context_ = isWhole ? new_() : nullptr;
+    if (context_) database_ = newHwdb_(context_);
   }
 
   HardwareProperties find(const std::string& alias) const {
@@ -51,7 +51,9 @@ class Database {
   decltype(&udev_list_entry_get_next) next_ = nullptr;
   decltype(&udev_list_entry_get_name) name_ = nullptr;
   decltype(&udev_list_entry_get_value) value_ = nullptr;
-  udev_hwdb* database_ = nullptr;  // to the end of the process
+  // Both stay to the end of the process.
+  udev* context_ = nullptr;
+  udev_hwdb* database_ = nullptr;
 };
 
 }  // namespace
