@@ -125,7 +125,7 @@ Errands addErrands(const std::vector<Task>& tasks, const ScannerOptions& options
   Errands errands;
   for (const auto& [need, name] : kHelpers) {
     const bool isNeeded = std::any_of(tasks.begin(), tasks.end(),
-                                      [&](const Task& task) { return task.needs & need; });
+                                      [bit = need](const Task& task) { return task.needs & bit; });
     if (!isNeeded) continue;
     const HelperErrand& errand = errands.emplace_back(name, need, options.capture);
     jobs.push_back({nullptr, [&errand](int answer) {
