@@ -90,13 +90,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   checkWalk(datagram);
   checkCallbacks(std::string(datagram));
   datagramMachine().answerWith(datagram);
-  for (const auto& record : kernelIpv4Records().value()) {
+  const auto ipv4 = kernelIpv4Records();
+  for (const auto& record : ipv4.value()) {
     require(!record.address.empty() && !record.address.starts_with("127.0.0."));
     require(record.macAddress.size() == 17);
   }
-  for (const auto& record : kernelIpv6Records().value()) {
+  const auto ipv6 = kernelIpv6Records();
+  for (const auto& record : ipv6.value()) {
     require(record.gateway.empty() || record.gateway.size() == 39);
   }
-  for (const Adapter& adapter : kernelAdapters().value()) require(adapter.type >= 2);
+  const auto adapters = kernelAdapters();
+  for (const Adapter& adapter : adapters.value()) require(adapter.type >= 2);
   return 0;
 }
