@@ -207,7 +207,14 @@ std::optional<std::vector<KernelAddress>> kernelAddresses() {
 }
 
 std::optional<std::vector<KernelRoute>> kernelRoutes(int family) {
-  return readDump(RTM_GETROUTE, family, readRoute);
+  auto routes = readDump(RTM_GETROUTE, family, readRoute);
+  // An answer may hold more than was asked for.
+  if (routes) {
+    std::erase_if(*routes, [size = addressSize(family)](const KernelRoute& route) {
+      return route.destination.size() != size;
+    });
+  }
+  return routes;
 }
 
 std::string hardwareAddressOf(const KernelLink& link) {
