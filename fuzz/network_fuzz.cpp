@@ -100,6 +100,9 @@ void checkNameServers(std::string_view text) {
 void checkNames(std::string_view text) {
   const std::string domain = parseLookup(text);
   require(text.find(domain) != text.npos);
+  // Blanks are cut before the root's dot is, so that only those in front of one are left.
+  require(domain.empty() || domain.find_last_not_of(" \t\n\v\f\r") == domain.size() - 1 ||
+          text.find(domain + ".") != text.npos);
   std::string name(text.substr(0, text.find('\0')));
   const std::string whole = name;
   require(whole.find(IpAddressEnumerator::getDomainStr(name.data())) != whole.npos);
