@@ -76,9 +76,9 @@ class BareCalls : public LiveMachine {
     kept_.push_back([=] { bareSetLocale(category); });
     return live_.setLocale(category);
   }
-  void doSetTimeZone() override {
+  TimeZone doSetTimeZone() override {
     kept_.push_back(bareSetTimeZone);
-    live_.setTimeZone();
+    return live_.setTimeZone();
   }
 
   LiveMachine live_;

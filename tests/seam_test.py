@@ -30,7 +30,7 @@ FORBIDDEN_NAMES = r"""
     uname gethostname getdomainname sysinfo sysconf pathconf getpagesize get_nprocs(_conf)?
     getloadavg hardware_concurrency getrusage
     getenv secure_getenv setenv unsetenv putenv clearenv environ
-    setlocale tzset
+    setlocale tzset tzname localtime_r gmtime_r mktime
     gettimeofday clock_gettime timespec_get system_clock high_resolution_clock utc_clock
     f?statv?fs(64)? [fl]stat fstatat statx faccessat readlink(at)? realpath canonicalize_file_name
     [sg]etutx?(ent|id|line) [sg]etmntent(_r)? getpw(nam|uid) getgr(nam|gid) getlogin
@@ -127,7 +127,7 @@ def self_check():
         "file.open(path);", "file->read(buffer);", "/* popen\n uname() */", "struct stat;",
         'trace.at().min("setlocale returned NULL; open(x)");', "FileText open(int limit);",
         "Files::open(path)", "const char* access(int x);", "set_time(limit)",
-        "localtime_r(&time, &parts);", 'R"(fopen("x"))"', "#include <cstring>",
+        "toLocalTime(time, parts);", 'R"(fopen("x"))"', "#include <cstring>",
     ]
     for line in bad:
         assert list(direct_accesses(line)), f"not found: {line}"

@@ -6,6 +6,8 @@
 
 #include <ctime>
 
+#include "base/LocalTime.h"
+
 namespace invscan {
 namespace {
 
@@ -18,7 +20,7 @@ bool isPlainFile(const Descriptor& file) {
 void writeStartTime(const Descriptor& file) {
   const time_t now = time(nullptr);
   tm parts{};
-  localtime_r(&now, &parts);
+  toLocalTime(now, parts);
   char line[256];
   const std::size_t length = strftime(line, sizeof line, "CPUID START TIMESTAMP = %c\n", &parts);
   // The trace is worth having without this line, too.

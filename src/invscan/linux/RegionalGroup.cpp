@@ -1,6 +1,5 @@
 #include <clocale>
 #include <cstdlib>
-#include <ctime>
 #include <memory>
 
 #include <invscan/catalogue.h>
@@ -50,7 +49,7 @@ using namespace invscan;
 
 KelTable* RegionalGroup::getTable() {
   const Trace trace(getCcLogHw(), "getTable()");
-  machine().setTimeZone();
+  const TimeZone zone = machine().setTimeZone();
   const LocaleName characters = machine().setLocale(LC_CTYPE);
   if (!characters.known) trace.at().min("hardware setlocale returned NULL");
   const std::string locale = characters.known ? characters.name : std::string();
@@ -60,11 +59,11 @@ KelTable* RegionalGroup::getTable() {
   auto table = std::make_unique<KelTable>(getGroupId(), getGroupVersion());
   RowBuilder()
       .text(1, locale)
-      .count(2, static_cast<unsigned long>(labs(timezone)))
-      .count(3, timezone > 0 ? kBehind : kAhead)
-      .count(4, daylight != 0 ? kDaylight : kNoDaylight)
-      .text(5, tzname[0])
-      .text(6, tzname[1])
+      .count(2, static_cast<unsigned long>(labs(zone.secondsWest)))
+      .count(3, zone.secondsWest > 0 ? kBehind : kAhead)
+      .count(4, zone.hasDaylightSaving ? kDaylight : kNoDaylight)
+      .text(5, zone.standardName)
+      .text(6, zone.daylightName)
       .addTo(*table);
   return table.release();
 }

@@ -13,7 +13,6 @@
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 
 #include "base/ChildPipe.h"
 #include "common/vartree/ProgramOutput.h"
@@ -163,8 +162,8 @@ LocaleName LiveMachine::doSetLocale(int category) {
   return {false, current ? current : ""};
 }
 
-void LiveMachine::doSetTimeZone() {
-  tzset();
+TimeZone LiveMachine::doSetTimeZone() {
+  return invscan::setTimeZone();
 }
 
 }  // namespace invscan

@@ -17,7 +17,7 @@ class LiveMachine : public Machine {
                            const char* tracePath) override;
   void doAsk(Question& question) override;
   LocaleName doSetLocale(int category) override;
-  void doSetTimeZone() override;
+  TimeZone doSetTimeZone() override;
 };
 
 }  // namespace invscan

@@ -226,10 +226,11 @@ LocaleName Machine::setLocale(int category) {
       });
 }
 
-void Machine::setTimeZone() {
+TimeZone Machine::setTimeZone() {
   const std::lock_guard lock(processSettings);
-  noted(
-      "time zone", [&] { return doSetTimeZone(), true; }, [](bool) { return std::string("ok"); });
+  return noted(
+      "time zone", [&] { return doSetTimeZone(); },
+      [](const TimeZone&) { return std::string("ok"); });
 }
 
 std::string Machine::explainError(const std::string&, int error) const {

@@ -11,6 +11,7 @@
 #include <invscan/machine.h>
 
 #include "base/Descriptor.h"
+#include "base/LocalTime.h"
 #include "common/vartree/ProgramOutput.h"
 #include "invscan/machine/Question.h"
 #include "invscan/machine/questions/Cpuid.h"
@@ -151,8 +152,8 @@ class Machine {
   // Sets a category of the process's locale from the environment: a process-wide effect that hosts
   // expect.
   LocaleName setLocale(int category);
-  // Sets the process's time zone (tzset and what follows from it) from environment and zone files.
-  void setTimeZone();
+  // Sets the process's time zone from environment and zone files, and tells it.
+  TimeZone setTimeZone();
 
  protected:
   // In plain words why a file gave nothing.
@@ -170,7 +171,7 @@ class Machine {
                                    const char* tracePath) = 0;
   virtual void doAsk(Question& question) = 0;
   virtual LocaleName doSetLocale(int category) = 0;
-  virtual void doSetTimeZone() = 0;
+  virtual TimeZone doSetTimeZone() = 0;
 };
 
 // All plain questions: what a capture may hold of them.

@@ -1,12 +1,12 @@
 // The public functions that change the machine.
 #include <cstdlib>
-#include <ctime>
 #include <map>
 #include <memory>
 #include <string>
 
 #include <invscan/machine.h>
 
+#include "base/LocalTime.h"
 #include "invscan/machine/Capture.h"
 #include "invscan/machine/LiveMachine.h"
 #include "invscan/machine/RecordingMachine.h"
@@ -31,7 +31,7 @@ class OwnEnvironment {
     unsetenv("TZDIR");
     for (const auto& [name, value] : capturedEnvironment()) unsetenv(name.c_str());
     for (const auto& [name, value] : variables_) setenv(name.c_str(), value.c_str(), 1);
-    tzset();
+    setTimeZone();
   }
 
  private:

@@ -205,8 +205,8 @@ LocaleName RecordingMachine::doSetLocale(int category) {
   return locale;
 }
 
-void RecordingMachine::doSetTimeZone() {
-  source_->setTimeZone();
+TimeZone RecordingMachine::doSetTimeZone() {
+  return source_->setTimeZone();
 }
 
 template <class Form, class Ask>

@@ -37,7 +37,7 @@ class RecordingMachine : public Machine {
                            const char* tracePath) override;
   void doAsk(Question& question) override;
   LocaleName doSetLocale(int category) override;
-  void doSetTimeZone() override;
+  TimeZone doSetTimeZone() override;
 
   // The answer to a question: the one noted before, else the one that ask gives now. Null is "it
   // does not tell". Section, name (null for a section that is one answer) and turn say where in

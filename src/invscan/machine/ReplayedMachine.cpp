@@ -8,7 +8,6 @@
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 
 namespace invscan {
 namespace {
@@ -57,7 +56,7 @@ bool setTimeZoneFromFile(const std::string& zone) {
     return false;
   }
   setenv("TZ", (":/proc/self/fd/" + std::to_string(file.get())).c_str(), 1);
-  tzset();
+  setTimeZone();
   return true;
 }
 
@@ -87,12 +86,12 @@ void ReplayedMachine::takeEffect() {
   // of the same name for one that it has already. A lone colon is UTC, for which it reads no file.
   setenv("TZDIR", "/dev/null", 1);
   setenv("TZ", ":", 1);
-  tzset();
+  invscan::setTimeZone();
   const FileText bytes = file.empty() ? FileText{ENOENT, {}} : files_.read(file, kTimeZoneLimit);
   if (bytes.text.rfind("TZif", 0) == 0 && setTimeZoneFromFile(bytes.text)) return;
   // A rule rather than a name, or unknown and so UTC.
   if (hasZone && !isFileOfThisMachine(zone->second)) setenv("TZ", zone->second.c_str(), 1);
-  tzset();
+  invscan::setTimeZone();
 }
 
 FileText ReplayedMachine::doReadFile(const std::string& path, std::size_t limit) {
@@ -180,8 +179,8 @@ LocaleName ReplayedMachine::doSetLocale(int category) {
   return locale;
 }
 
-void ReplayedMachine::doSetTimeZone() {
-  // In force since the replay began.
+TimeZone ReplayedMachine::doSetTimeZone() {
+  return currentTimeZone();  // in force since the replay began
 }
 
 std::string ReplayedMachine::explainError(const std::string& path, int error) const {

@@ -35,7 +35,7 @@ class ReplayedMachine : public Machine {
                            const char* tracePath) override;
   void doAsk(Question& question) override;
   LocaleName doSetLocale(int category) override;
-  void doSetTimeZone() override;
+  TimeZone doSetTimeZone() override;
 
   // How often each program of a section was asked for. All are there from the start, so that
   // threads only count.

@@ -8,6 +8,7 @@
 
 #include <invscan/smbios.h>
 
+#include "base/LocalTime.h"
 #include "invscan/SMBIOS/Sizes.h"
 #include "invscan/SMBIOS/records/RecordDump.h"
 
@@ -60,7 +61,7 @@ time_t SMBIOSTable0Data::getReleaseDateAsTimeT() const {
   parts.tm_mon = number(5, 6) - 1;
   parts.tm_mday = number(8, 9);
   parts.tm_isdst = -1;
-  return mktime(&parts);
+  return fromLocalTime(parts);
 }
 
 unsigned int SMBIOSTable0Data::getROMSizeKB() const {

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "base/LocalTime.h"
+
 namespace {
 
 constexpr unsigned long kCharacterSize = sizeof(wchar_t);
@@ -30,7 +32,7 @@ unsigned long convert(const char* text, wchar_t* destination, unsigned long limi
 
 // False as well for a year that four digits cannot express.
 bool breakDown(long time, std::tm& parts) {
-  if (!localtime_r(&time, &parts)) return false;
+  if (!invscan::toLocalTime(time, parts)) return false;
   return parts.tm_year >= -kFirstYear && parts.tm_year <= 9999 - kFirstYear;
 }
 
