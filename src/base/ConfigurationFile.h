@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "base/IniText.h"
 
@@ -14,5 +15,8 @@ struct ConfigurationFile {
 
 // It has no entries when there is no file, or it could not be parsed.
 const ConfigurationFile& configurationFile();
+
+// Whether the store has that value for a key, as OrvCfg::getKey() tells it, but without a copy.
+bool storeHas(std::string_view key, std::wstring_view value);
 
 }  // namespace invscan

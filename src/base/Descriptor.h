@@ -33,16 +33,22 @@ class Descriptor {
 // Reads up to the end, the limit or an error, for which false is returned; the text holds what
 // there was. One read more than there is text: the end shows only by asking.
 inline bool readAll(int descriptor, std::string& text, std::size_t limit) {
-  constexpr std::size_t kLeastRoom = 4000;  // most of the kernel's files fit
+  char first[4000];  // most of the kernel's files fit, and so need no more memory than their length
   std::size_t length = 0;
   ssize_t count = 1;
-  text.clear();
+  const auto fill = [&](char* buffer, std::size_t size) {
+    while (count > 0 && length < size) {
+      do {
+        count = read(descriptor, buffer + length, size - length);
+      } while (count < 0 && errno == EINTR);
+      if (count > 0) length += static_cast<std::size_t>(count);
+    }
+  };
+  fill(first, std::min(limit, sizeof first));
+  text.assign(first, length);
   while (count > 0 && length < limit) {
-    if (length == text.size()) text.resize(std::min(limit, std::max(kLeastRoom, 2 * length)));
-    do {
-      count = read(descriptor, text.data() + length, text.size() - length);
-    } while (count < 0 && errno == EINTR);
-    if (count > 0) length += static_cast<std::size_t>(count);
+    text.resize(std::min(limit, 2 * length));
+    fill(text.data(), text.size());
   }
   text.resize(length);
   return count >= 0;

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <optional>
 #include <utility>
@@ -20,7 +21,7 @@ constexpr std::size_t kLargestFile = 1 << 20;
 
 struct Store {
   ConfigurationFile file;
-  std::map<std::string, String> keys;
+  std::map<std::string, String, std::less<>> keys;
   int error = 0;
   std::string errorText;
 };
@@ -81,6 +82,13 @@ Store& loadedStore() {
 
 const ConfigurationFile& configurationFile() {
   return loadedStore().file;
+}
+
+bool storeHas(std::string_view key, std::wstring_view value) {
+  const auto& keys = loadedStore().keys;
+  const auto found = keys.find(key);
+  if (found == keys.end()) return false;
+  return std::wstring_view(found->second.toWide(), found->second.length()) == value;
 }
 
 }  // namespace invscan

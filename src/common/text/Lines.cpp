@@ -27,13 +27,13 @@ bool TextLines::next(std::string_view& line) {
                                                                : characterBoundary(rest_, most_);
   line = rest_.substr(0, length);
   rest_.remove_prefix(length);
-  line = line.substr(0, line.find('\0'));
+  if (hasNul_) line = line.substr(0, line.find('\0'));
   return true;
 }
 
 std::string_view firstLine(std::string_view text, std::size_t most) {
   std::string_view line;
-  TextLines(text, most).next(line);
+  TextLines(text.substr(0, most + 1), most).next(line);
   if (!line.empty() && line.back() == '\n') line.remove_suffix(1);
   return line;
 }
@@ -43,10 +43,13 @@ std::string_view cutText(std::string_view text, std::size_t most) {
 }
 
 std::string_view nextField(std::string_view& rest, std::string_view delimiters) {
-  rest = withoutLeading(rest, delimiters);
-  const std::string_view field = rest.substr(0, rest.find_first_of(delimiters));
-  rest.remove_prefix(std::min(field.size() + 1, rest.size()));
-  return field;
+  const auto isDelimiter = [delimiters](char letter) {
+    return std::find(delimiters.begin(), delimiters.end(), letter) != delimiters.end();
+  };
+  const char* const begin = std::find_if_not(rest.begin(), rest.end(), isDelimiter);
+  const char* const end = std::find_if(begin, rest.end(), isDelimiter);
+  rest = {end == rest.end() ? end : end + 1, rest.end()};
+  return {begin, end};
 }
 
 }  // namespace invscan

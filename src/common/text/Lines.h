@@ -15,7 +15,8 @@ namespace invscan {
 // at its first NUL. Linear in the text, however long its lines.
 class TextLines {
  public:
-  TextLines(std::string_view text, std::size_t most) : rest_(text), most_(most) {}
+  TextLines(std::string_view text, std::size_t most)
+      : rest_(text), most_(most), hasNul_(text.find('\0') != text.npos) {}
 
   // False at the end of the text.
   bool next(std::string_view& line);
@@ -23,6 +24,7 @@ class TextLines {
  private:
   std::string_view rest_;
   std::size_t most_;
+  bool hasNul_;
 };
 
 // The first line of a text without its newline; empty when there is none.

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <memory>
 
 #include <invscan/catalogue.h>
@@ -61,18 +62,23 @@ unsigned long parseVal(std::string_view line) {
 }
 
 enum class Key { MemTotal, MemFree, SwapTotal, SwapFree, None };
-constexpr std::string_view kKeys[] = {"MemTotal", "MemFree", "SwapTotal", "SwapFree"};
+
+Key keyAtEndOf(std::string_view text) {
+  if (text.ends_with("MemTotal")) return Key::MemTotal;
+  if (text.ends_with("MemFree")) return Key::MemFree;
+  if (text.ends_with("SwapTotal")) return Key::SwapTotal;
+  if (text.ends_with("SwapFree")) return Key::SwapFree;
+  return Key::None;
+}
 
 // The first of the keys that stand before a colon and a blank, anywhere in the line.
 Key keyOf(std::string_view line) {
   constexpr std::string_view kEnd = ": ";
-  std::size_t first = std::size(kKeys);
+  Key first = Key::None;
   for (auto end = line.find(kEnd); end != line.npos; end = line.find(kEnd, end + kEnd.size())) {
-    for (std::size_t i = 0; i < first; ++i) {
-      if (line.substr(0, end).ends_with(kKeys[i])) first = i;
-    }
+    first = std::min(first, keyAtEndOf(line.substr(0, end)));
   }
-  return static_cast<Key>(first);
+  return first;
 }
 
 // False when the file tells nothing, or repeats the total that is already known: both send the

@@ -17,8 +17,7 @@
 #include <utility>
 #include <vector>
 
-#include <invscan/base/OrvCfg.h>
-
+#include "base/ConfigurationFile.h"
 #include "invscan/machine/LiveMachine.h"
 
 namespace invscan {
@@ -278,7 +277,7 @@ void stopAccessLog() {
 }
 
 bool useNativeSources() {
-  return OrvCfg::getKey("hwscanner.sources") == String("native");
+  return storeHas("hwscanner.sources", L"native");
 }
 
 void startAccessLog() {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -65,9 +64,14 @@ void TimeToKelDateTime(long time, char* buffer) {
     std::memset(buffer, 0, 8);
     return;
   }
-  char text[64];
-  std::snprintf(text, sizeof text, "%04d-%02d-%02d-%02d.%02d.%02d.000000",
-                parts.tm_year + kFirstYear, parts.tm_mon + 1, parts.tm_mday, parts.tm_hour,
-                parts.tm_min, parts.tm_sec);
-  std::memcpy(buffer, text, kDateTimeSize);
+  std::memcpy(buffer, "0000-00-00-00.00.00.000000", kDateTimeSize);
+  const auto put = [buffer](int end, int number) {
+    for (; number > 0; number /= 10) buffer[--end] = static_cast<char>('0' + number % 10);
+  };
+  put(4, parts.tm_year + kFirstYear);
+  put(7, parts.tm_mon + 1);
+  put(10, parts.tm_mday);
+  put(13, parts.tm_hour);
+  put(16, parts.tm_min);
+  put(19, parts.tm_sec);
 }

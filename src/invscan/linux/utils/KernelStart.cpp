@@ -12,7 +12,7 @@ std::optional<long> kernelStart() {
   const FileText file = machine().readFile("/proc/stat");
   const std::size_t found = file.text.find(kKey);
   if (found == std::string::npos) return std::nullopt;
-  return leadingInteger(file.text.substr(found + kKey.size()));
+  return leadingInteger(std::string_view(file.text).substr(found + kKey.size()));
 }
 
 bool isOfThisRun(const RunLevelRecord& record, std::optional<long> start) {
