@@ -1,22 +1,15 @@
 // A capture's machine.json: it is refused with one line that can be shown to a person, or what was
 // read can be written and read again.
-#include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
 
 #include <nlohmann/json.hpp>
 
+#include "FuzzTarget.h"
 #include "invscan/machine/Capture.h"
 #include "invscan/machine/CaptureDocument.h"
 
 namespace {
 
 using namespace invscan;
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 Json written(const Question& question) {
   Json json;
@@ -67,11 +60,10 @@ bool isOneLine(const std::string& text) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void invscan::tryInput(std::string_view text) {
   try {
-    checkFacts(readFacts({reinterpret_cast<const char*>(data), size}));
+    checkFacts(readFacts(text));
   } catch (const CaptureError& error) {
     require(isOneLine(error.what()));
   }
-  return 0;
 }

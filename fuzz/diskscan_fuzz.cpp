@@ -1,14 +1,8 @@
 // Forged machines: the input is lines of a letter, a path and what is there. "l" is a link, "f" a
 // file, which may be given line by line, and "d" a name in a directory.
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <memory>
-#include <string>
-#include <string_view>
 
 #include "../tests/TestMachine.h"
+#include "FuzzTarget.h"
 #include "common/text/Lines.h"
 #include "helpers/diskscan/DiskScan.h"
 
@@ -38,17 +32,14 @@ Answers machineOf(std::string_view input) {
 void check(const VtNode* node) {
   for (const VtVariant* value = node->values; value; value = value->next) {
     const std::string_view text = value->kind == kVtString ? value->value.string : "";
-    if (std::any_of(text.begin(), text.end(), [](unsigned char byte) { return byte < ' '; })) {
-      std::abort();
-    }
+    require(std::none_of(text.begin(), text.end(), [](unsigned char byte) { return byte < ' '; }));
   }
   for (const VtNode* child = node->children; child; child = child->next) check(child);
 }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const OnMachine machine(machineOf({reinterpret_cast<const char*>(data), size}));
+void invscan::tryInput(std::string_view input) {
+  const OnMachine machine(machineOf(input));
   check(diskscan::scanDisks().get());
-  return 0;
 }

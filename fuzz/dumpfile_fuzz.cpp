@@ -2,15 +2,15 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <string>
 
 #include <invscan/smbios.h>
 
+#include "FuzzTarget.h"
+
 namespace {
+
+using namespace invscan;
 
 // A file in memory and its path.
 struct MemoryFile {
@@ -18,31 +18,25 @@ struct MemoryFile {
   std::string path = "/proc/self/fd/" + std::to_string(descriptor);
 
   void hold(const std::string& text) const {
-    if (ftruncate(descriptor, 0) != 0 ||
-        pwrite(descriptor, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size())) {
-      std::abort();
-    }
+    require(ftruncate(descriptor, 0) == 0);
+    require(pwrite(descriptor, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size()));
   }
 };
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void invscan::tryInput(std::string_view text) {
   static MemoryFile input, output;
-  input.hold("SMBIOS File Format=0x0001\n" +
-             std::string(reinterpret_cast<const char*>(data), size));
+  input.hold("SMBIOS File Format=0x0001\n" + std::string(text));
   SMBIOSTable table(input.path.data());
   table.parseData();
   // What was read comes back the same through a file of our own. Long tables of zeros take long.
-  if (table.getTotalLength() > 1 << 16) return 0;
+  if (table.getTotalLength() > 1 << 16) return;
   output.hold("");
-  if (table.writeBytesToFile(output.path.data()) != 1) std::abort();
+  require(table.writeBytesToFile(output.path.data()) == 1);
   const SMBIOSTable copy(output.path.data());
   const auto length = static_cast<std::size_t>(table.getTotalLength());
-  if (copy.getTotalLength() != table.getTotalLength() ||
-      copy.getRevision() != table.getRevision() ||
-      (length != 0 && std::memcmp(copy.getData(), table.getData(), length) != 0)) {
-    std::abort();
-  }
-  return 0;
+  require(copy.getTotalLength() == table.getTotalLength());
+  require(copy.getRevision() == table.getRevision());
+  require(length == 0 || std::memcmp(copy.getData(), table.getData(), length) == 0);
 }

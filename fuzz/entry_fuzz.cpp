@@ -1,25 +1,17 @@
 // The three searches for firmware tables in hostile memory. The input up to its first form feed is
 // the EFI system table; the rest stands at both ends of the BIOS segment, the only memory there is.
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
 
 #include <invscan/smbios.h>
 #include <invscan/smbiosinfo.h>
 
 #include "../tests/TestMachine.h"
+#include "FuzzTarget.h"
 
 namespace {
 
 using namespace invscan;
 
 constexpr std::size_t kSegmentLength = 0x10000;
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 Answers answersOf(std::string_view input) {
   const std::size_t end = std::min(input.find('\f'), input.size());
@@ -58,10 +50,9 @@ void checkTable() {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const OnMachine machine(answersOf({reinterpret_cast<const char*>(data), size}));
+void invscan::tryInput(std::string_view input) {
+  const OnMachine machine(answersOf(input));
   checkInfo();
   checkSystemInfo();
   checkTable();
-  return 0;
 }

@@ -1,21 +1,16 @@
 // Hostile firmware tables: the walk with all records and their dumps, classic and native, and what
 // values derived. The first two bytes are the announced number of structures, the third the
 // version; an entry point of any form may follow.
-#include <cstddef>
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <string>
 
 #include <invscan/smbios.h>
 
+#include "FuzzTarget.h"
+
 namespace {
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
+using namespace invscan;
 
 void readDerivedValues(SMBIOSTable& table) {
   globalSMBIOSTable = &table;
@@ -50,19 +45,19 @@ void readAll(SMBIOSTable& table) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void invscan::tryInput(std::string_view input) {
   static FILE* const silence = std::freopen("/dev/null", "w", stdout);
   constexpr std::size_t kHead = 3, kEntryPoint = 32;
-  if (!silence || size < kHead) return 0;
-  std::string bytes(reinterpret_cast<const char*>(data + kHead), size - kHead);
+  if (!silence || input.size() < kHead) return;
+  std::string bytes(input.substr(kHead));
+  const auto head = [input](std::size_t at) { return static_cast<unsigned char>(input[at]); };
+  const int count = head(0) | head(1) << 8;
   SMBIOSTable table(reinterpret_cast<unsigned char*>(bytes.data()), static_cast<int>(bytes.size()),
-                    data[2], data[0] | data[1] << 8);
+                    head(2), count);
   table.parseData();
   readAll(table);
-  readAll(*invscan::decodeStructures(bytes, data[2], data[0] | data[1] << 8, true));
-  if (bytes.size() < kEntryPoint) return 0;
-  const auto native =
-      invscan::decodeFirmwareTables(bytes.substr(0, kEntryPoint), bytes.substr(kEntryPoint));
+  readAll(*decodeStructures(bytes, head(2), count, true));
+  if (bytes.size() < kEntryPoint) return;
+  const auto native = decodeFirmwareTables(bytes.substr(0, kEntryPoint), bytes.substr(kEntryPoint));
   if (native) readAll(*native);
-  return 0;
 }

@@ -1,16 +1,12 @@
 // Hostile files and command outputs: through the text functions, and as the answers of a machine
 // that every collector asks.
-#include <algorithm>
 #include <clocale>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
 
 #include <invscan/base/OrvCfg.h>
 #include <invscan/collectors.h>
 
 #include "../tests/TestMachine.h"
+#include "FuzzTarget.h"
 #include "common/text/Lines.h"
 #include "common/vartree/Utf8.h"
 #include "invscan/machine/CaptureDocument.h"
@@ -18,10 +14,6 @@
 namespace {
 
 using namespace invscan;
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 bool isUtf8(std::string_view text) {
   return utf8Prefix(text) == text.size();
@@ -124,10 +116,9 @@ void collectAll(std::string_view answers) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void invscan::tryInput(std::string_view text) {
   static const char* const locale = std::setlocale(LC_ALL, "C.UTF-8");
   require(locale != nullptr);
-  const std::string_view text(reinterpret_cast<const char*>(data), size);
   for (const std::size_t most : {4UL, 80UL, 256UL}) {
     checkLines(text, most);
     require(text.starts_with(cutText(text, most)) && cutText(text, most).size() <= most);
@@ -139,5 +130,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     OrvCfg::setKey("hwscanner.sources", sources);
     collectAll(text);
   }
-  return 0;
 }

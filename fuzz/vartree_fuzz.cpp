@@ -1,27 +1,18 @@
 // Hostile answers of helpers: response line and dump, read at once and in small pieces; and
 // what was read, written and read again, which has to be the same.
-#include <algorithm>
 #include <climits>
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
-#include <string>
-#include <string_view>
 
 #include <invscan/helper.h>
 
-#include "../tests/TreeText.h"
+#include "../tests/WrittenText.h"
+#include "FuzzTarget.h"
 #include "common/vartree/Release.h"
 #include "common/vartree/TextStream.h"
 
 namespace {
 
 using namespace invscan;
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 // Gives out a text in pieces of that size.
 struct PieceStream : TextStream {
@@ -72,8 +63,7 @@ void convert(const std::string& text) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string_view text(reinterpret_cast<const char*>(data), size);
+void invscan::tryInput(std::string_view text) {
   int result = 0, resultOfPieces = 0;
   const Tree tree = parse(text, ULONG_MAX, result);
   const Tree same = parse(text, 5, resultOfPieces);
@@ -81,5 +71,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   checkRoundTrip(*tree);
   readAnswer(text);
   convert(std::string(text));
-  return 0;
 }

@@ -1,14 +1,12 @@
 // What a worker sends.
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <string_view>
 
+#include "FuzzTarget.h"
 #include "agent/scan/Wire.h"
 
 namespace {
 
+using namespace invscan;
 using namespace invscan::agent;
 
 // Reads all that a formatter might read, for the sanitizer to judge.
@@ -30,25 +28,23 @@ bool isConsistent(const kelAttribValue& record) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+void invscan::tryInput(std::string_view bytes) {
   const Message message = firstMessage(bytes);
   const bool isWhole =
       message.kind == Message::Kind::Begin || message.kind == Message::Kind::Answer;
-  if (isWhole && (message.size == 0 || message.size > size)) std::abort();
-  if (message.payload.size() > message.size) std::abort();
+  require(!isWhole || (message.size > 0 && message.size <= bytes.size()));
+  require(message.payload.size() <= message.size);
 
   GroupResult result;
-  if (!decodePayload(bytes, result)) return 0;
-  if (result.status != Status::Ok && !result.rows.empty()) std::abort();
-  if (!(result.milliseconds >= 0)) std::abort();
+  if (!decodePayload(bytes, result)) return;
+  require(result.status == Status::Ok || result.rows.empty());
+  require(result.milliseconds >= 0);
   std::size_t total = 0;
   for (const Row& row : result.rows) {
     for (const Record& record : row) {
-      if (!isConsistent(*record)) std::abort();
+      require(isConsistent(*record));
       total += record->length;
     }
   }
-  if (total > size) std::abort();
-  return 0;
+  require(total <= bytes.size());
 }

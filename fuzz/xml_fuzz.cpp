@@ -1,20 +1,13 @@
 // The hardware configuration file's text.
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <memory>
-#include <string_view>
 
 #include <invscan/hwconfig.h>
 
+#include "FuzzTarget.h"
 #include "base/XmlText.h"
 
 namespace {
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
+using namespace invscan;
 
 bool areEqual(const Node& a, const Node& b) {
   const StringMap &left = a.getAttributes(), &right = b.getAttributes();
@@ -60,11 +53,10 @@ void readRecords(const Node* list) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void invscan::tryInput(std::string_view text) {
   Sink sink;
-  const bool isParsed = invscan::parseXml({reinterpret_cast<const char*>(data), size}, sink);
+  const bool isParsed = parseXml(text, sink);
   require(sink.trees == (isParsed ? 1 : 0) && sink.errors == (isParsed ? 0 : 1));
   readRecords<ProcessorInfo>(std::unique_ptr<Node>(sink.getNode(5)).get());
   readRecords<QCMInfo>(std::unique_ptr<Node>(sink.getNode(6)).get());
-  return 0;
 }

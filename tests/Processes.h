@@ -1,27 +1,13 @@
 // What tests of child processes and files share.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include <invscan/machine.h>
 
-namespace invscan {
+#include "Testing.h"
 
-inline std::string contents(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
+namespace invscan {
 
 // Where the descriptors of a process lead.
 inline std::vector<std::string> descriptorsOf(pid_t pid) {

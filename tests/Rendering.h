@@ -1,7 +1,6 @@
 // Tables as text, for comparing whole answers.
 #pragma once
 
-#include <cstdlib>
 #include <map>
 #include <memory>
 #include <string>
@@ -9,20 +8,16 @@
 
 #include <invscan/invscan.h>
 
+#include "WrittenText.h"
+
 namespace invscan {
 
 inline std::string printed(const kelAttribValue* record) {
-  char* text = nullptr;
-  std::size_t length = 0;
-  FILE* stream = open_memstream(&text, &length);
-  PrintKelAttribValueToFile(stream, record);
-  fclose(stream);
   std::string result;
-  for (std::size_t i = 0; i < length; ++i) {
+  for (const char each : printedText(record)) {
     // A failed date is NUL bytes, which would make the expected output unreadable.
-    result += text[i] == '\0' ? std::string("<NUL>") : std::string(1, text[i]);
+    result += each == '\0' ? std::string("<NUL>") : std::string(1, each);
   }
-  free(text);
   return result;
 }
 

@@ -1,22 +1,4 @@
 // The platform layer: text, events, threads, throttling, the configuration store and tracing.
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <time.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <cerrno>
-#include <chrono>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <thread>
 
 #include <invscan/base/CcLogWrapper.h>
 #include <invscan/base/CpuThreshold.h>
@@ -25,7 +7,9 @@
 #include <invscan/base/String.h>
 #include <invscan/base/Thread.h>
 
+#include "Processes.h"
 #include "ProcessorTime.h"
+#include "Testing.h"
 #include "TracedText.h"
 #include "log/Trace.h"
 
@@ -169,22 +153,14 @@ TEST(CpuThresholdTest, StartsAfreshInAForkedChild) {
   EXPECT_EXIT(work(), testing::ExitedWithCode(0), "");
 }
 
-class StoreTest : public testing::Test {
+class StoreTest : public invscan::InDirectory {
  protected:
-  StoreTest() {
-    char directory[] = "/tmp/invscan-store-XXXXXX";
-    directory_ = mkdtemp(directory);
-    path_ = directory_ + "/invscan.conf";
-  }
-  ~StoreTest() override { std::filesystem::remove_all(directory_); }
-
   int load(const std::string& text) {
-    std::ofstream(path_, std::ios::binary) << text;
+    write("invscan.conf", text);
     return OrvCfg::load(path_);
   }
 
-  std::string directory_;
-  std::string path_;
+  const std::string path_ = directory_ / "invscan.conf";
 };
 
 TEST_F(StoreTest, ReadsEntries) {
@@ -242,11 +218,11 @@ TEST_F(StoreTest, RefusesWhatIsNoReadableFile) {
   EXPECT_EQ(load("x = " + std::string((1 << 20) - 4, 'y')), 0);
   EXPECT_EQ(load("x = " + std::string((1 << 20) - 3, 'y')), EFBIG);
   EXPECT_EQ(OrvCfg::load(directory_), EISDIR);
-  const std::string pipe = directory_ + "/pipe";
+  const std::string pipe = directory_ / "pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   EXPECT_EQ(OrvCfg::load(pipe), EINVAL);
-  EXPECT_EQ(OrvCfg::load(directory_ + "/none"), ENOENT);
-  EXPECT_EQ(OrvCfg::getErrorText(), directory_ +
+  EXPECT_EQ(OrvCfg::load(directory_ / "none"), ENOENT);
+  EXPECT_EQ(OrvCfg::getErrorText(), directory_.string() +
                                         "/none: No such file or directory; expected a "
                                         "readable text file of at most 1 MiB");
 }

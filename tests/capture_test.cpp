@@ -1,17 +1,7 @@
 // Captures as hostile input, and the way from a recording to its replay.
-#include <gtest/gtest.h>
 #include <malloc.h>
-#include <sys/stat.h>
 
-#include <atomic>
-#include <climits>
-#include <clocale>
-#include <cstdlib>
-#include <ctime>
-#include <functional>
 #include <latch>
-#include <thread>
-#include <tuple>
 
 #include <invscan/helper.h>
 #include <invscan/machine.h>
@@ -19,11 +9,10 @@
 
 #include "Processes.h"
 #include "TestMachine.h"
+#include "Testing.h"
 
 namespace invscan {
 namespace {
-
-namespace fs = std::filesystem;
 
 class Captures : public InDirectory {
  protected:

@@ -1,14 +1,11 @@
 // The catalogue as a whole: hosts walk its tables themselves and trust what this checks.
-#include <cstring>
 #include <set>
 #include <span>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 #include <invscan/catalogue.h>
 #include <invscan/traits.h>
+
+#include "Testing.h"
 
 namespace {
 

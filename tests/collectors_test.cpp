@@ -1,14 +1,10 @@
 // Rules of single collectors that a whole machine's expected output would not show.
-#include <gtest/gtest.h>
-
-#include <climits>
-#include <clocale>
-#include <string>
 
 #include <invscan/invscan.h>
 
 #include "Rendering.h"
 #include "TestMachine.h"
+#include "Testing.h"
 #include "common/text/Lines.h"
 
 namespace invscan {

@@ -1,12 +1,8 @@
 // The helper program cpuid: what it makes of machines that are hard to come by.
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <sstream>
-#include <tuple>
 
 #include "FirmwareBuilder.h"
 #include "TestMachine.h"
+#include "Testing.h"
 #include "common/vartree/Release.h"
 #include "helpers/cpuid/CpuList.h"
 #include "helpers/cpuid/CpuidTree.h"

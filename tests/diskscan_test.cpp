@@ -1,7 +1,7 @@
-#include <gtest/gtest.h>
 #include <invscan/vartree.h>
 
 #include "TestMachine.h"
+#include "Testing.h"
 #include "common/text/Lines.h"
 #include "helpers/diskscan/DiskScan.h"
 

@@ -1,28 +1,19 @@
 // Physical memory, and the searches for the machine's identity in it.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <new>
-#include <numeric>
 
 #include <invscan/physmem.h>
 #include <invscan/smbios.h>
 #include <invscan/smbiosinfo.h>
 
 #include "FirmwareBuilder.h"
+#include "Processes.h"
 #include "TestMachine.h"
+#include "Testing.h"
 #include "TracedText.h"
 #include "invscan/machine/RecordingMachine.h"
 
 namespace invscan {
 namespace {
 
-namespace fs = std::filesystem;
 using namespace std::string_literals;
 
 void* const kMapFailed = reinterpret_cast<void*>(-1L);
@@ -30,32 +21,13 @@ void* const kMapFailed = reinterpret_cast<void*>(-1L);
 // Finds descriptors that were left open in its scope.
 class NoneLeftOpen {
  public:
-  ~NoneLeftOpen() { EXPECT_EQ(count(), before_); }
+  ~NoneLeftOpen() { EXPECT_EQ(descriptorsOf(getpid()).size(), before_); }
 
  private:
-  static std::ptrdiff_t count() {
-    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
-  }
-
-  std::ptrdiff_t before_ = count();
+  const std::size_t before_ = descriptorsOf(getpid()).size();
 };
 
-class PhysicalMemory : public testing::Test {
- protected:
-  PhysicalMemory() {
-    char name[] = "/tmp/invscan-test-XXXXXX";
-    directory_ = mkdtemp(name);
-  }
-  ~PhysicalMemory() override { fs::remove_all(directory_); }
-
-  std::string write(const std::string& name, const std::string& text) const {
-    fs::create_directories((directory_ / name).parent_path());
-    std::ofstream(directory_ / name, std::ios::binary) << text;
-    return directory_ / name;
-  }
-
-  fs::path directory_;
-};
+using PhysicalMemory = InDirectory;
 
 // The bytes that a mapping shows of a range, "" when it failed. Gives it back.
 std::string shown(void* address, unsigned long start, unsigned long length, void* handle) {
@@ -87,7 +59,7 @@ std::string physical(unsigned long start, unsigned long end, int alignment) {
 TEST_F(PhysicalMemory, MapsRangesOfFilesThatAreThereWhole) {
   const NoneLeftOpen descriptors;
   const auto page = static_cast<unsigned long>(slm_get_page_size());
-  const std::string file = write("file", std::string(page, 'a') + "0123456789");
+  write("file", std::string(page, 'a') + "0123456789");
   const struct {
     unsigned long offset, length;
     int alignment;
@@ -100,13 +72,14 @@ TEST_F(PhysicalMemory, MapsRangesOfFilesThatAreThereWhole) {
       {-page, page, 1, ""},
   };
   for (const auto& test : cases) {
-    EXPECT_EQ(mapped(file, test.offset, test.length, test.alignment), test.found)
+    EXPECT_EQ(mapped(directory_ / "file", test.offset, test.length, test.alignment), test.found)
         << test.offset << " " << test.length;
   }
 }
 
 TEST_F(PhysicalMemory, WritesToFilesAndCreatesThem) {
-  const std::string file = write("file", "abc");
+  write("file", "abc");
+  const std::string file = directory_ / "file";
   void* handle = nullptr;
   void* address = slm_file_mmap(file.c_str(), 0, 3, 1, 1, &handle);
   ASSERT_NE(address, kMapFailed);
@@ -176,7 +149,8 @@ TEST_F(PhysicalMemory, IsMappedFromTheMachineUnderScan) {
 }
 
 TEST_F(PhysicalMemory, OfACaptureIsASparseImage) {
-  const std::string image = write("root/dev/mem", "");
+  write("root/dev/mem", "");
+  const fs::path image = directory_ / "root/dev/mem";
   write("machine.json", R"({"capture": 1, "unreadable": {"/dev/mem 0x10+0x4": "EPERM"}})");
   const unsigned long end = 1UL << 40;
   fs::resize_file(image, end - 4);
@@ -199,9 +173,7 @@ TEST_F(PhysicalMemory, IsRecordedByAllWorkersTogether) {
       std::make_unique<RecordingMachine>(target, std::make_unique<TestMachine>(answers));
   recording->readMemory(0x1000, 5);
   recording->readMemory(0x500000, 5);
-  const pid_t child = fork();
-  if (child == 0) _exit(recording->readMemory(0x90001, 5) == "econd" ? 0 : 1);
-  ASSERT_EQ(waitpid(child, nullptr, 0), child);
+  EXPECT_EQ(0, inFork([&] { return recording->readMemory(0x90001, 5) != "econd"; }));
   recording->finish();
   recording.reset();
   EXPECT_EQ(fs::status(target + "/root/dev/mem").permissions(), fs::perms(0600));

@@ -1,9 +1,4 @@
 // The groups that firmware tables tell, on small tables; whole real ones are in firmware_test.py.
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
-#include <vector>
 
 #include <invscan/invscan.h>
 #include <invscan/smbios.h>
@@ -11,6 +6,7 @@
 #include "FirmwareBuilder.h"
 #include "Rendering.h"
 #include "TestMachine.h"
+#include "Testing.h"
 
 namespace invscan {
 namespace {

@@ -1,13 +1,10 @@
 // The agent's forms of output, and its redaction, for values that no machine at hand has.
-#include <gtest/gtest.h>
 
-#include <climits>
 #include <cmath>
-#include <cstring>
-#include <string>
 
 #include <invscan/base/OrvCfg.h>
 
+#include "Testing.h"
 #include "agent/formats/Formats.h"
 #include "agent/formats/Json.h"
 #include "agent/formats/Value.h"

@@ -1,28 +1,14 @@
 // Helpers that answer, and helpers that do all else.
 #include <invscan/helper.h>
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <cstdlib>
-#include <cstring>
-#include <memory>
-#include <string>
-#include <tuple>
-
 #include "Processes.h"
 #include "TestMachine.h"
+#include "Testing.h"
 #include "common/vartree/ProgramOutput.h"
 #include "common/vartree/Release.h"
 
 namespace invscan {
 namespace {
-
-namespace fs = std::filesystem;
 
 // A directory with helpers, which are shell scripts.
 class Helpers : public InDirectory {

@@ -1,12 +1,4 @@
 // The hardware configuration file, good, broken and hostile, and the XML trees behind it.
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <string>
 
 #include <invscan/base/OrvCfg.h>
 #include <invscan/base/Xml.h>
@@ -15,6 +7,7 @@
 
 #include "Processes.h"
 #include "ProcessorTime.h"
+#include "Testing.h"
 #include "TracedText.h"
 
 namespace invscan {

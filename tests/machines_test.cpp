@@ -2,30 +2,15 @@
 // expected.classic.txt and expected.native.txt there. INVSCAN_RENEW=1 writes these files instead:
 // read the difference, and ask why, before you commit it.
 #include <fnmatch.h>
-#include <gtest/gtest.h>
-
-#include <clocale>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include <invscan/base/OrvCfg.h>
 #include <invscan/invscan.h>
 
 #include "Rendering.h"
+#include "Testing.h"
 
 namespace invscan {
 namespace {
-
-namespace fs = std::filesystem;
-
-std::string contents(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
 
 // What a host gets of every group, in scan order.
 std::string scanAll() {

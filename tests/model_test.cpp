@@ -1,31 +1,16 @@
 // Value records, tables and rows, the group base, timed collection, and the printers.
-#include <gtest/gtest.h>
 
-#include <algorithm>
-#include <climits>
-#include <clocale>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <ctime>
 #include <cwchar>
-#include <filesystem>
-#include <fstream>
-#include <functional>
 #include <future>
-#include <iterator>
-#include <limits>
-#include <memory>
-#include <stdexcept>
-#include <string>
-#include <type_traits>
-#include <utility>
 
 #include <invscan/base/OrvCfg.h>
 #include <invscan/group.h>
 #include <invscan/print.h>
 #include <invscan/table.h>
+
+#include "Testing.h"
+#include "WrittenText.h"
+#include "base/Hex.h"
 
 namespace {
 
@@ -54,27 +39,13 @@ class Model : public testing::Test {
     tzset();
   }
 };
-std::string hexadecimal(const unsigned char* bytes, std::size_t count) {
-  std::string text;
-  char digits[3];
-  for (std::size_t i = 0; i < count; ++i) {
-    std::snprintf(digits, sizeof digits, "%02x", bytes[i]);
-    text += digits;
-  }
-  return text;
-}
 
 // What a function writes to a stream, which must not become wide-oriented by it.
 std::string written(const std::function<void(FILE*)>& write) {
-  char* text = nullptr;
-  std::size_t size = 0;
-  FILE* stream = open_memstream(&text, &size);
-  write(stream);
-  EXPECT_LE(std::fwide(stream, 0), 0);
-  std::fclose(stream);
-  std::string copy(text, size);
-  std::free(text);
-  return copy;
+  return invscan::writtenText([&](FILE* stream) {
+    write(stream);
+    EXPECT_LE(std::fwide(stream, 0), 0);
+  });
 }
 
 std::string printed(const KelTableAttrib& attrib) {
@@ -130,7 +101,8 @@ TEST_F(Model, EveryTypeHasItsLayoutAndItsPrint) {
     ASSERT_EQ(record->length, row.length);
     std::string expected = row.value;
     expected.resize(2 * (row.length - sizeof(kelAttribValue)), '0');
-    EXPECT_EQ(hexadecimal(record->value, row.length - sizeof(kelAttribValue)), expected);
+    EXPECT_EQ(invscan::hex(record->value, row.length - sizeof(kelAttribValue), invscan::kLowerHex),
+              expected);
     EXPECT_EQ(printed(*row.attrib), row.print);
   }
 }
@@ -159,7 +131,7 @@ TEST_F(Model, StringsArePackedOneBehindTheOther) {
   EXPECT_EQ(pack(nullptr, 12), 12);
   EXPECT_EQ(previous, 32);
   EXPECT_EQ(offset, 44);
-  EXPECT_EQ(hexadecimal(buffer + 8, 40),
+  EXPECT_EQ(invscan::hex(buffer + 8, 40, invscan::kLowerHex),
             "040000000000000061000000620000006300000000000000"  // cut at the limit and terminated
             "0100000000000000000000007f7f7f7f");
 }

@@ -1,17 +1,10 @@
 // Children on pipes and forked probes.
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
-#include <signal.h>
-#include <sys/wait.h>
-
-#include <csignal>
-#include <tuple>
-#include <utility>
 
 #include <invscan/process.h>
 
 #include "Processes.h"
+#include "Testing.h"
 #include "base/ChildPipe.h"
 
 namespace invscan {

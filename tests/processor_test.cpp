@@ -1,10 +1,4 @@
 // What the kernel's text about processors means.
-#include <gtest/gtest.h>
-
-#include <iterator>
-#include <memory>
-#include <string>
-#include <utility>
 
 #include <invscan/base/Xml.h>
 #include <invscan/factory.h>
@@ -12,6 +6,7 @@
 #include <invscan/processor.h>
 
 #include "TestMachine.h"
+#include "Testing.h"
 #include "TracedText.h"
 
 namespace invscan {

@@ -1,26 +1,6 @@
 // The agent's scan engine: workers that misbehave, and answers that make no sense.
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/mman.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <csignal>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <memory>
-#include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include <invscan/catalogue.h>
 #include <invscan/collectors.h>
@@ -28,7 +8,9 @@
 #include <invscan/processor.h>
 #include <invscan/table.h>
 
+#include "Processes.h"
 #include "TestMachine.h"
+#include "Testing.h"
 #include "agent/scan/Scanner.h"
 #include "agent/scan/SignalWatch.h"
 #include "agent/scan/Wire.h"
@@ -80,6 +62,13 @@ class Witness {
 
   int ends_[2] = {-1, -1};
 };
+
+// What all processes that are forked from now on see.
+template <class Value>
+Value& inSharedMemory() {
+  return *new (mmap(nullptr, sizeof(Value), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1,
+                    0)) Value{};
+}
 
 [[noreturn]] void hang() {
   for (;;) pause();
@@ -179,10 +168,7 @@ TEST(WorkerPoolTest, RunsAsManyWorkersAsAllowedAndReportsEach) {
     std::atomic<int> running;
     std::atomic<bool> isFull, isOverfull;
   };
-  void* const memory =
-      mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  ASSERT_NE(memory, MAP_FAILED);
-  auto* const shared = new (memory) Shared{};
+  auto* const shared = &inSharedMemory<Shared>();
   constexpr int kJobs = 100;
   constexpr int kAtATime = 8;
 
@@ -211,7 +197,6 @@ TEST(WorkerPoolTest, RunsAsManyWorkersAsAllowedAndReportsEach) {
   for (std::size_t i = 0; i < results.size(); ++i) EXPECT_EQ(results[i].rows.size(), i);
   EXPECT_TRUE(shared->isFull && !shared->isOverfull);
   EXPECT_EQ(lastDone, kJobs);
-  munmap(memory, sizeof(Shared));
 }
 
 TEST(WorkerPoolTest, NothingThatAWorkerStartedLivesOn) {
@@ -389,10 +374,7 @@ std::vector<std::string> helperAccesses(const GroupResult& result) {
 }
 
 TEST(ScannerTest, AHelperAnswersOnceForAllThatNeedItAndOnlyThen) {
-  void* const memory = mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE,
-                            MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  ASSERT_NE(memory, MAP_FAILED);
-  auto& runs = *new (memory) std::atomic<int>(0);
+  auto& runs = inSharedMemory<std::atomic<int>>();
   const struct {
     const char* name;
     bool hangs;
@@ -434,21 +416,16 @@ TEST(ScannerTest, AHelperAnswersOnceForAllThatNeedItAndOnlyThen) {
     }
   }
   useLiveMachine();
-  munmap(memory, sizeof(std::atomic<int>));
 }
 
-TEST(ScannerTest, OurHelperTellsOfACaptureThatLacksAnAnswer) {
-  const std::filesystem::path home =
-      std::filesystem::temp_directory_path() / ("scanner test " + std::to_string(getpid()));
-  const std::filesystem::path capture = home / "a capture";
-  std::filesystem::create_directories(home / "bin");
-  std::filesystem::create_directories(capture);
-  std::ofstream(home / "bin/cpuid") << "#!/bin/sh\ntest \"$1 $2\" = '--machine " << capture.string()
-                                    << "' && printf '" << kAnswer << "'\n";
-  std::filesystem::permissions(home / "bin/cpuid", std::filesystem::perms::owner_all);
-  const char* const homeBefore = std::getenv("ORV_HOMEDIR");
-  const std::string before = homeBefore ? homeBefore : "";
-  setenv("ORV_HOMEDIR", home.c_str(), 1);
+using ScannerOfCaptures = InDirectory;
+
+TEST_F(ScannerOfCaptures, OurHelperTellsOfOneThatLacksAnAnswer) {
+  const fs::path capture = directory_ / "a capture";
+  write("bin/cpuid", "#!/bin/sh\ntest \"$1 $2\" = '--machine " + capture.string() +
+                         "' && printf '" + kAnswer + "'\n");
+  fs::permissions(directory_ / "bin/cpuid", fs::perms::owner_all);
+  setenv("ORV_HOMEDIR", directory_.c_str(), 1);
   const struct {
     const char* facts;
     std::size_t rows;
@@ -457,7 +434,7 @@ TEST(ScannerTest, OurHelperTellsOfACaptureThatLacksAnAnswer) {
       {R"({"capture": 1, "helpers": [{"command": "cpuid", "output": "1.0 3 its own\n"}]})", 1},
   };
   for (const auto& testCase : cases) {
-    std::ofstream(capture / "machine.json") << testCase.facts;
+    write("a capture/machine.json", testCase.facts);
     std::string error;
     ASSERT_TRUE(replayMachine(capture.string(), error)) << error;
     ScannerOptions options;
@@ -468,9 +445,7 @@ TEST(ScannerTest, OurHelperTellsOfACaptureThatLacksAnAnswer) {
     EXPECT_EQ(scan.groups[0].rows.size(), testCase.rows) << testCase.facts;
     EXPECT_EQ(getEnum("", 1, 1, ""), "Unknown") << "a host of the library has no such answer";
   }
-  useLiveMachine();
-  homeBefore ? setenv("ORV_HOMEDIR", before.c_str(), 1) : unsetenv("ORV_HOMEDIR");
-  std::filesystem::remove_all(home);
+  unsetenv("ORV_HOMEDIR");
 }
 
 TEST(WireTest, RecordsArriveByteForByte) {

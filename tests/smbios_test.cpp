@@ -1,25 +1,13 @@
 // The firmware's structure table: where it is found, how it is walked, what its records say, and
 // that no injury leads out of it.
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <limits>
-#include <memory>
-#include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include <invscan/invscan.h>
 #include <invscan/smbios.h>
 
 #include "FirmwareBuilder.h"
+#include "Processes.h"
 #include "TestMachine.h"
+#include "Testing.h"
 
 namespace invscan {
 namespace {
@@ -43,21 +31,16 @@ std::string orNone(const char* text) {
   return text ? text : "none";
 }
 
-std::string fileText(const std::filesystem::path& path) {
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
-}
-
-const std::filesystem::path kRealTables = std::filesystem::path(INVSCAN_TESTS_DIR) / "data/smbios";
+const fs::path kRealTables = fs::path(INVSCAN_TESTS_DIR) / "data/smbios";
 constexpr std::size_t kEntryPointSize = 32;  // of a binary dump
 
-// A file of this process with that text.
-std::string written(const std::string& text) {
-  std::string name = testing::TempDir() + "invscan-smbios-" + std::to_string(getpid());
-  std::ofstream(name) << text;
-  return name;
-}
+class SmbiosDumpFile : public InDirectory {
+ protected:
+  std::string written(const std::string& text) const {
+    write("dump", text);
+    return directory_ / "dump";
+  }
+};
 
 TEST(SmbiosRecords, PutTheReleaseDateInOrder) {
   const auto dated = [](const char* date) {
@@ -234,7 +217,7 @@ int harvest(std::string structures) {
 TEST(SmbiosWalk, StaysInsideInjuredTables) {
   for (const char* name :
        {"dell-poweredge-1650.bin", "parallels-guest.bin", "lenovo-thinkpad-t490.bin"}) {
-    const std::string dump = fileText(kRealTables / name);
+    const std::string dump = contents(kRealTables / name);
     const std::string entry = dump.substr(0, kEntryPointSize);
     const std::string whole = dump.substr(kEntryPointSize);
     int most = 0;
@@ -366,13 +349,13 @@ TEST(FirmwareTexts, AreCleaned) {
   }
 }
 
-TEST(SmbiosDumpFile, HoldsTheTable) {
+TEST_F(SmbiosDumpFile, HoldsTheTable) {
   std::string bytes = structure(2, "\1", {"Board"}) + "\xAB";
   bytes.resize(17, '\xCD');
   SMBIOSTable table(bytesOf(bytes), 17, 0x24, 300);
   std::string file = written("");
   ASSERT_EQ(table.writeBytesToFile(file.data()), 1);
-  EXPECT_EQ(fileText(file),
+  EXPECT_EQ(contents(file),
             "SMBIOS File Format=0x0001\nSMBIOS Length=0x0011\nSMBIOS NumTables=0x012C\n"
             "SMBIOS Revision=0x24\nSMBIOS Data=\n"
             "0x02 0x05 0x00 0x00 0x01 0x42 0x6F 0x61 0x72 0x64 0x00 0x00 0xAB 0xCD 0xCD 0xCD \n"
@@ -382,12 +365,11 @@ TEST(SmbiosDumpFile, HoldsTheTable) {
   EXPECT_EQ(copy.getRevision(), 0x24U);
   EXPECT_EQ(copy.getNumTables(), 300);
   EXPECT_EQ(std::string(reinterpret_cast<char*>(copy.getData()), 17), bytes);
-  std::filesystem::remove(file);
   char nowhere[] = "/nonexistent/file";
   EXPECT_EQ(table.writeBytesToFile(nowhere), 0);
 }
 
-TEST(SmbiosDumpFile, MayBeBroken) {
+TEST_F(SmbiosDumpFile, MayBeBroken) {
   const std::string counts = "SMBIOS NumTables=2\nSMBIOS Revision=203\n", length = "SMBIOS Length=";
   const struct {
     std::string text;
@@ -411,7 +393,6 @@ TEST(SmbiosDumpFile, MayBeBroken) {
     const SMBIOSTable table(file.data());
   };
   EXPECT_EXIT(read(), testing::ExitedWithCode(255), "\nERROR - Invalid file format.");
-  std::filesystem::remove(file);
 }
 
 }  // namespace

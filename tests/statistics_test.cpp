@@ -1,9 +1,4 @@
 // Statistics of file systems through the child that asks for them.
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-
-#include <csignal>
 
 #include <invscan/base/CcLogWrapper.h>
 #include <invscan/machine.h>
@@ -11,6 +6,7 @@
 
 #include "Processes.h"
 #include "ProcessorTime.h"
+#include "Testing.h"
 #include "base/ChildPipe.h"
 #include "invscan/machine/Machine.h"
 

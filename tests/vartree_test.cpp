@@ -1,19 +1,10 @@
 // The text form of trees, read and written, and look-ups. Random texts are the fuzz target's.
 #include <invscan/vartree.h>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cerrno>
 #include <cfloat>
-#include <cstdio>
-#include <cstring>
-#include <memory>
-#include <numeric>
-#include <string>
-#include <tuple>
 
-#include "TreeText.h"
+#include "Testing.h"
+#include "WrittenText.h"
 #include "common/vartree/Release.h"
 #include "common/vartree/TextStream.h"
 
