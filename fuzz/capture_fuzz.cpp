@@ -62,7 +62,7 @@ bool isOneLine(const std::string& text) {
 
 void invscan::tryInput(std::string_view text) {
   try {
-    checkFacts(readFacts(text));
+    checkFacts(readFacts(std::string(text)));
   } catch (const CaptureError& error) {
     require(isOneLine(error.what()));
   }

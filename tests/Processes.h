@@ -3,7 +3,6 @@
 
 #include <sys/resource.h>
 
-#include <invscan/machine.h>
 
 #include "Testing.h"
 

@@ -41,13 +41,6 @@ inline std::string rendered(KelTable* table) {
   return text;
 }
 
-// The answer of one collector, made by id.
-inline std::string collected(unsigned long groupId) {
-  const std::unique_ptr<KelGroup> group(GroupFactory::getInstance()->getKELGroup(groupId));
-  const std::unique_ptr<KelTable> table(group ? group->getTable() : nullptr);
-  return rendered(table.get());
-}
-
 // The printed values of these attributes as "a|b", rows separated by ";"; "-" is not there.
 inline std::string valuesOf(unsigned long groupId, const std::vector<std::string>& attributes) {
   const std::unique_ptr<KelGroup> group(GroupFactory::getInstance()->getKELGroup(groupId));

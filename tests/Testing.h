@@ -35,6 +35,8 @@
 #include <utility>
 #include <vector>
 
+#include <invscan/invscan.h>
+
 namespace invscan {
 
 namespace fs = std::filesystem;

@@ -1,12 +1,5 @@
 // The platform layer: text, events, threads, throttling, the configuration store and tracing.
 
-#include <invscan/base/CcLogWrapper.h>
-#include <invscan/base/CpuThreshold.h>
-#include <invscan/base/Event.h>
-#include <invscan/base/OrvCfg.h>
-#include <invscan/base/String.h>
-#include <invscan/base/Thread.h>
-
 #include "Processes.h"
 #include "ProcessorTime.h"
 #include "Testing.h"

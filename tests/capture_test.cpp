@@ -3,10 +3,6 @@
 
 #include <latch>
 
-#include <invscan/helper.h>
-#include <invscan/machine.h>
-#include <invscan/process.h>
-
 #include "Processes.h"
 #include "TestMachine.h"
 #include "Testing.h"
@@ -328,16 +324,6 @@ TEST_F(Captures, AreNeverLeftWhenTheyAreWritten) {
   });
   EXPECT_FALSE(fs::exists(directory_ / "elsewhere/file"));
   EXPECT_TRUE(fs::exists(root / "elsewhere/file"));
-}
-
-TEST_F(Captures, NameLocalesAsTheCLibraryDoes) {
-  const std::pair<const char*, const char*> cases[] = {
-      {R"("LANG": "POSIX")", "C"}, {R"("LC_ALL": "", "LANG": "de_DE")", "de_DE"}, {"", "C"}};
-  for (const auto& [environment, name] : cases) {
-    write("machine.json", R"({"capture": 1, "environment": {)" + std::string(environment) + "}}");
-    ASSERT_EQ(replay(directory_), "");
-    EXPECT_EQ(machine().setLocale(LC_CTYPE).name, name) << environment;
-  }
 }
 
 TEST_F(Captures, AreFreedWhenTheNextOneIsScanned) {

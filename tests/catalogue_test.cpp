@@ -2,9 +2,6 @@
 #include <set>
 #include <span>
 
-#include <invscan/catalogue.h>
-#include <invscan/traits.h>
-
 #include "Testing.h"
 
 namespace {

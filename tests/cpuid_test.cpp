@@ -90,24 +90,19 @@ TEST(CpuidHelper, RecognisesHypervisorsAndTheirDisguises) {
   struct {
     const char* what;
     bool hasBit;
-    std::vector<std::string> signatures;
-    std::string maker, product;
     const char* expected;  // vendor, interface, brand and virtualization
+    std::vector<std::string> signatures;
+    std::string maker{}, product{};
   } const cases[] = {
-      {"KVM as Hyper-V", kBit, {"Microsoft Hv", "KVMKVMKVM"}, "", "", "KVMKVMKVM|Hv#1|KVM|"},
-      {"KVM that hides", kBit, {"Linux KVM Hv"}, "", "", "KVMKVMKVM|Hv#1|KVM|"},
-      {"any as Xen as Hyper-V",
-       kBit,
-       {"Microsoft Hv", "XenVMMXenVMM", "KVM"},
-       "",
-       "",
-       "KVM|Hv#1||"},
-      {"no text behind", kBit, {"KVMKVMKVM", "\x01\x02\x03"}, "", "", "KVMKVMKVM||KVM|"},
-      {"a forged node", kBit, {"x\n)\n(Host\n"}, "", "", "|||"},
-      {"leaves without the bit", kNoBit, {"VMwareVMware"}, "", "", ""},
-      {"the bit without leaves", kBit, {}, "Red Hat", "KVM", "|||KVM"},
-      {"old VMware", kNoBit, {}, "VMware, Inc.", "VMware Virtual Platform", "|||VMware"},
-      {"their laptop", kNoBit, {}, "Microsoft Corporation", "Surface Pro", ""},
+      {"KVM as Hyper-V", kBit, "KVMKVMKVM|Hv#1|KVM|", {"Microsoft Hv", "KVMKVMKVM"}},
+      {"KVM that hides", kBit, "KVMKVMKVM|Hv#1|KVM|", {"Linux KVM Hv"}},
+      {"any as Xen as Hyper-V", kBit, "KVM|Hv#1||", {"Microsoft Hv", "XenVMMXenVMM", "KVM"}},
+      {"no text behind", kBit, "KVMKVMKVM||KVM|", {"KVMKVMKVM", "\x01\x02\x03"}},
+      {"a forged node", kBit, "|||", {"x\n)\n(Host\n"}},
+      {"leaves without the bit", kNoBit, "", {"VMwareVMware"}},
+      {"the bit without leaves", kBit, "|||KVM", {}, "Red Hat", "KVM"},
+      {"old VMware", kNoBit, "|||VMware", {}, "VMware, Inc.", "VMware Virtual Platform"},
+      {"their laptop", kNoBit, "", {}, "Microsoft Corporation", "Surface Pro"},
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.what);

@@ -1,9 +1,8 @@
-#include <invscan/vartree.h>
 
+#include "helpers/diskscan/DiskScan.h"
 #include "TestMachine.h"
 #include "Testing.h"
 #include "common/text/Lines.h"
-#include "helpers/diskscan/DiskScan.h"
 
 namespace {
 

@@ -1,9 +1,5 @@
 // Physical memory, and the searches for the machine's identity in it.
 
-#include <invscan/physmem.h>
-#include <invscan/smbios.h>
-#include <invscan/smbiosinfo.h>
-
 #include "FirmwareBuilder.h"
 #include "Processes.h"
 #include "TestMachine.h"

@@ -6,7 +6,6 @@ usage: exports_test.py [--renew] LIBRARY
 exports.txt beside this file lists the exported names; --renew rewrites it from the library.
 """
 
-import argparse
 import pathlib
 import re
 import subprocess
@@ -58,16 +57,13 @@ def complaints(library):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--renew", action="store_true", help=f"rewrite {LIST.name}")
-    parser.add_argument("library")
-    arguments = parser.parse_args()
-    if arguments.renew:
+    library = sys.argv[-1]
+    if sys.argv[1:-1] == ["--renew"]:
         comment, _ = read_list()
-        names = sorted(exported_names(arguments.library))
+        names = sorted(exported_names(library))
         LIST.write_text("\n".join(comment + names) + "\n")
         return 0
-    found = list(complaints(arguments.library))
+    found = list(complaints(library))
     print(*found, sep="\n", end="\n" if found else "")
     return 1 if found else 0
 

@@ -1,8 +1,5 @@
 // The groups that firmware tables tell, on small tables; whole real ones are in firmware_test.py.
 
-#include <invscan/invscan.h>
-#include <invscan/smbios.h>
-
 #include "FirmwareBuilder.h"
 #include "Rendering.h"
 #include "TestMachine.h"

@@ -2,8 +2,6 @@
 
 #include <cmath>
 
-#include <invscan/base/OrvCfg.h>
-
 #include "Testing.h"
 #include "agent/formats/Formats.h"
 #include "agent/formats/Json.h"

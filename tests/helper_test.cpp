@@ -1,5 +1,4 @@
 // Helpers that answer, and helpers that do all else.
-#include <invscan/helper.h>
 
 #include "Processes.h"
 #include "TestMachine.h"

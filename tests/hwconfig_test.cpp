@@ -1,10 +1,5 @@
 // The hardware configuration file, good, broken and hostile, and the XML trees behind it.
 
-#include <invscan/base/OrvCfg.h>
-#include <invscan/base/Xml.h>
-#include <invscan/factory.h>
-#include <invscan/hwconfig.h>
-
 #include "Processes.h"
 #include "ProcessorTime.h"
 #include "Testing.h"
@@ -250,14 +245,6 @@ TEST_F(CpuThresholdOfAFile, ComesFromTheFileOrElseFromTheStore) {
     EXPECT_GE(meter.time(), row.isLimited ? 400ms : 0ms);
     EXPECT_TRUE(row.isLimited || meter.timeWithProcessor() < 200ms);
   }
-}
-
-TEST_F(CpuThresholdOfAFile, HoldsTheProcessToIt) {
-  const std::unique_ptr<KelGroup> group(factory_.getGroup("Memory"));
-  int steps = 0;
-  expectShare(
-      0.2, 2500ms, [&] { ASSERT_EQ(load("<Hardware cpuThreshold='20'/>"), 0); },
-      [&] { useProcessor(10us * (1 << steps++ % 11)), group->iteration(); });  // up to 10 ms
 }
 
 }  // namespace

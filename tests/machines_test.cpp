@@ -3,9 +3,6 @@
 // read the difference, and ask why, before you commit it.
 #include <fnmatch.h>
 
-#include <invscan/base/OrvCfg.h>
-#include <invscan/invscan.h>
-
 #include "Rendering.h"
 #include "Testing.h"
 

@@ -3,11 +3,6 @@
 #include <cwchar>
 #include <future>
 
-#include <invscan/base/OrvCfg.h>
-#include <invscan/group.h>
-#include <invscan/print.h>
-#include <invscan/table.h>
-
 #include "Testing.h"
 #include "WrittenText.h"
 #include "base/Hex.h"

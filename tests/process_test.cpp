@@ -1,8 +1,6 @@
 // Children on pipes and forked probes.
 #include <poll.h>
 
-#include <invscan/process.h>
-
 #include "Processes.h"
 #include "Testing.h"
 #include "base/ChildPipe.h"

@@ -1,10 +1,5 @@
 // What the kernel's text about processors means.
 
-#include <invscan/base/Xml.h>
-#include <invscan/factory.h>
-#include <invscan/machine.h>
-#include <invscan/processor.h>
-
 #include "TestMachine.h"
 #include "Testing.h"
 #include "TracedText.h"

@@ -1,9 +1,5 @@
 // Statistics of file systems through the child that asks for them.
 
-#include <invscan/base/CcLogWrapper.h>
-#include <invscan/machine.h>
-#include <invscan/statistics.h>
-
 #include "Processes.h"
 #include "ProcessorTime.h"
 #include "Testing.h"
