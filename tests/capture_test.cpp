@@ -3,6 +3,7 @@
 
 #include <latch>
 
+#include "FirmwareBuilder.h"
 #include "Processes.h"
 #include "TestMachine.h"
 #include "Testing.h"
@@ -332,9 +333,15 @@ TEST_F(Captures, AreFreedWhenTheNextOneIsScanned) {
     absent += ",\n \"/sys/" + std::to_string(number) + "\"";
   write("machine.json", R"({"capture": 1, "helpers": [{"command": "cpuid", "output": "1.0 0 OK\n"}],
     "absent": [)" + absent + "]}");
+  const std::string structures = structure(200, zeros(200)) + zeros(50000);
+  write("root/sys/firmware/dmi/tables/DMI", structures);
+  write("root/sys/firmware/dmi/tables/smbios_entry_point", entryPoint64(0x300, 50000));
+  OrvCfg::setKey("hwscanner.sources", "native");
   const auto replays = [&](int rounds) {
     for (int round = 0; round < rounds; ++round) {
       ASSERT_EQ(replay(directory_), "");
+      GroupFactory::getInstance()->initialise();
+      EXPECT_TRUE(globalSMBIOSTable->isAvailable());
       EXPECT_EQ(getCpuidVT()->result, 0);
     }
   };
@@ -342,6 +349,7 @@ TEST_F(Captures, AreFreedWhenTheNextOneIsScanned) {
   const std::size_t before = mallinfo2().uordblks;
   replays(30);
   EXPECT_LT(mallinfo2().uordblks, before + absent.size());
+  OrvCfg::setKey("hwscanner.sources", "");
 }
 
 // A machine that tells when it is gone.

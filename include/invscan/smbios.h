@@ -561,7 +561,8 @@ class INVSCAN_EXPORT SMBIOSTable {
 
 // The table that all collectors share; null until the factory was initialised. Ask isAvailable()
 // before its records. Changing the machine under scan (machine.h) makes it null again; a table from
-// before stays readable as long as the process runs.
+// before stays readable for threads that have asked for a group of its machine, until they ask for
+// one of another machine or end.
 INVSCAN_EXPORT extern SMBIOSTable* globalSMBIOSTable;
 
 // Texts of firmware that nobody filled in; ends with null.

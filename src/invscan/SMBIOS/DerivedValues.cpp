@@ -5,6 +5,7 @@
 #include <invscan/smbios.h>
 
 #include "invscan/SMBIOS/Sizes.h"
+#include "invscan/SMBIOS/table/SharedTable.h"
 #include "invscan/machine/Machine.h"
 #include "log/Trace.h"
 
@@ -17,12 +18,7 @@ constexpr unsigned kLikelyUpgrade = 17;
 constexpr unsigned kNotKnown = 0xFFFFFFFF;
 constexpr unsigned short kUnknownSetting = 3;
 
-const SMBIOSTable* availableTable() {
-  return globalSMBIOSTable && globalSMBIOSTable->isAvailable() ? globalSMBIOSTable : nullptr;
-}
-
-const SMBIOSTable4Data* firstProcessor() {
-  const SMBIOSTable* table = availableTable();
+const SMBIOSTable4Data* firstProcessor(const FirmwareInUse& table) {
   return table ? table->getTable4(0) : nullptr;
 }
 
@@ -68,7 +64,8 @@ int SM_Processor(unsigned short* currentSpeed, unsigned short* externalClock,
                  unsigned short* upgrade, unsigned int* edx) {
   *currentSpeed = *externalClock = *upgrade = 0;
   if (edx) *edx = 0;
-  const SMBIOSTable4Data* processor = firstProcessor();
+  const FirmwareInUse table;
+  const SMBIOSTable4Data* processor = firstProcessor(table);
   if (!processor) return 0;
   *currentSpeed = processor->getCurrentSpeed();
   if (processor->getExternalClock() <= kLikelyClock) *externalClock = processor->getExternalClock();
@@ -78,17 +75,18 @@ int SM_Processor(unsigned short* currentSpeed, unsigned short* externalClock,
 }
 
 unsigned char SM_ProcessorFamily() {
-  const SMBIOSTable4Data* processor = firstProcessor();
+  const FirmwareInUse table;
+  const SMBIOSTable4Data* processor = firstProcessor(table);
   return processor ? processor->getFamily() : 0;
 }
 
 int SM_ProcessorCount() {
-  const SMBIOSTable* table = availableTable();
+  const FirmwareInUse table;
   return table ? table->getTable4Total() : 0;
 }
 
 int SM_PopulatedProcessorCount() {
-  const SMBIOSTable* table = availableTable();
+  const FirmwareInUse table;
   return table ? table->getTable4PopulatedTotal() : 0;
 }
 
@@ -97,7 +95,7 @@ bool isPowerOf2(unsigned int n) {
 }
 
 unsigned int SM_getBiggestMemoryModule_17() {
-  const SMBIOSTable* table = availableTable();
+  const FirmwareInUse table;
   unsigned biggest = 0;
   for (int i = 0; table && i < table->getTable17Total(); ++i) {
     const unsigned size = table->getTable17(i)->getSizeKB();
@@ -107,7 +105,7 @@ unsigned int SM_getBiggestMemoryModule_17() {
 }
 
 unsigned int SM_getBiggestMemoryModule_6() {
-  const SMBIOSTable* table = availableTable();
+  const FirmwareInUse table;
   unsigned biggest = 0;
   for (int i = 0; table && i < table->getTable6Total(); ++i) {
     const unsigned size = table->getTable6(i)->getInstalledSizeMB();
@@ -119,7 +117,7 @@ unsigned int SM_getBiggestMemoryModule_6() {
 bool getMemorySpecs(unsigned int* maxModuleSizeMB, unsigned int* slots) {
   const Trace trace(getCcLogHw(), "getMemorySpecs()");
   *maxModuleSizeMB = *slots = 0;
-  const SMBIOSTable* table = availableTable();
+  const FirmwareInUse table;
   if (!table) return false;
   if (const SMBIOSTable5Data* controller = table->getTable5()) {
     trace.at().max("hardware SMBIOS Table 5 is available");
@@ -142,7 +140,7 @@ bool getMemorySpecs(unsigned int* maxModuleSizeMB, unsigned int* slots) {
 
 int SM_HWSecurity(unsigned short* powerOnPassword, unsigned short* keyboardPassword) {
   *powerOnPassword = *keyboardPassword = kUnknownSetting;
-  const SMBIOSTable* table = availableTable();
+  const FirmwareInUse table;
   const SMBIOSTable24Data* security = table ? table->getTable24() : nullptr;
   if (!security) return 1;
   const auto settings =

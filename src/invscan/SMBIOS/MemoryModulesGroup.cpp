@@ -8,6 +8,7 @@
 #include <invscan/smbios.h>
 
 #include "invscan/SMBIOS/FirmwareText.h"
+#include "invscan/SMBIOS/table/SharedTable.h"
 #include "invscan/com/model/RowBuilder.h"
 #include "invscan/com/model/Traits.h"
 #include "log/Trace.h"
@@ -189,8 +190,8 @@ KelTable* MemoryModulesGroup::getTable() {
 KelTable* MemoryModulesGroup::getTableLeg() {
   const Trace trace(getCcLogHw(), "getTableLeg()");
   trace.at().mid("hardware Memory Modules Group");
-  const SMBIOSTable* firmware = globalSMBIOSTable;
-  if (!firmware || !firmware->isAvailable()) return nullptr;
+  const FirmwareInUse firmware;
+  if (!firmware) return nullptr;
   const std::vector<Module> modules = findModules(*firmware, trace);
   if (modules.empty()) return nullptr;
   unsigned int maxModuleSizeMB = 0, slots = 0;

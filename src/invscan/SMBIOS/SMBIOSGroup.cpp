@@ -7,6 +7,7 @@
 #include <invscan/smbios.h>
 
 #include "invscan/SMBIOS/FirmwareText.h"
+#include "invscan/SMBIOS/table/SharedTable.h"
 #include "invscan/com/model/RowBuilder.h"
 #include "invscan/com/model/Traits.h"
 #include "log/Trace.h"
@@ -222,8 +223,8 @@ KelTable* SMBIOSGroup::getTable() {
 KelTable* SMBIOSGroup::getTableLeg() {
   const Trace trace(getCcLogHw(), "getTableLeg()");
   trace.at().mid("hardware SMBIOS Group");
-  const SMBIOSTable* firmware = globalSMBIOSTable;
-  if (!firmware || !firmware->isAvailable()) return nullptr;
+  const FirmwareInUse firmware;
+  if (!firmware) return nullptr;
 
   IdentityRow row;
   if (const auto* bios = firmware->getTable0()) {

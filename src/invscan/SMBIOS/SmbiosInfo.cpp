@@ -12,6 +12,7 @@
 #include "common/text/Lines.h"
 #include "invscan/SMBIOS/FirmwareText.h"
 #include "invscan/SMBIOS/MachineType.h"
+#include "invscan/SMBIOS/table/SharedTable.h"
 #include "invscan/SMBIOS/table/TableBytes.h"
 #include "invscan/machine/Machine.h"
 #include "log/Trace.h"
@@ -202,8 +203,8 @@ void smbiosinfo::takeStrings(const smbios_sysinfo_table_entry& entry) {
 
 void smbiosinfo::takeSharedTable() {
   const Trace trace(getCcLogHw(), "takeSharedTable()");
-  const bool isThere = globalSMBIOSTable && globalSMBIOSTable->isAvailable();
-  const SMBIOSTable1Data* record = isThere ? globalSMBIOSTable->getTable1() : nullptr;
+  const FirmwareInUse firmware;
+  const SMBIOSTable1Data* record = firmware ? firmware->getTable1() : nullptr;
   if (!record) {
     trace.at().mid("SMBIOS TABLE 1 IS NOT AVAILABLE!");
     return;

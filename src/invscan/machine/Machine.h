@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <invscan/machine.h>
@@ -89,12 +90,15 @@ struct HelperOutput {
 
 // Derived classes answer (the do... functions); this class notes what was asked in the access log.
 // Answers are bytes from outside: nothing about their form is promised.
-class Machine {
+class Machine : public std::enable_shared_from_this<Machine> {
  public:
   Machine() = default;
   Machine(const Machine&) = delete;
   Machine& operator=(const Machine&) = delete;
   virtual ~Machine() = default;
+
+  // Has something that was learnt of this machine last as long as it does.
+  void keep(std::shared_ptr<const void> learnt) { kept_.push_back(std::move(learnt)); }
 
   // Regular files and kernel files, never blocking on a FIFO.
   FileText readFile(const std::string& path, std::size_t limit = kTextLimit);
@@ -172,6 +176,8 @@ class Machine {
   virtual void doAsk(Question& question) = 0;
   virtual LocaleName doSetLocale(int category) = 0;
   virtual TimeZone doSetTimeZone() = 0;
+
+  std::vector<std::shared_ptr<const void>> kept_;
 };
 
 // All plain questions: what a capture may hold of them.

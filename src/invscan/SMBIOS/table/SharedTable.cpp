@@ -1,34 +1,42 @@
-// The table that all collectors share.
-#include <memory>
-#include <vector>
+#include "invscan/SMBIOS/table/SharedTable.h"
 
-#include <invscan/smbios.h>
+#include <memory>
 
 #include "invscan/machine/Machine.h"
 
 SMBIOSTable* globalSMBIOSTable = nullptr;
 
+namespace invscan {
 namespace {
 
 int references = 0;
+std::weak_ptr<Machine> machineOfTheTable;
 
-// The other machine has a table of its own. The old one lives on, as its machine does: a collection
-// thread that was abandoned may still be reading it.
+// The other machine has a table of its own. The old one lives on as long as its machine does.
 void dropFirmwareTable() {
-  static auto* const retired = new std::vector<std::unique_ptr<SMBIOSTable>>;
-  if (globalSMBIOSTable) retired->emplace_back(globalSMBIOSTable);
+  const std::shared_ptr<const SMBIOSTable> table(globalSMBIOSTable);
   globalSMBIOSTable = nullptr;
   references = 0;
+  if (const auto machine = machineOfTheTable.lock()) machine->keep(table);
 }
 
 }  // namespace
+
+FirmwareInUse::FirmwareInUse() : machine_(machine().shared_from_this()), table_(globalSMBIOSTable) {
+  if (table_ && !table_->isAvailable()) table_ = nullptr;
+}
+
+}  // namespace invscan
+
+using namespace invscan;
 
 void SMBIOSTable::initializeGlobalTable(unsigned char parse) {
   if (globalSMBIOSTable) {
     ++references;
     return;
   }
-  invscan::onMachineChange(dropFirmwareTable);
+  onMachineChange(dropFirmwareTable);
+  machineOfTheTable = machine().weak_from_this();
   globalSMBIOSTable = new SMBIOSTable;
   references = 1;
   if (parse == 1 && globalSMBIOSTable->isAvailable()) globalSMBIOSTable->parseData();
