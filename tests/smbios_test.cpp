@@ -195,6 +195,37 @@ TEST(SmbiosWalk, StepsOverOddStructures) {
   }
 }
 
+// Asks all there is to ask, and counts the records.
+int harvest(std::string structures) {
+  const auto table = parsed(std::move(structures));
+  static FILE* const nowhere = std::fopen("/dev/null", "w");
+  FILE* const before = std::exchange(stdout, nowhere);
+  table->dump();
+  stdout = before;
+  if (table->getTable0()) table->getTable0()->getReleaseDateAsTimeT();
+  return table->getTable4Total() + table->getTable6Total() + table->getTable8Total() +
+         table->getTable9Total() + table->getTable10Total() + table->getTable17Total();
+}
+
+// The sanitizers tell when a reader leaves the table. Other injuries are the fuzz target's.
+TEST(SmbiosWalk, StaysInsideTablesThatAreCutShort) {
+  for (const char* name :
+       {"dell-poweredge-1650.bin", "parallels-guest.bin", "lenovo-thinkpad-t490.bin"}) {
+    constexpr std::size_t kEntryPointSize = 32;  // of a binary dump
+    const std::string dump = contents(fs::path(INVSCAN_TESTS_DIR) / "data/smbios" / name);
+    const std::string entry = dump.substr(0, kEntryPointSize);
+    const std::string whole = dump.substr(kEntryPointSize);
+    int most = 0;
+    for (std::size_t length = 0; length <= whole.size(); ++length) {
+      const int count = harvest(whole.substr(0, length));
+      ASSERT_GE(count, most) << name << ", first " << length << " bytes";
+      most = count;
+      if (length % 16 == 0) decodeFirmwareTables(entry, whole.substr(0, length));
+    }
+    EXPECT_GT(most, 5) << name;
+  }
+}
+
 TEST(SmbiosSearch, FindsTheFirstAnchorWhoseTableCanBeRead) {
   const std::string board = structure(2, "\1", {"Board"}) + kEnd;
   const auto length = static_cast<unsigned>(board.size());
