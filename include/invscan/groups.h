@@ -123,6 +123,20 @@ class INVSCAN_EXPORT NetworkAdapterGroup : public KelGroup {
   KelTable* getTable() override;
 };
 
+// The mounted file systems but the kernel's own, a row for each mount, then the swap areas in use;
+// no table when there is no list of mounts. All attributes are in every row; sizes are KiB, of type
+// KEL_ULONGLONG for file systems and KEL_ULONG for swap areas. A file system that does not tell its
+// space in time has zeros (see statistics.h; GetORVMaxTimeout() in group.h is the limit). With the
+// group attribute "skipRemote" (true, yes or on; hwconfig.h) network file systems make no row.
+// Sources: /etc/mtab, by the rules of partition.h, and /proc/swaps. Native: the kernel's tables of
+// mounts, and by them what those rules leave unknown: types, media and servers of further file
+// systems.
+class INVSCAN_EXPORT PartitionGroup : public KelGroup {
+ public:
+  PartitionGroup() : KelGroup(27, 1) {}
+  KelTable* getTable() override;
+};
+
 // Samples the kernel's processor and load figures. Every figure is -1 (not available) until a
 // refresh() has read it.
 class INVSCAN_EXPORT UnixCpuMeter {

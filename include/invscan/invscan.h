@@ -20,6 +20,7 @@
 #include <invscan/machine.h>
 #include <invscan/md5.h>
 #include <invscan/network.h>
+#include <invscan/partition.h>
 #include <invscan/physmem.h>
 #include <invscan/print.h>
 #include <invscan/process.h>

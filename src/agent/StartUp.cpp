@@ -9,6 +9,7 @@
 #include <climits>
 #include <cstdlib>
 #include <map>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -95,6 +96,13 @@ void setDefault(const char* key, const char* value) {
   if (OrvCfg::getKey(key).isEmpty()) OrvCfg::setKey(key, value);
 }
 
+// What a group may take is also what its questions share.
+void setDeadline(double seconds) {
+  constexpr double kMonth = 30.0 * 24 * 60 * 60;
+  OrvCfg::setKey("hwscanner.deadline",
+                 std::to_string(static_cast<long>(std::min(seconds, kMonth) * 1000)).c_str());
+}
+
 void setStore(const Options& options) {
   if (!options.config.empty()) OrvCfg::load(options.config);
   if (OrvCfg::getError() != 0) throw Failure(OrvCfg::getErrorText());
@@ -102,6 +110,7 @@ void setStore(const Options& options) {
   if (options.classic) OrvCfg::setKey("hwscanner.sources", "classic");
   setDefault("hwscanner.sources", "native");
   setDefault("config_dir", "/etc/invscan");
+  setDeadline(options.timeoutSeconds);
 }
 
 void setMachine(const Options& options) {

@@ -28,6 +28,7 @@ constexpr Collector kCollectors[] = {
     {19, make<UnixSystemParamsGroup>, kNeedsPrograms},
     {20, make<ScanInfoGroup>, kNeedsNothing},
     {24, make<SMBIOSGroup>, kNeedsFirmware},
+    {27, make<PartitionGroup>, kNeedsPatience},
     {31, make<MemoryModulesGroup>, kNeedsFirmware},
     {46, make<CpuMeterGroup>, kNeedsNothing},
     {47, make<UnixCpuMeterGroup>, kNeedsNothing},

@@ -1,6 +1,22 @@
-#include <invscan/catalogue.h>
+#include <algorithm>
+#include <cwctype>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
+#include <invscan/catalogue.h>
+#include <invscan/groups.h>
+#include <invscan/partition.h>
+
+#include "invscan/com/model/RowBuilder.h"
 #include "invscan/com/model/Traits.h"
+#include "invscan/linux/utils/FileSystemSpace.h"
+#include "invscan/linux/utils/FileSystemTypes.h"
+#include "invscan/linux/utils/MountedFileSystems.h"
+#include "invscan/machine/Machine.h"
+#include "log/Trace.h"
 
 const kelEnumDef PART_TYPE_ENUM_DEF[] = {
     {0, "Unknown"},        {1, "Logical Drive"},   {2, "Remote Drive"},
@@ -144,7 +160,9 @@ namespace invscan {
 
 using enum Behaviour;
 
-constexpr char kMounts[] = "/etc/mtab; /proc/swaps";
+constexpr char kMounts[] =
+    "/proc/self/mountinfo; /proc/self/mounts; /proc/mounts; /etc/mtab; /proc/swaps";
+constexpr char kMountsAlone[] = "/proc/self/mountinfo; /proc/self/mounts; /proc/mounts; /etc/mtab";
 constexpr char kSpace[] = "statvfs *; /proc/swaps";
 
 const AttributeTraits kPartitionTraits[] = {
@@ -152,21 +170,218 @@ const AttributeTraits kPartitionTraits[] = {
      nullptr},
     {2, "", Stable, kPublic, "Whether the file system is local or remote.", kMounts, nullptr},
     {3, "", Stable, kPublic, "Kind of medium that holds the file system.", kMounts, "0"},
-    {4, "", Stable, kPublic, "Device or swap file; remote for a network file system.", kMounts,
+    {4, "", Stable, kSensitive, "Device or swap file; remote for a network file system.", kMounts,
      nullptr},
     {5, "KiB", Stable, kPublic, "Size of the file system or swap area.", kSpace, "0"},
     {6, "", Stable, kPublic, "Type of the file system, from its mount type.", kMounts, "65535"},
     {7, "", Identity, kSensitive,
      "What is mounted: a device, or server and path of a network file system.", kMounts, nullptr},
-    {8, "", Identity, kPublic,
+    {8, "", Identity, kSensitive,
      "Directory that the file system is mounted on; swap for a swap area.", kMounts, nullptr},
     {9, "KiB", Stable, kPublic, "Space that the file system or swap area offers in total.", kSpace,
      "0"},
     {10, "KiB", Volatile, kPublic, "Space that unprivileged users can still fill.", kSpace, "0"},
-    {11, "", Stable, kSensitive, "Server of a network file system.", "/etc/mtab", nullptr},
-    {12, "", Stable, kPublic, "Path that the server of a network file system exports.", "/etc/mtab",
-     nullptr},
+    {11, "", Stable, kSensitive, "Server of a network file system.", kMountsAlone, nullptr},
+    {12, "", Stable, kSensitive, "Path that the server of a network file system exports.",
+     kMountsAlone, nullptr},
     kEndOfTraits,
 };
 
+namespace {
+
+// A row for a mount.
+struct FileSystem {
+  MountEntry entry;
+  unsigned long partitionType = kLogicalDrive;
+  unsigned long code = kUnknownType;
+  unsigned long medium = kMediaUnknown;
+  Server server{};
+  Space space{};
+};
+
+// What getTable() makes.
+struct Collection {
+  KelTable& table;
+  bool isNative;
+  unsigned long rows = 0;
+  SpaceQuestions questions{isNative};
+};
+
+// The functions that hosts know take no table: they mean the one that is being made.
+thread_local Collection* currentCollection = nullptr;
+
+// While it stands, a collection is this thread's current one.
+class CurrentCollection {
+ public:
+  explicit CurrentCollection(Collection& collection)
+      : before_(std::exchange(currentCollection, &collection)) {}
+  CurrentCollection(const CurrentCollection&) = delete;
+  CurrentCollection& operator=(const CurrentCollection&) = delete;
+  ~CurrentCollection() { currentCollection = before_; }
+
+ private:
+  Collection* before_;
+};
+
+bool containsAny(std::string_view text, std::initializer_list<std::string_view> parts) {
+  return std::any_of(parts.begin(), parts.end(),
+                     [=](std::string_view part) { return text.find(part) != text.npos; });
+}
+
+// The kernel's own, and automatic mounts. A part of the name is enough.
+bool isSkipped(const MountEntry& entry) {
+  return containsAny(entry.device, {"(pid", "ocfs2_dlmfs"}) ||
+         containsAny(entry.directory, {"/dev/pts", "/proc", "/.amd"}) ||
+         containsAny(entry.type, {"devpts", "proc", "sysfs", "rpc_pipefs", "shm", "ocfs2_dlmfs"});
+}
+
+std::optional<Server> findServer(const MountEntry& entry, bool isNative) {
+  if (isNative) return networkServerOf(entry);
+  return isRemote(entry.type.c_str()) ? std::optional(serverOf(entry.type, entry.device))
+                                      : std::nullopt;
+}
+
+// All but the space; none of a mount that makes no row.
+std::optional<FileSystem> describe(MountEntry entry, bool skipRemote, bool isNative) {
+  const Trace trace(getCcLogHw(), "describe()");
+  if (isSkipped(entry)) {
+    trace.at().max("hardware -- skipped --");
+    return std::nullopt;
+  }
+  FileSystem system;
+  const char* const type = entry.type.c_str();
+  system.code = isNative ? fileSystemCode(entry.type) : get_fstype_enum(type);
+  if (auto server = findServer(entry, isNative)) {
+    if (skipRemote) return std::nullopt;
+    system.partitionType = kRemoteDrive;
+    system.medium = kRemoteMedia;
+    system.server = std::move(*server);
+  } else {
+    system.medium = getMediaType(type, entry.device.c_str());
+    if (isNative && system.medium == kMediaUnknown) system.medium = mediumOf(entry);
+  }
+  system.entry = std::move(entry);
+  return system;
+}
+
+// An automatic mount has no space of its own, and to ask for it would have it mounted.
+void askForSpace(FileSystem& system, Collection& collection) {
+  if (collection.isNative && system.entry.type == "autofs") return;
+  system.space = collection.questions.ask(system.entry, system.code);
+}
+
+void addRow(const FileSystem& system, Collection& collection) {
+  const bool isRemote = system.partitionType == kRemoteDrive;
+  RowBuilder()
+      .count(1, ++collection.rows)
+      .count(2, system.partitionType)
+      .count(3, system.medium)
+      .text(4, isRemote ? "remote" : system.entry.device)
+      .size(5, system.space.total)
+      .count(6, system.code)
+      .text(7, system.entry.device)
+      .text(8, system.entry.directory)
+      .size(9, system.space.total)
+      .size(10, system.space.free)
+      .text(11, system.server.host)
+      .text(12, system.server.path)
+      .addTo(collection.table);
+}
+
+void addRow(const SwapArea& area, Collection& collection) {
+  RowBuilder()
+      .count(1, ++collection.rows)
+      .count(2, kLogicalDrive)
+      .count(3, kLocalDisk)
+      .text(4, area.name)
+      .count(5, area.size)
+      .count(6, kSwapType)
+      .text(7, area.name)
+      .text(8, "swap")
+      .count(9, area.size)
+      .count(10, area.free)
+      .text(11, "")
+      .text(12, "")
+      .addTo(collection.table);
+}
+
+// Whether a program or another machine has to answer for it.
+bool maySayNothing(const FileSystem& system) {
+  return system.partitionType == kRemoteDrive || system.entry.type.starts_with("fuse");
+}
+
+// Those that may not answer are asked last, so that they take no time from the others.
+void addKernelMounts(std::vector<MountEntry> entries, bool skipRemote, KelGroup& group) {
+  Collection& collection = *currentCollection;
+  std::vector<FileSystem> systems;
+  for (MountEntry& entry : entries) {
+    if (auto system = describe(std::move(entry), skipRemote, true)) {
+      systems.push_back(std::move(*system));
+    }
+  }
+  for (const bool isLast : {false, true}) {
+    for (FileSystem& system : systems) {
+      if (maySayNothing(system) != isLast) continue;
+      askForSpace(system, collection);
+      group.iteration();
+    }
+  }
+  for (const FileSystem& system : systems) addRow(system, collection);
+}
+
+bool isYes(const wchar_t* text) {
+  constexpr std::wstring_view kWhiteSpace = L" \t\n\v\f\r";
+  std::wstring word(text ? text : L"");
+  word.erase(0, std::min(word.find_first_not_of(kWhiteSpace), word.size()));
+  word.erase(word.find_last_not_of(kWhiteSpace) + 1);
+  std::transform(word.begin(), word.end(), word.begin(), std::towlower);
+  return word == L"true" || word == L"yes" || word == L"on";
+}
+
+std::string textOf(const char* text) {
+  return text ? text : "";
+}
+
+}  // namespace
 }  // namespace invscan
+
+using namespace invscan;
+
+void doEntry(const char* device, const char* mountDir, const char* fsType, bool skipRemote) {
+  const Trace trace(getCcLogHw(), "doEntry()");
+  if (!currentCollection) return;
+  auto system = describe({textOf(device), textOf(mountDir), textOf(fsType), ""}, skipRemote, false);
+  if (!system) return;
+  askForSpace(*system, *currentCollection);
+  addRow(*system, *currentCollection);
+}
+
+void addSwapPartitions() {
+  const Trace trace(getCcLogHw(), "addSwapPartitions()");
+  if (!currentCollection) return;
+  for (const SwapArea& area : swapAreas(currentCollection->isNative)) {
+    addRow(area, *currentCollection);
+  }
+}
+
+KelTable* PartitionGroup::getTable() {
+  const Trace trace(getCcLogHw(), "getTable()");
+  const bool isNative = useNativeSources();
+  auto mounts = isNative ? kernelMounts() : listedMounts();
+  if (!mounts) return nullptr;
+  auto table = std::make_unique<KelTable>(getGroupId(), getGroupVersion());
+  Collection collection{*table, isNative};
+  const CurrentCollection current(collection);
+  const bool skipRemote = isYes(getGroupAttr(L"skipRemote"));
+  if (isNative) {
+    addKernelMounts(std::move(*mounts), skipRemote, *this);
+  } else {
+    for (const MountEntry& entry : *mounts) {
+      doEntry(entry.device.c_str(), entry.directory.c_str(), entry.type.c_str(), skipRemote);
+      iteration();
+    }
+  }
+  trace.at().max("hardware ..Adding swap partitions...");
+  addSwapPartitions();
+  return table.release();
+}
