@@ -27,6 +27,9 @@ struct AttributeTraits {
   // What the value is when no source told it, as printed; null: the attribute is then left out, or
   // its value is empty, 0 or the epoch.
   const char* defaultText;
+  // Whether a sensitive value is a path or the name of something mounted, so that its parts can be
+  // told from each other: some of them every machine has.
+  bool isPath = false;
 };
 
 // The traits of an attribute, or null for an unknown group or attribute. Points to constant data.

@@ -77,8 +77,8 @@ bool isWorthALine(std::string_view key, const std::string& suggested) {
 // An unknown key stops nothing: another version may know it.
 void warnOfUnknownKeys() {
   const std::vector<const char*> known = {
-      "agent.redact_key",       "common_trace_path", "config_dir",       "hwscanner.config_file",
-      "hwscanner.cputhreshold", "hwscanner.sources", "hwscanner.timeout"};
+      "agent.redact_key",       "common_trace_path",  "config_dir",        "hwscanner.config_file",
+      "hwscanner.cputhreshold", "hwscanner.deadline", "hwscanner.sources", "hwscanner.timeout"};
   const ConfigurationFile& file = configurationFile();
   std::map<int, std::string> complaints;  // by line
   for (const auto& [key, entry] : file.entries) {
@@ -97,10 +97,9 @@ void setDefault(const char* key, const char* value) {
 }
 
 // What a group may take is also what its questions share.
-void setDeadline(double seconds) {
+std::string deadline(double seconds) {
   constexpr double kMonth = 30.0 * 24 * 60 * 60;
-  OrvCfg::setKey("hwscanner.deadline",
-                 std::to_string(static_cast<long>(std::min(seconds, kMonth) * 1000)).c_str());
+  return std::to_string(static_cast<long>(std::min(seconds, kMonth) * 1000));
 }
 
 void setStore(const Options& options) {
@@ -110,7 +109,7 @@ void setStore(const Options& options) {
   if (options.classic) OrvCfg::setKey("hwscanner.sources", "classic");
   setDefault("hwscanner.sources", "native");
   setDefault("config_dir", "/etc/invscan");
-  setDeadline(options.timeoutSeconds);
+  setDefault("hwscanner.deadline", deadline(options.timeoutSeconds).c_str());
 }
 
 void setMachine(const Options& options) {

@@ -83,10 +83,15 @@ void redactImage(const fs::path& path, Replacements& replacements) {
   }
 }
 
-void redactListing(const fs::path& path, Replacements& replacements) {
+template <class Replace>
+void redactWhole(const fs::path& path, Replace replace) {
   const std::string text = contentsOf(path);
-  const std::string redacted = replacements.inListing(text);
+  const std::string redacted = replace(text);
   if (redacted != text) replaceFile(path, redacted, kMode);
+}
+
+void redactListing(const fs::path& path, Replacements& replacements) {
+  redactWhole(path, [&](const std::string& text) { return replacements.inListing(text); });
 }
 
 void redactFile(const fs::path& path, Replacements& replacements) {
@@ -94,10 +99,10 @@ void redactFile(const fs::path& path, Replacements& replacements) {
     redactImage(path, replacements);
     return;
   }
-  const std::string text = contentsOf(path);
-  const bool isBinary = text.find('\0') != text.npos;
-  const std::string redacted = isBinary ? replacements.inBytes(text) : replacements.inText(text);
-  if (redacted != text) replaceFile(path, redacted, kMode);
+  redactWhole(path, [&](const std::string& text) {
+    const bool isBinary = text.find('\0') != text.npos;
+    return isBinary ? replacements.inBytes(text) : replacements.inText(text);
+  });
 }
 
 std::string bytesFromHex(const std::string& digits) {
@@ -139,6 +144,15 @@ Json redactJson(const Json& json, bool isHex, Replacements& replacements) {
 constexpr std::string_view kListingCommands[] = {"ifconfig ", "/sbin/ifconfig ", "netstat ",
                                                  "nslookup "};
 constexpr std::string_view kListingFiles[] = {"etc/resolv.conf", "run/systemd/resolve/resolv.conf"};
+// Name users and servers, also in lines that no group has a row for.
+constexpr struct {
+  std::string_view name;
+  MountTable table;
+} kMountTables[] = {{"etc/mtab", MountTable::Mounts},
+                    {"proc/mounts", MountTable::Mounts},
+                    {"proc/self/mounts", MountTable::Mounts},
+                    {"proc/self/mountinfo", MountTable::MountInfo},
+                    {"proc/swaps", MountTable::Swaps}};
 // Has addresses in digits without marks between them, which no token fits.
 constexpr std::string_view kIpv6Routes = "proc/net/ipv6_route";
 
@@ -178,8 +192,16 @@ CaptureRedaction redactCapture(const std::string& directory, const Scan& scan,
     if (replacements.count() > before) ++done.files;
   };
 
-  redact(redactMachine, fs::path(directory) / "machine.json");
   const fs::path root = fs::path(directory) / "root";
+  for (const auto& [name, table] : kMountTables) {
+    if (!fs::is_regular_file(fs::symlink_status(root / name))) continue;
+    redact(
+        [kind = table](const fs::path& path, Replacements& all) {
+          redactWhole(path, [&](const std::string& text) { return all.inMounts(text, kind); });
+        },
+        root / name);
+  }
+  redact(redactMachine, fs::path(directory) / "machine.json");
   fs::remove(root / kIpv6Routes);
   for (const std::string_view name : kListingFiles) {
     if (fs::is_regular_file(fs::symlink_status(root / name))) redact(redactListing, root / name);

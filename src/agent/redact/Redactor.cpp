@@ -17,6 +17,7 @@
 #include "agent/Failure.h"
 #include "agent/Text.h"
 #include "agent/formats/Value.h"
+#include "agent/redact/MountNames.h"
 #include "base/Descriptor.h"
 #include "base/Hex.h"
 
@@ -132,13 +133,18 @@ std::string Redactor::token(const std::string& value) const {
   return "redacted-" + hex(keyedHash(key_, value).data(), kShownBytes, kLowerHex);
 }
 
+std::string Redactor::replacement(const kelGroupDef& group, const kelAttribValue& record) const {
+  const std::string value = plainText(record);
+  return isPath(group, record) ? redactPath(value, *this) : token(value);
+}
+
 void Redactor::redact(Scan& scan) const {
   if (!scan.hostName.empty()) scan.hostName = token(scan.hostName);
   for (GroupResult& result : scan.groups) {
     for (Row& row : result.rows) {
       for (Record& record : row) {
         if (!isSecret(*result.group, *record)) continue;
-        record = makeTextRecord(record->attribId, token(plainText(*record)));
+        record = makeTextRecord(record->attribId, replacement(*result.group, *record));
       }
     }
   }
@@ -146,6 +152,11 @@ void Redactor::redact(Scan& scan) const {
 
 std::optional<Redactor> makeRedactor(const Options& options) {
   return options.redact ? std::optional<Redactor>(std::in_place) : std::nullopt;
+}
+
+bool isPath(const kelGroupDef& group, const kelAttribValue& record) {
+  const AttributeTraits* traits = attributeTraits(group.id, record.attribId);
+  return traits && traits->isPath;
 }
 
 bool isSecret(const kelGroupDef& group, const kelAttribValue& record) {

@@ -20,6 +20,9 @@ class Redactor {
   // "redacted-" and 16 hexadecimal digits.
   std::string token(const std::string& value) const;
 
+  // What stands for a sensitive value of that group: its token, or the path with tokens for parts.
+  std::string replacement(const kelGroupDef& group, const kelAttribValue& record) const;
+
   // Replaces sensitive values and the host name. Values that no source told stay as they are.
   void redact(Scan& scan) const;
 
@@ -29,6 +32,9 @@ class Redactor {
 
 // None unless the options ask for one.
 std::optional<Redactor> makeRedactor(const Options& options);
+
+// Whether the record holds a path or the name of something mounted.
+bool isPath(const kelGroupDef& group, const kelAttribValue& record);
 
 // Whether the record holds a sensitive value that a source told.
 bool isSecret(const kelGroupDef& group, const kelAttribValue& record);

@@ -133,7 +133,7 @@ Replacements::Replacements(const Scan& scan, const Redactor& redactor) : redacto
       for (const Record& record : row) {
         if (!isSecret(*result.group, *record)) continue;
         const std::string value = plainText(*record);
-        add(value, redactor.token(value));
+        isPath(*result.group, *record) ? addPath(value) : add(value, redactor.token(value));
       }
     }
   }
@@ -145,6 +145,20 @@ void Replacements::add(const std::string& value, const std::string& token) {
   // The unspecified address is in every table, and tells nothing.
   if (address.find_first_not_of('\0') == address.npos) return;
   addresses_.emplace(address, std::string(digitsOf(token)));
+}
+
+// Whoever mounts something may name it by any word of any file: one that looks like a word is
+// replaced in tables of mounts only.
+void Replacements::addPath(const std::string& path) {
+  const std::string replaced = redactPath(path, redactor_);
+  if (replaced != path && path.find_first_of("/:@.") != path.npos) add(path, replaced);
+}
+
+std::string Replacements::inMounts(std::string_view text, MountTable table) {
+  std::string replaced =
+      redactMounts(text, table, redactor_, [this](const std::string& name) { addPath(name); });
+  if (replaced != text) ++count_;
+  return replaced;
 }
 
 std::string Replacements::inText(std::string_view text) {

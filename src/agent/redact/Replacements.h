@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "agent/redact/MountNames.h"
 #include "agent/redact/Redactor.h"
 #include "agent/scan/Scan.h"
 
@@ -21,6 +22,10 @@ class Replacements {
   // The same in what lists addresses: those that no sensitive value is become tokens too.
   std::string inListing(std::string_view text);
 
+  // A table of mounts or swap areas: names in it become what they are in scans, and count as
+  // sensitive from then on.
+  std::string inMounts(std::string_view text, MountTable table);
+
   // Whole words, and addresses in network order, become as many digits or bytes of their tokens.
   std::string inBytes(std::string_view bytes);
 
@@ -28,6 +33,7 @@ class Replacements {
 
  private:
   void add(const std::string& value, const std::string& token);
+  void addPath(const std::string& path);
 
   const Redactor& redactor_;
   std::map<std::string, std::string, std::less<>> words_;

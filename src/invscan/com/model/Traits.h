@@ -33,6 +33,7 @@ inline constexpr AttributeTraits kEndOfTraits = {0, "", Behaviour::Stable, false
 
 inline constexpr bool kPublic = false;
 inline constexpr bool kSensitive = true;
+inline constexpr bool kPath = true;
 
 // Sources that several groups share.
 inline constexpr char kNotFilled[] = "";
