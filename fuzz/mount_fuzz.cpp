@@ -1,9 +1,6 @@
-// Hostile tables of mounts and swap areas: lines are read as the C library reads them, and whatever
-// they hold, the group makes rows of them.
+// Hostile tables of mounts and swap areas: lines are read as the C library reads them.
 #include <mntent.h>
 
-#include <algorithm>
-#include <clocale>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -12,11 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include <invscan/groups.h>
 #include <invscan/partition.h>
 
 #include "../tests/TestMachine.h"
-#include "common/text/Lines.h"
 #include "invscan/linux/utils/FileSystemTypes.h"
 #include "invscan/linux/utils/MountedFileSystems.h"
 
@@ -45,30 +40,19 @@ void checkListed(const std::string& text, const std::vector<MountEntry>& entries
   require(entry == entries.end());
 }
 
-bool isPartOf(const std::string& part, const MountEntry& entry) {
-  return entry.device.find(part) != std::string::npos ||
-         entry.options.find(part) != std::string::npos || part == "localhost";
-}
-
 void checkServer(const MountEntry& entry) {
+  const std::string names = entry.device + "," + entry.options + ",localhost";
   const auto server = networkServerOf(entry);
   require(server || !isRemote(entry.type.c_str()));
-  require(!server || (isPartOf(server->host, entry) && isPartOf(server->path, entry)));
-  require(mediumOf(entry) <= kRamDisk);
-}
-
-void checkSwaps(const std::string& text, bool isNative) {
-  for (const SwapArea& area : swapAreas(isNative)) {
-    require(area.free <= area.size && !area.name.empty());
-    require(isNative || (area.size <= UINT32_MAX && text.find(area.name) != text.npos));
+  for (const std::string& part : {server.value_or(Server()).host, server.value_or(Server()).path}) {
+    require(names.find(part) != names.npos);
   }
+  require(mediumOf(entry) <= kRamDisk);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const char* const locale = std::setlocale(LC_ALL, "C.UTF-8");
-  require(locale != nullptr);
   const std::string text(reinterpret_cast<const char*>(data), size);
   for (const char* path : {"/etc/mtab", "/proc/self/mountinfo"}) {
     const bool isNative = std::string_view(path) != "/etc/mtab";
@@ -78,13 +62,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(entries.has_value());
     if (!isNative) checkListed(text, *entries);
     for (const MountEntry& entry : *entries) checkServer(entry);
-    checkSwaps(text, isNative);
-    // Statistics are asked of a child, which takes longer than a thousand such runs.
-    const bool hasAny = std::any_of(entries->begin(), entries->end(),
-                                    [](const MountEntry& each) { return !each.directory.empty(); });
-    if (hasAny) continue;
-    const std::unique_ptr<KelTable> table(PartitionGroup().getTable());
-    require(table && table->getRowCount() <= entries->size() + swapAreas(isNative).size());
+    for (const SwapArea& area : swapAreas(isNative)) {
+      require(area.free <= area.size && !area.name.empty());
+      require(isNative || (area.size <= UINT32_MAX && text.find(area.name) != text.npos));
+    }
   }
   return 0;
 }

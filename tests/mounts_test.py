@@ -14,7 +14,6 @@ import re
 import subprocess
 import sys
 import tempfile
-import time
 
 SKIPPED = 77
 CLONE_NEWNS, MS_REC_PRIVATE = 0x20000, 0x44000
@@ -82,16 +81,14 @@ def check_rows(rows):
         total, free = (0, 0) if is_remote else space_of(each["target"])
         assert (row["Physical Size"], row["FS Total Size"]) == (total, total), row
         assert abs(row["FS Free Size"] - free) <= max(total // 20, 1024), (row, free)
-        if not is_remote and kind != "autofs" and total:
-            df = run("df", "-B1024", "--output=size", each["target"]).split()[-1]
+        if total:
+            df = run("df", "-k", "--output=size", each["target"]).split()[-1]
             assert int(df) == total, (row, df)
 
 
 def check_dead_mounts(program, store):
-    """A time-out of 0.7 s each, and the rows of the others."""
-    begin = time.monotonic()
+    """The rows of the others are whole."""
     rows = rows_of(run(program, "partition", "--format", "json", "--config", store))
-    assert time.monotonic() - begin >= 1.4
     check_rows(rows)
     dead = [row for row in rows if row["Type"] == 2]
     assert [row["Server Hostname"] for row in dead] == ["fileserver0.example", "fileserver1.example"]
@@ -110,7 +107,7 @@ def check_redaction(program, store, capture):
             assert name not in text, (file, name)
     replayed = run(program, "--machine", capture, "--format", "json")
     assert rows_of(replayed) == rows_of(scan)
-    assert "/tmp/redacted-" in replayed and "@redacted-" in replayed, replayed
+    assert "/tmp/redacted-" in replayed and "@redacted-" in replayed
 
 
 def main():
