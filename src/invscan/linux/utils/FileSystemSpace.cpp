@@ -36,7 +36,9 @@ unsigned long long inKib(unsigned long long blocks, unsigned long long unit) {
 SpaceQuestions::SpaceQuestions(bool isNative) : isNative_(isNative) {
   const String deadline = OrvCfg::getKey("hwscanner.deadline");
   if (!deadline.isEmpty()) {
-    end_ = Clock::now() + milliseconds(std::wcstol(deadline.toWide(), nullptr, 10)) / 2;
+    constexpr long kDay = 24L * 60 * 60 * 1000;
+    const long all = std::clamp(std::wcstol(deadline.toWide(), nullptr, 10), 0L, kDay);
+    end_ = Clock::now() + milliseconds(all) / 2;
   }
 }
 
