@@ -57,10 +57,14 @@ std::optional<SpaceQuestions::Figures> SpaceQuestions::find(const MountEntry& en
   const Trace trace(getCcLogHw(), "find()");
   const std::string source = "statvfs " + entry.directory;
   const auto limit = patience();
-  if (!limit) noteAccess(source, "not asked: file systems before it took too long", 0);
-  const bool isSilent = isNative_ && silent_.count(entry.number) != 0;
-  if (isSilent) noteAccess(source, "not asked: did not answer where it is mounted before", 0);
-  if (!limit || isSilent) return std::nullopt;
+  const bool isSilent = silent_.count(entry.number) != 0;
+  if (isSilent || !limit) {
+    noteAccess(source,
+               isSilent ? "not asked: did not answer where it is mounted before"
+                        : "not asked: file systems before it took too long",
+               0);
+    return std::nullopt;
+  }
 
   const auto end = Clock::now() + *limit;
   const char* const directory = entry.directory.c_str();
