@@ -298,6 +298,18 @@ TEST(Gateways, AreMatchedInTheOrderOfTheTable) {
   }
 }
 
+TEST(Gateways, AreReadAgainUntilThereAreAny) {
+  const std::string table = "x\nx\n0.0.0.0 10.0.0.1 0.0.0.0 UG 0 0 0 eth0\n";
+  NetlinkIpAddressEnumerator enumerator;
+  for (const auto& [printed, expected] :
+       {std::pair("", "none"), std::pair(table.c_str(), "10.0.0.1"), std::pair("", "10.0.0.1")}) {
+    const OnMachine machine({.commands = {{"netstat -nr", printing(printed)}}});
+    std::string gateway = "none";
+    enumerator.getGateway(gateway, "10.0.0.5", "255.0.0.0");
+    EXPECT_EQ(gateway, expected);
+  }
+}
+
 TEST(Domain, IsWhatFollowsTheFirstDot) {
   const std::tuple<std::string, std::string, std::string> cases[] = {
       {"host.example.org", "host", "example.org"},
@@ -391,8 +403,10 @@ TEST(NetlinkMessages, AreTakenAsFarAsTheirLengthsHold) {
        "2 eth0 10.0.0.5 255.255.255.0 ;2 eth0 10.0.0.5 255.255.255.255 ;9  10.0.0.5 0.0.0.0 ;"},
       {"IPv6 with a peer",
        addressMessage(attribute(IFA_LOCAL, std::string(16, 'x')), 64, 2, AF_INET6), ""},
-      {"another family", addressMessage(address, 24, 2, AF_INET6), ""},
-      {"no address", addressMessage(label + attribute(IFA_ADDRESS, "\x0A\0\0\1"s)), ""},
+      {"another family", addressMessage(address, 24, 2, AF_INET6), "2  10.0.0.5  ;"},
+      {"a label and no address", addressMessage(label + attribute(IFA_ADDRESS, "\x0A\0\0\1"s)),
+       "2 eth0  255.255.255.0 ;"},
+      {"neither", addressMessage(attribute(IFA_ADDRESS, "\x0A\0\0\1"s)), ""},
       {"addresses of other sizes",
        addressMessage(attribute(IFA_LOCAL, "abc"), 24) +
            addressMessage(attribute(IFA_LOCAL, "abcde"), 24),

@@ -17,11 +17,14 @@ enum CollectorNeed : unsigned {
   kNeedsFirmware = 1 << 0,
   // Starts programs when classic sources are asked.
   kNeedsPrograms = 1 << 1,
-  // Waits for file systems, devices or name services, or reads what others wrote, in any size.
+  // Waits for file systems or devices, or reads what others wrote, in any size.
   kNeedsPatience = 1 << 2,
   // Takes the answer of a helper program (helper.h).
   kNeedsCpuid = 1 << 3,
   kNeedsDiskScan = 1 << 4,
+  // Looks up the names of addresses. In one process, one after another, such groups wait only once
+  // for name services that do not answer (network.h).
+  kNeedsNames = 1 << 5,
 };
 
 struct Collector {

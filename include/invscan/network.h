@@ -1,9 +1,12 @@
 // The machine's interfaces and addresses as the network collectors find them.
 //
 // Every function asks the machine under scan (machine.h), so commands may run and name servers be
-// waited for. Nothing here locks: an enumerator and an interface list belong to one thread. Texts
-// in objects are never cut; what is written into a caller's buffer has its room stated. Unless
-// stated otherwise a text that was not found is empty and null pointers are no arguments.
+// waited for: two seconds for a name and eight for all of an enumeration. When one does not answer
+// in that time, no name is looked up in the process for the next thirty seconds, in which the other
+// groups of a scan are collected, or until another machine is scanned; addresses are then without.
+// Nothing here locks: an enumerator and an interface list belong to one thread. Texts in objects
+// are never cut; what is written into a caller's buffer has its room stated. Unless stated
+// otherwise a text that was not found is empty and null pointers are no arguments.
 #pragma once
 
 #include <list>
@@ -116,7 +119,8 @@ INVSCAN_EXPORT void getGateway(const char* address, const char* interfaceName, c
 INVSCAN_EXPORT int getNameservers(char* primary, char* secondary, char* domain);
 
 // Lists the machine's IPv4 addresses. What is the same for all addresses (the host's name, name
-// servers, routing table) is asked once in an enumerator's life, each name once per address.
+// servers, interface list, routing table) is asked once by each enumerate(), each name once per
+// address. A routing table that has gateways is kept for the enumerator's life.
 class INVSCAN_EXPORT IpAddressEnumerator {
  public:
   struct IpAddressData {
@@ -156,7 +160,8 @@ class INVSCAN_EXPORT IpAddressEnumerator {
   static void collectGateways(std::list<std::string>& gateways);
 
   // Sets the result to the first gateway in the subnet of an address other than that itself, and
-  // leaves it as it was when there is none.
+  // leaves it as it was when there is none. Reads the routing table again at each call as long as
+  // it has no gateways, so that a host sees the first one appear.
   void getGateway(std::string& result, const std::string& address, const std::string& mask);
 
   // 1 when both are in the same subnet; 0 when not, or when any of the three is not four numbers.
@@ -197,8 +202,10 @@ class INVSCAN_EXPORT NetlinkIpAddressEnumerator : public IpAddressEnumerator {
   static bool processResponse(void* datagram, unsigned long length, Records& records,
                               Callback callback);
 
-  // Adds the address that a message of type RTM_NEWADDR tells, unless it is local. Takes any other
-  // message too; the message must be as long as its header says.
+  // Adds the address that a message of type RTM_NEWADDR tells, unless it is local; one of another
+  // family than IPv4 has no mask. A message that has a label and no address adds a record without
+  // one: hosts count on a row for it. Takes any other message too; the message must be as long as
+  // its header says.
   static void r_processIPs(Records& records, nlmsghdr* message);
 
   // Gives the records of an interface the hardware address that a message of type RTM_NEWLINK

@@ -32,6 +32,7 @@ double millisecondsSince(Clock::time_point start) {
 // Rooms of jobs that may share a worker.
 constexpr int kCheapRoom = 0;
 constexpr int kFirmwareRoom = 1;
+constexpr int kNamesRoom = 2;
 
 constexpr struct {
   unsigned need;
@@ -114,6 +115,7 @@ bool startsPrograms(const Task& task) {
 }
 
 int roomOf(const Task& task) {
+  if (task.needs & kNeedsNames) return kNamesRoom;
   const bool isApart = task.needs & (kNeedsPatience | kNeedsCpuid | kNeedsDiskScan);
   if (isApart || startsPrograms(task)) return kOwnRoom;
   return task.needs & kNeedsFirmware ? kFirmwareRoom : kCheapRoom;
@@ -140,6 +142,8 @@ Job jobOf(const Task& task, const Errands& errands, const ScannerOptions& option
   Job job{task.group,
           [&task, &errands, &options](int answer) { collect(task, errands, options, answer); }};
   job.room = roomOf(task);
+  // Each is to know whether the one before has waited in vain.
+  job.isInTurn = job.room == kNamesRoom;
   job.startsPrograms = startsPrograms(task);
   std::size_t place = 0;
   for (const HelperErrand& errand : errands) {

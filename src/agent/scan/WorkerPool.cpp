@@ -178,6 +178,7 @@ Pool::Pool(const std::vector<Job>& jobs, const ScannerOptions& options)
     }
     room->jobs.push_back(i);
     room->startsPrograms |= job.startsPrograms;
+    room->takesMore &= !job.isInTurn;
   }
 }
 

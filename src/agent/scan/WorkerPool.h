@@ -21,6 +21,8 @@ struct Job {
   // behind, has a room and so a worker of its own, which is killed as soon as its answer is
   // complete.
   int room = kOwnRoom;
+  // Does not run beside others of its room.
+  bool isInTurn = false;
   // What it starts has to end with the agent even if that is killed.
   bool startsPrograms = false;
   // Jobs by their places in the list, which have their results before this one begins.

@@ -22,7 +22,7 @@ KelGroup* make() {
 constexpr Collector kCollectors[] = {
     {3, make<MemoryGroup>, kNeedsFirmware},
     {4, make<OperatingSystemGroup>, kNeedsPrograms},
-    {6, make<IpAddressGroup>, kNeedsPrograms | kNeedsPatience},
+    {6, make<IpAddressGroup>, kNeedsPrograms | kNeedsNames},
     {7, make<NetworkAdapterGroup>, kNeedsPrograms},
     {15, make<RegionalGroup>, kNeedsNothing},
     {19, make<UnixSystemParamsGroup>, kNeedsPrograms},
@@ -32,7 +32,7 @@ constexpr Collector kCollectors[] = {
     {31, make<MemoryModulesGroup>, kNeedsFirmware},
     {46, make<CpuMeterGroup>, kNeedsNothing},
     {47, make<UnixCpuMeterGroup>, kNeedsNothing},
-    {51, make<Ipv6AddressGroup>, kNeedsPrograms | kNeedsPatience},
+    {51, make<Ipv6AddressGroup>, kNeedsPrograms | kNeedsNames},
 };
 
 }  // namespace

@@ -1,4 +1,4 @@
-// What the enumerators of IPv4 addresses ask once for all addresses.
+// What the enumerators of IPv4 addresses ask once for all addresses of an enumeration.
 #pragma once
 
 #include <list>
@@ -15,7 +15,11 @@ namespace invscan {
 
 class AddressKnowledge {
  public:
-  HostNames& names() { return names_; }
+  // Forgets what was asked before, but not a routing table that has gateways.
+  void beginEnumeration();
+  void forgetTableWithoutGateways();
+
+  HostNames& names() { return *names_; }
 
   // The first gateway in the subnet of an address; null when there is none. A routing table that
   // has no gateway counts as known, too.
@@ -29,7 +33,7 @@ class AddressKnowledge {
   const NameServers& nameServers();
   IfInfoList& interfaces();
 
-  HostNames names_;
+  std::optional<HostNames> names_{std::in_place};
   std::optional<GatewayFinder> gateways_;
   std::optional<NameServers> nameServers_;
   std::optional<IfInfoList> interfaces_;

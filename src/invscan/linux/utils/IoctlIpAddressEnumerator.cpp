@@ -10,6 +10,7 @@ using namespace invscan;
 
 void IoctlIpAddressEnumerator::enumerate(std::list<IpAddressData>& records) {
   const Trace trace(getCcLogHw(), "enumerate()");
+  knowledge().beginEnumeration();
   const auto entries = machine().interfaceAddresses();
   if (!entries) return;
   trace.at().max("hardware ifc_len=%zu", entries->size() * sizeof(ifreq));

@@ -5,6 +5,17 @@
 
 using namespace invscan;
 
+void AddressKnowledge::beginEnumeration() {
+  names_.emplace();
+  nameServers_.reset();
+  interfaces_.reset();
+  forgetTableWithoutGateways();
+}
+
+void AddressKnowledge::forgetTableWithoutGateways() {
+  if (gateways_ && gateways_->getCount() == 0) gateways_.reset();
+}
+
 const std::string* AddressKnowledge::gatewayOf(const std::string& address,
                                                const std::string& mask) {
   const Trace trace(getCcLogHw(), "getGateway()");
@@ -80,5 +91,6 @@ void IpAddressEnumerator::collectGateways(std::list<std::string>& gateways) {
 
 void IpAddressEnumerator::getGateway(std::string& result, const std::string& address,
                                      const std::string& mask) {
+  knowledge_->forgetTableWithoutGateways();
   if (const std::string* gateway = knowledge_->gatewayOf(address, mask)) result = *gateway;
 }

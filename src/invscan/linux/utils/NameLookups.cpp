@@ -1,11 +1,39 @@
 #include "invscan/linux/utils/NameLookups.h"
 
 #include <algorithm>
+#include <atomic>
 #include <utility>
 
 #include "invscan/machine/Machine.h"
 
 namespace invscan {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Long enough for all groups of a scan.
+constexpr Clock::duration kSilence = std::chrono::seconds(30);
+
+// A name service that did not answer is left alone for a while, whoever asked it.
+class Silence {
+ public:
+  Silence() {
+    onMachineChange([] { silence().end_ = 0; });
+  }
+
+  static Silence& silence() {
+    static Silence instance;
+    return instance;
+  }
+
+  void begin() { end_ = (Clock::now() + kSilence).time_since_epoch().count(); }
+  bool lasts() const { return Clock::now().time_since_epoch().count() < end_; }
+
+ private:
+  std::atomic<Clock::rep> end_ = 0;
+};
+
+}  // namespace
 
 std::optional<std::string> NameLookups::find(const std::string& address) {
   const auto [entry, isNew] = names_.try_emplace(address);
@@ -14,7 +42,8 @@ std::optional<std::string> NameLookups::find(const std::string& address) {
 }
 
 std::optional<std::string> NameLookups::ask(const std::string& address) {
-  if (rest_.count() <= 0) {
+  Silence& silence = Silence::silence();
+  if (rest_.count() <= 0 || silence.lasts()) {
     noteAccess("host name of " + address, "not asked: the name services took too long", 0);
     return std::nullopt;
   }
@@ -22,7 +51,7 @@ std::optional<std::string> NameLookups::ask(const std::string& address) {
   HostLookup answer = machine().lookUpHost(
       address, std::chrono::ceil<std::chrono::milliseconds>(std::min(rest_, kLimit)));
   rest_ -= Clock::now() - begin;
-  if (answer.outcome == HostLookupOutcome::TimedOut) rest_ = rest_.zero();
+  if (answer.outcome == HostLookupOutcome::TimedOut) silence.begin();
   if (answer.outcome != HostLookupOutcome::Found) return std::nullopt;
   return std::move(answer.name);
 }

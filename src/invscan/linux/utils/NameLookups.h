@@ -8,9 +8,9 @@
 
 namespace invscan {
 
-// The look-ups of one enumeration of addresses: each address is asked once, none after one that
-// timed out, and all together take seconds, however many addresses there are and however slow the
-// name services.
+// The look-ups of one enumeration of addresses: each address is asked once, and all together take
+// seconds, however many addresses there are and however slow the name services. After one that
+// timed out none is asked for a while, by other enumerations of this process neither.
 class NameLookups {
  public:
   // The official name that an address has; none when it was not found.

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "common/net/NetlinkMessages.h"
@@ -50,6 +51,7 @@ const char* textOf(NetlinkFailure failure) {
 void NetlinkIpAddressEnumerator::enumerate(std::list<IpAddressData>& records) {
   const Trace trace(getCcLogHw(), "enumerate()");
   try {
+    knowledge().beginEnumeration();
     Records found;
     std::vector<char> buffer(kBufferSize);
     const auto ask = [&](int type, Callback callback) {
@@ -122,18 +124,21 @@ void NetlinkIpAddressEnumerator::r_processIPs(Records& records, nlmsghdr* header
   const auto message = messageOfType(header, RTM_NEWADDR);
   const auto about = message ? leadingRecord<ifaddrmsg>(message->payload) : std::nullopt;
   if (!about) return;
-  IpAddressData record;
+  std::optional<std::string> address, label;
   NetlinkAttributes attributes(*message, sizeof *about);
   for (NetlinkAttribute attribute; attributes.next(attribute);) {
     if (attribute.type == IFA_LOCAL) {
-      record.address = ipv4Text(attribute.value).value_or(record.address);
+      if (auto text = ipv4Text(attribute.value)) address = std::move(text);
     } else if (attribute.type == IFA_LABEL) {
-      record.interfaceName = terminatedText(attribute.value).value_or(record.interfaceName);
+      if (auto text = terminatedText(attribute.value)) label = std::move(text);
     }
   }
-  if (record.address.empty() || isLocal(record.address.c_str())) return;
-  if (about->ifa_family != AF_INET) return;
-  record.subnetMask = maskText(about->ifa_prefixlen);
+  if (!address && !label) return;
+  IpAddressData record;
+  record.interfaceName = label.value_or("");
+  record.address = address.value_or("");
+  if (isLocal(record.address.c_str())) return;
+  if (about->ifa_family == AF_INET) record.subnetMask = maskText(about->ifa_prefixlen);
   records.emplace(static_cast<int>(about->ifa_index), std::move(record));
 }
 

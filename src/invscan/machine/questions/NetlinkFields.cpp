@@ -141,11 +141,13 @@ std::string addressMessage(const CaptureValue& object) {
   record.ifa_prefixlen = static_cast<unsigned char>(fields.number("prefix", 0, 255));
   record.ifa_flags = static_cast<unsigned char>(fields.number("flags", 0) & 0xFF);
   record.ifa_index = fields.number("index", 0, INT_MAX);
-  // As the kernel does it: IPv4 addresses come twice, IPv6 addresses only with a peer.
+  // As the kernel does it: IPv4 addresses come twice, IPv6 addresses only with a peer and without a
+  // label.
   Message message(RTM_NEWADDR, record);
   if (address || peer) message.add(IFA_ADDRESS, peer ? *peer : *address);
   if (address && (peer || record.ifa_family == AF_INET)) message.add(IFA_LOCAL, *address);
-  if (const auto label = fields.text("label")) message.add(IFA_LABEL, *label);
+  const auto label = fields.text("label");
+  if (label && record.ifa_family == AF_INET) message.add(IFA_LABEL, *label);
   return message.take();
 }
 
