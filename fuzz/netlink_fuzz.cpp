@@ -11,6 +11,8 @@
 #include <invscan/network.h>
 
 #include "../tests/TestMachine.h"
+#include "agent/redact/NetlinkRedaction.h"
+#include "agent/redact/Redactor.h"
 #include "invscan/linux/utils/KernelAdapters.h"
 #include "invscan/linux/utils/KernelAddresses.h"
 #include "invscan/linux/utils/KernelTables.h"
@@ -56,6 +58,27 @@ void checkCallbacks(std::string datagram) {
   }
 }
 
+// A redacted datagram is one that says as much, and is left as it is by redacting it again but for
+// the addresses.
+void checkRedaction(const std::string& datagram) {
+  static const agent::Redactor redactor = [] {
+    OrvCfg::setKey("agent.redact_key", "k");
+    return agent::Redactor();
+  }();
+  agent::Replacements replacements({}, redactor);
+  const std::string redacted = agent::redactDatagram(datagram, replacements);
+  const auto count = [](const std::string& bytes) {
+    std::size_t known = 0;
+    NetlinkMessage message;
+    for (NetlinkMessages messages(bytes); messages.next(message);) {
+      known += readLink(message) || readAddress(message) || readRoute(message);
+    }
+    return known;
+  };
+  require(count(redacted) == count(datagram));
+  require(agent::redactDatagram(redacted, replacements).size() == redacted.size());
+}
+
 // Every dump is this datagram and an end.
 class DatagramMachine : public TestMachine {
  public:
@@ -89,6 +112,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view datagram(reinterpret_cast<const char*>(data), size);
   checkWalk(datagram);
   checkCallbacks(std::string(datagram));
+  checkRedaction(std::string(datagram));
   datagramMachine().answerWith(datagram);
   const auto ipv4 = kernelIpv4Records();
   for (const auto& record : ipv4.value()) {

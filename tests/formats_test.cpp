@@ -1,13 +1,17 @@
 // The agent's forms of output, and its redaction, for values that no machine at hand has.
 
 #include <cmath>
+#include <set>
 
 #include "Testing.h"
 #include "agent/formats/Formats.h"
 #include "agent/formats/Json.h"
 #include "agent/formats/Value.h"
+#include "agent/redact/Addresses.h"
+#include "agent/redact/NetlinkRedaction.h"
 #include "agent/redact/Redactor.h"
 #include "agent/redact/Replacements.h"
+#include "base/Hex.h"
 
 namespace invscan::agent {
 namespace {
@@ -128,6 +132,9 @@ class Redaction : public testing::Test {
     return Redactor();
   }
   std::string token(const std::string& value) const { return redactor_.token(value); }
+  std::string other(const std::string& address) const {
+    return Address::spelled(address)->substitute(redactor_).spelledLike(address);
+  }
 
   const Redactor redactor_ = makeRedactor();
 };
@@ -150,7 +157,7 @@ TEST_F(Redaction, CaptureLosesWholeWordsOnly) {
       {"n\u00F6node", "n\u00F6node"},  // a letter of another script
       {"node,node", token("node") + "," + token("node")},
       {"X1\nX1 \n X1", token("X1") + "\nX1 \n X1"},  // short values are whole lines
-      {"192.0.2.7/24 192.0.2.70", token("192.0.2.7") + "/24 192.0.2.70"},
+      {"192.0.2.7/24 192.0.2.70", other("192.0.2.7") + "/24 192.0.2.70"},
       {"", ""},
   };
   Replacements replacements(makeSecretScan(), redactor_);
@@ -158,22 +165,62 @@ TEST_F(Redaction, CaptureLosesWholeWordsOnly) {
 }
 
 TEST_F(Redaction, ListingsLoseAddressesThatNoValueIs) {
-  const std::string mac = token("00:1A:2B:3C:4D:5E");
+  const std::string mac = other("00:1A:2B:3C:4D:5E");
   const std::pair<std::string, std::string> cases[] = {
-      {"eth0 HWaddr 00:1a:2b:3c:4d:5E  \n", "eth0 HWaddr " + mac + "  \n"},
+      {"eth0 HWaddr 00:1A:2B:3C:4D:5E  \n", "eth0 HWaddr " + mac + "  \n"},
       {"inet addr:10.0.0.5  Bcast:10.0.0.255  Mask:255.0.0.0",
-       "inet addr:" + token("10.0.0.5") + "  Bcast:" + token("10.0.0.255") + "  Mask:255.0.0.0"},
+       "inet addr:" + other("10.0.0.5") + "  Bcast:" + other("10.0.0.255") + "  Mask:255.0.0.0"},
       {"inet6 addr: FE80:0::1/64 ::ffff/128 ::1/128",
-       "inet6 addr: " + token("fe80::1") + "/64 " + token("::ffff") + "/128 ::1/128"},
+       "inet6 addr: " + other("fe80::1") + "/64 " + other("::ffff") + "/128 ::1/128"},
       {"5.0.0.10.in-addr.arpa\tname = node.",
-       token("5.0.0.10") + ".in-addr.arpa\tname = " + token("node") + "."},
-      {"ib0 80:0:1\n80:00:00:48:fe:80:00", "ib0 80:0:1\n" + token("80:00:00:48:FE:80:00")},
+       other("5.0.0.10") + ".in-addr.arpa\tname = " + token("node") + "."},
+      {"ib0 80:0:1\n80:00:00:48:FE:80:00", "ib0 80:0:1\n" + other("80:00:00:48:FE:80:00")},
       {"0.0.0.0 127.0.0.1 ff:ff:ff:ff:ff:ff 00:00:00:00:00:00 :: 1.2.3 a.b :",
        "0.0.0.0 127.0.0.1 ff:ff:ff:ff:ff:ff 00:00:00:00:00:00 :: 1.2.3 a.b :"},
-      {"192.0.2.7:" + mac + " x10.0.0.1", token("192.0.2.7") + ":" + mac + " x10.0.0.1"},
+      {"192.0.2.7:" + mac + " x10.0.0.1", other("192.0.2.7") + ":" + mac + " x10.0.0.1"},
   };
   Replacements replacements(makeSecretScan(), redactor_);
-  for (const auto& [text, expected] : cases) EXPECT_EQ(replacements.inListing(text), expected);
+  for (const auto& [text, expected] : cases) {
+    replacements.learn(text);
+    EXPECT_EQ(replacements.inText(text), expected);
+  }
+  const std::string digits = "fe800000000000000000000000000001";
+  replacements.learnDigits("lo " + digits + "\n00 0");
+  EXPECT_EQ(replacements.inText(digits),
+            Address::inDigits(digits)->substitute(redactor_).spelledLike(digits));
+}
+
+std::string rule(const std::string& address) {
+  std::string scope;
+  getScope(scope, address.c_str());
+  return scope;
+}
+
+TEST_F(Redaction, AddressesStayInTheirKindAndSubnet) {
+  const auto substitute = [this](const char* text) {
+    return Address::spelled(text)->substitute(redactor_).bytes();
+  };
+  const std::pair<const char*, const char*> cases[] = {
+      {"2001:db8::1", "2001:db8::2"}, {"fe80::1", "fe80::2"},
+      {"fd00::5", "fd00::6"},         {"52:54:00:AB:CD:01", "52:54:00:AB:CD:02"},
+      {"192.0.2.1", "192.0.2.2"},
+  };
+  for (const auto& [one, two] : cases) {
+    const std::string first = substitute(one), second = substitute(two);
+    const std::size_t common = first.size() - 1;
+    EXPECT_EQ(first.substr(0, common), second.substr(0, common)) << one;
+    EXPECT_NE(first, second) << one;
+    EXPECT_NE(first.substr(common - 1), Address::spelled(one)->bytes().substr(common - 1)) << one;
+    EXPECT_TRUE(first.size() == 4 || rule(other(one)) == rule(one)) << other(one);
+  }
+  std::set<std::string> found;
+  for (int i = 0; i < 1 << 16; ++i) {
+    const std::string bytes = {static_cast<char>(i >> 8), static_cast<char>(i), 7, 7};
+    const Address address = *Address::ofBytes(bytes);
+    if (!address.tells()) continue;
+    const Address another = address.substitute(redactor_);
+    EXPECT_TRUE(another.tells() && found.insert(another.bytes().substr(0, 2)).second) << i;
+  }
 }
 
 TEST_F(Redaction, BinaryKeepsItsLayout) {
@@ -185,6 +232,49 @@ TEST_F(Redaction, BinaryKeepsItsLayout) {
   EXPECT_EQ(redacted.substr(9, 10), "\0ACME Ltd\0"s);
   EXPECT_EQ(redacted.find("\xC0\x00\x02\x07"s), redacted.npos);
   EXPECT_EQ(replacements.count(), 2U);
+}
+
+// A link, in little-endian digits: header, ifinfomsg, then attributes.
+TEST_F(Redaction, DatagramsKeepWhatIsKnown) {
+  const std::string link =
+      "00000000000000000000000000000000"
+      "00000100020000000000000000000000";
+  const struct {
+    const char* what;
+    std::string attributes, expected;
+  } cases[] = {
+      {"name and MTU", "09000300657468300000000008000400dc050000",
+       "09000300657468300000000008000400dc050000"},
+      {"an alias that says whose it is", "09001400776f726b00000000", ""},
+      {"a name that is one's own",
+       "09000300"
+       "6e6f646500000000",
+       "name"},
+      {"numbers of a wrong size, and a text without an end",
+       "0c0004000000000000000000080003006574683"
+       "0",
+       ""},
+      {"one that is longer than the message", "ff000300", ""},
+  };
+  Replacements replacements(makeSecretScan(), redactor_);
+  for (const auto& test : cases) {
+    const std::string digits = link + test.attributes;
+    std::string bytes;
+    for (std::size_t i = 0; i < digits.size(); i += 2) {
+      bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+    }
+    bytes[0] = static_cast<char>(bytes.size());
+    bytes[4] = 16;
+    const std::string redacted = redactDatagram(bytes, replacements).substr(32);
+    if (test.expected == "name"s) {
+      EXPECT_EQ(redacted.substr(4, 25), token("node"));
+    } else {
+      EXPECT_EQ(
+          hex(reinterpret_cast<const unsigned char*>(redacted.data()), redacted.size(), kLowerHex),
+          test.expected)
+          << test.what;
+    }
+  }
 }
 
 }  // namespace

@@ -12,6 +12,7 @@ import hashlib
 import ipaddress
 import json
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -188,6 +189,46 @@ def compare(network, found, wanted):
                 value != "" for name, value in ours.items() if name not in theirs), ours
 
 
+def forms(text):
+    """An address as it may stand in a file, in lower case."""
+    hardware = text.count(":") >= 5 and "::" not in text and all(
+        len(part) == 2 for part in text.split(":"))
+    address = bytes.fromhex(text.replace(":", "")) if hardware else ipaddress.ip_address(text).packed
+    for value in (address, address[::-1]):
+        yield from (value.lower(), value.hex().encode())
+    yield text.lower().encode()
+    if not hardware:
+        yield ipaddress.ip_address(text).exploded.encode()
+
+
+def secrets(namespace):
+    tables = [namespace.tables("ip", "-j", *command) for command in (
+        ("addr",), ("-4", "route", "show", "table", "all"), ("-6", "route", "show", "table", "all"))]
+    texts = re.findall(r'"(?:address|local|broadcast|gateway|prefsrc|permaddr)": ?"([^"/]+)', json.dumps(tables))
+    return {text for text in texts
+            if not re.match(r"(0|127|255)\.|::1?$|(00:){5}00|(ff:){5}ff|f[ef]..::$", text)}
+
+
+def test_redaction(network, namespace, program, capture, found):
+    """The same rows, with other addresses that belong together in the same way."""
+    key = capture.with_suffix(".conf")
+    key.write_text("[agent]\nredact_key = k\n")
+    namespace.run(program, "capture", capture, "--redact", "--config", key)
+    replayed = scan(namespace, program, *GROUPS, "--machine", capture)
+    kept = ("Index", "Subnet", "Scope", "Adapter Name", "Type", "Model", "EtherChannel devices")
+    for group in GROUPS:
+        assert len(replayed[group]) == len(found[group]), (network, replayed[group])
+        for ours, theirs in zip(replayed[group], found[group]):
+            assert all(ours.get(name) == theirs.get(name) for name in kept), (network, ours, theirs)
+            assert ([name for name, value in ours.items() if value == ""]
+                    == [name for name, value in theirs.items() if value == ""]), (ours, theirs)
+    files = {path: path.read_bytes().lower() for path in capture.rglob("*") if path.is_file()}
+    for secret in secrets(namespace):
+        for form in forms(secret):
+            for path, contents in files.items():
+                assert form not in contents, f"{network}: {secret} stands in {path} as {form}"
+
+
 def test_networks(program):
     for network, commands in NETWORKS.items():
         with Namespace(commands) as namespace, tempfile.TemporaryDirectory() as scratch:
@@ -197,6 +238,7 @@ def test_networks(program):
             namespace.run(program, "capture", capture)
             replayed = scan(namespace, program, *GROUPS, "--machine", capture)
             assert replayed == found, f"{network}: replay differs"
+            test_redaction(network, namespace, program, pathlib.Path(scratch) / "redacted", found)
         print(f"{network}: {', '.join(str(len(rows)) for rows in found.values())} rows")
 
 

@@ -64,7 +64,8 @@ DIRECTIONS = [
     ("invscan/", r'"agent/|"helpers/', "the library knows nothing of agent and helpers"),
     ("helpers/", r'"agent/', "a helper knows nothing of the agent"),
     (SEAM, r'"invscan/(com|linux|SMBIOS)/', "the seam knows nothing of those who ask it"),
-    ("agent/", r'"(?!agent/|base/)', "the agent is a host: public headers and the platform layer only"),
+    ("agent/", r'"(?!agent/|base/|common/net/)',
+     "the agent is a host: public headers, the platform layer and the walk through datagrams only"),
 ]
 
 TEXT_OR_COMMENT = re.compile(

@@ -16,6 +16,7 @@
 #include "agent/Failure.h"
 #include "agent/Output.h"
 #include "agent/Text.h"
+#include "agent/redact/NetlinkRedaction.h"
 #include "agent/redact/Replacements.h"
 #include "base/Descriptor.h"
 #include "base/Hex.h"
@@ -90,10 +91,6 @@ void redactWhole(const fs::path& path, Replace replace) {
   if (redacted != text) replaceFile(path, redacted, kMode);
 }
 
-void redactListing(const fs::path& path, Replacements& replacements) {
-  redactWhole(path, [&](const std::string& text) { return replacements.inListing(text); });
-}
-
 void redactFile(const fs::path& path, Replacements& replacements) {
   if (sizeOf(openFile(path)) >= static_cast<off_t>(kLargestExtent)) {
     redactImage(path, replacements);
@@ -113,9 +110,12 @@ std::string bytesFromHex(const std::string& digits) {
   return bytes;
 }
 
-std::string redactHex(const std::string& digits, Replacements& replacements) {
-  const std::string bytes = replacements.inBytes(bytesFromHex(digits));
+std::string hexOf(const std::string& bytes) {
   return hex(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), kLowerHex);
+}
+
+std::string redactHex(const std::string& digits, Replacements& replacements) {
+  return hexOf(replacements.inBytes(bytesFromHex(digits)));
 }
 
 bool holdsHex(std::string_view key) {
@@ -153,7 +153,6 @@ constexpr struct {
                     {"proc/self/mounts", MountTable::Mounts},
                     {"proc/self/mountinfo", MountTable::MountInfo},
                     {"proc/swaps", MountTable::Swaps}};
-// Has addresses in digits without marks between them, which no token fits.
 constexpr std::string_view kIpv6Routes = "proc/net/ipv6_route";
 
 bool listsAddresses(const std::string& line) {
@@ -161,20 +160,47 @@ bool listsAddresses(const std::string& line) {
                      [&](std::string_view command) { return line.starts_with(command); });
 }
 
-void redactListings(Json& commands, Replacements& replacements) {
-  for (Json& command : commands) {
-    if (!command.contains("output") || !listsAddresses(command.value("line", ""))) continue;
-    Json& output = command["output"];
-    output = replacements.inListing(output.get<std::string>());
+void learnMachine(const Json& machine, Replacements& replacements) {
+  for (const Json& command : machine.value("commands", Json::array())) {
+    if (listsAddresses(command.value("line", ""))) replacements.learn(command.value("output", ""));
+  }
+  for (const char* section : {"hosts", "interfaces"}) {
+    if (machine.contains(section)) replacements.learn(machine[section].dump());
   }
 }
 
-void redactMachine(const fs::path& path, Replacements& replacements) {
-  const Json machine = Json::parse(contentsOf(path));
-  Json redacted = redactJson(machine, false, replacements);
-  // Every address of the machine and of its neighbours stands there in bytes, which no token fits.
-  redacted.erase("netlink");
-  if (redacted.contains("commands")) redactListings(redacted["commands"], replacements);
+void learnFiles(const fs::path& root, Replacements& replacements) {
+  const auto isFile = [](const fs::path& path) {
+    return fs::is_regular_file(fs::symlink_status(path));
+  };
+  for (const std::string_view name : kListingFiles) {
+    if (isFile(root / name)) replacements.learn(contentsOf(root / name));
+  }
+  if (isFile(root / kIpv6Routes)) replacements.learnDigits(contentsOf(root / kIpv6Routes));
+}
+
+// Dumps whose messages are in digits, as they are recorded; others go.
+Json redactNetlink(const Json& dumps, Replacements& replacements) {
+  Json result = Json::object();
+  for (const auto& [request, dump] : dumps.items()) {
+    if (!dump.is_array()) continue;
+    Json& datagrams = result[request] = Json::array();
+    for (const Json& datagram : dump) {
+      if (!datagram.is_string()) continue;
+      const std::string bytes = redactDatagram(bytesFromHex(datagram), replacements);
+      datagrams.push_back(hexOf(bytes));
+    }
+  }
+  return result;
+}
+
+void redactMachine(const fs::path& path, const Json& machine, Replacements& replacements) {
+  constexpr char kNetlink[] = "netlink";
+  Json rest = machine;
+  rest.erase(kNetlink);
+  Json redacted = redactJson(rest, false, replacements);
+  if (machine.contains(kNetlink))
+    redacted[kNetlink] = redactNetlink(machine[kNetlink], replacements);
   if (redacted != machine) {
     replaceFile(path, redacted.dump(1, ' ', false, Json::error_handler_t::replace) + "\n", kMode);
   }
@@ -192,6 +218,7 @@ CaptureRedaction redactCapture(const std::string& directory, const Scan& scan,
     if (replacements.count() > before) ++done.files;
   };
 
+  const fs::path machineFile = fs::path(directory) / "machine.json";
   const fs::path root = fs::path(directory) / "root";
   for (const auto& [name, table] : kMountTables) {
     if (!fs::is_regular_file(fs::symlink_status(root / name))) continue;
@@ -201,11 +228,11 @@ CaptureRedaction redactCapture(const std::string& directory, const Scan& scan,
         },
         root / name);
   }
-  redact(redactMachine, fs::path(directory) / "machine.json");
-  fs::remove(root / kIpv6Routes);
-  for (const std::string_view name : kListingFiles) {
-    if (fs::is_regular_file(fs::symlink_status(root / name))) redact(redactListing, root / name);
-  }
+  const Json machine = Json::parse(contentsOf(machineFile));
+  learnMachine(machine, replacements);
+  learnFiles(root, replacements);
+  redact([&](const fs::path& path, auto&) { redactMachine(path, machine, replacements); },
+         machineFile);
   std::vector<fs::path> files;
   for (const auto& entry : fs::recursive_directory_iterator(root)) {
     if (entry.is_regular_file() && !entry.is_symlink()) files.push_back(entry.path());

@@ -138,6 +138,10 @@ std::string Redactor::replacement(const kelGroupDef& group, const kelAttribValue
   return isPath(group, record) ? redactPath(value, *this) : token(value);
 }
 
+std::string Redactor::noise(const std::string& text) const {
+  return bytesOf(keyedHash(key_, text));
+}
+
 void Redactor::redact(Scan& scan) const {
   if (!scan.hostName.empty()) scan.hostName = token(scan.hostName);
   for (GroupResult& result : scan.groups) {

@@ -23,6 +23,9 @@ class Redactor {
   // What stands for a sensitive value of that group: its token, or the path with tokens for parts.
   std::string replacement(const kelGroupDef& group, const kelAttribValue& record) const;
 
+  // 32 bytes that nobody without the key can tell.
+  std::string noise(const std::string& text) const;
+
   // Replaces sensitive values and the host name. Values that no source told stay as they are.
   void redact(Scan& scan) const;
 

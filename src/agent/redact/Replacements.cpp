@@ -1,18 +1,16 @@
 #include "agent/redact/Replacements.h"
 
-#include <arpa/inet.h>
-
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
+#include <iterator>
 
 #include "agent/formats/Value.h"
+#include "agent/redact/Addresses.h"
 
 namespace invscan::agent {
 namespace {
 
 constexpr std::size_t kShortestWord = 4;
-constexpr std::size_t kEthernetAddress = 6;
 
 // Bytes of other scripts count as letters.
 bool isWordCharacter(char c) {
@@ -23,54 +21,6 @@ bool isWord(std::string_view text, std::size_t begin, std::size_t length) {
   const std::size_t end = begin + length;
   return (begin == 0 || !isWordCharacter(text[begin - 1])) &&
          (end == text.size() || !isWordCharacter(text[end]));
-}
-
-// The address that a text spells, in network order; empty when it spells none.
-std::string addressBytes(const std::string& text) {
-  unsigned char bytes[sizeof(in6_addr)];
-  std::size_t count = 0;
-  int end = 0;
-  if (inet_pton(AF_INET, text.c_str(), bytes) == 1) {
-    count = sizeof(in_addr);
-  } else if (inet_pton(AF_INET6, text.c_str(), bytes) == 1) {
-    count = sizeof(in6_addr);
-  } else if (std::sscanf(text.c_str(), "%2hhx:%2hhx:%2hhx:%2hhx:%2hhx:%2hhx%n", &bytes[0],
-                         &bytes[1], &bytes[2], &bytes[3], &bytes[4], &bytes[5], &end) == 6 &&
-             static_cast<std::size_t>(end) == text.size()) {
-    count = kEthernetAddress;
-  }
-  return std::string(reinterpret_cast<const char*>(bytes), count);
-}
-
-// Six or more pairs of digits joined by ':'.
-bool isHardwareAddress(std::string_view text) {
-  if (text.size() < 3 * kEthernetAddress - 1 || text.size() % 3 != 2) return false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool isDigit = std::isxdigit(static_cast<unsigned char>(text[i])) != 0;
-    if (i % 3 == 2 ? text[i] != ':' : !isDigit) return false;
-  }
-  return true;
-}
-
-// An address as the groups spell it; empty for what is none and for what every machine has: masks,
-// loopback and what stands for no address or for all.
-std::string tellingAddress(std::string text) {
-  if (isHardwareAddress(text)) {
-    for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    const bool tells =
-        text.find_first_not_of("0:") != text.npos && text.find_first_not_of("F:") != text.npos;
-    return tells ? text : "";
-  }
-  char spelled[INET6_ADDRSTRLEN];
-  in_addr ipv4;
-  if (inet_pton(AF_INET, text.c_str(), &ipv4) == 1) {
-    const unsigned first = ntohl(ipv4.s_addr) >> 24;
-    return first == 0 || first == 127 || first == 255 ? "" : text;
-  }
-  in6_addr ipv6;
-  const bool tells = inet_pton(AF_INET6, text.c_str(), &ipv6) == 1 &&
-                     !IN6_IS_ADDR_UNSPECIFIED(&ipv6) && !IN6_IS_ADDR_LOOPBACK(&ipv6);
-  return tells ? inet_ntop(AF_INET6, &ipv6, spelled, sizeof spelled) : "";
 }
 
 std::string_view digitsOf(std::string_view token) {
@@ -127,31 +77,71 @@ std::string replaceWords(std::string_view text, const Table& table, Replace repl
 }  // namespace
 
 Replacements::Replacements(const Scan& scan, const Redactor& redactor) : redactor_(redactor) {
-  if (!scan.hostName.empty()) add(scan.hostName, redactor.token(scan.hostName));
+  if (!scan.hostName.empty()) add(scan.hostName);
   for (const GroupResult& result : scan.groups) {
     for (const Row& row : result.rows) {
       for (const Record& record : row) {
         if (!isSecret(*result.group, *record)) continue;
-        const std::string value = plainText(*record);
-        isPath(*result.group, *record) ? addPath(value) : add(value, redactor.token(value));
+        isPath(*result.group, *record) ? addPath(plainText(*record)) : add(plainText(*record));
       }
     }
   }
 }
 
-void Replacements::add(const std::string& value, const std::string& token) {
-  (value.size() < kShortestWord ? lines_ : words_).emplace(value, token);
-  const std::string address = addressBytes(value);
-  // The unspecified address is in every table, and tells nothing.
-  if (address.find_first_not_of('\0') == address.npos) return;
-  addresses_.emplace(address, std::string(digitsOf(token)));
+void Replacements::add(const std::string& value) {
+  const std::string address = value.substr(0, value.find('/'));
+  if (const auto known = Address::spelled(address)) {
+    add(address, *known);
+  } else {
+    (value.size() < kShortestWord ? lines_ : words_).emplace(value, redactor_.token(value));
+  }
+}
+
+void Replacements::add(const std::string& text, const Address& address) {
+  if (!address.tells()) return;
+  const Address substitute = address.substitute(redactor_);
+  const auto place = addresses_.emplace(address.bytes(), substitute.bytes()).first;
+  sizes_.insert(place->first.size());
+  // Hardware addresses are written in either case.
+  std::string lower = text, upper = text;
+  for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  for (const std::string& spelled : {text, lower, upper}) {
+    words_.emplace(spelled, substitute.spelledLike(spelled));
+  }
+}
+
+void Replacements::learn(std::string_view listing) {
+  constexpr std::string_view kParts = "0123456789abcdefABCDEF:.";
+  char before = ' ';
+  for (std::string_view rest = listing; !rest.empty();) {
+    std::string_view run = rest.substr(0, rest.find_first_not_of(kParts));
+    // A listing may have marks around it, such as "addr:".
+    if (run.starts_with(':') && !run.starts_with("::")) run = run.substr(0, 1);
+    if (run.ends_with('.')) run.remove_suffix(1);
+    const std::string text(isWordCharacter(before) ? std::string_view() : run);
+    if (const auto address = Address::spelled(text)) add(text, *address);
+    const std::size_t length = std::max<std::size_t>(run.size(), 1);
+    before = rest[length - 1];
+    rest.remove_prefix(length);
+  }
+}
+
+void Replacements::learnDigits(std::string_view listing) {
+  constexpr std::string_view kBlanks = " \t\n";
+  while (!listing.empty()) {
+    const std::string word(listing.substr(0, listing.find_first_of(kBlanks)));
+    if (const auto address = Address::inDigits(word)) add(word, *address);
+    listing.remove_prefix(std::min(word.size() + 1, listing.size()));
+  }
 }
 
 // Whoever mounts something may name it by any word of any file: one that looks like a word is
 // replaced in tables of mounts only.
 void Replacements::addPath(const std::string& path) {
   const std::string replaced = redactPath(path, redactor_);
-  if (replaced != path && path.find_first_of("/:@.") != path.npos) add(path, replaced);
+  if (replaced == path || path.find_first_of("/:@.") == path.npos) return;
+  (path.size() < kShortestWord ? lines_ : words_).emplace(path, replaced);
 }
 
 std::string Replacements::inMounts(std::string_view text, MountTable table) {
@@ -181,37 +171,36 @@ std::string Replacements::inText(std::string_view text) {
   return result;
 }
 
-std::string Replacements::inListing(std::string_view text) {
-  constexpr std::string_view kParts = "0123456789abcdefABCDEF:.";
-  const std::string replaced = inText(text);
+std::string Replacements::inBytes(std::string_view bytes) {
+  const std::string replaced = replaceWords(bytes, words_, [this](const auto& entry) {
+    ++count_;
+    return repeated(digitsOf(redactor_.token(entry.first)), entry.first.size());
+  });
   std::string result;
   for (std::string_view rest = replaced; !rest.empty();) {
-    std::string_view run = rest.substr(0, rest.find_first_not_of(kParts));
-    // A listing may have marks around it, such as "addr:".
-    if (run.starts_with(':') && !run.starts_with("::")) run = run.substr(0, 1);
-    if (run.ends_with('.')) run.remove_suffix(1);
-    const bool isWhole = result.empty() || !isWordCharacter(result.back());
-    const std::string address = isWhole ? tellingAddress(std::string(run)) : "";
-    const std::size_t length = std::max<std::size_t>(run.size(), 1);
-    if (!address.empty()) ++count_;
-    result += address.empty() ? std::string(rest.substr(0, length)) : redactor_.token(address);
-    rest.remove_prefix(length);
+    const auto found = addressAt(rest);
+    if (found != addresses_.end()) ++count_;
+    result += found == addresses_.end() ? rest.substr(0, 1) : std::string_view(found->second);
+    rest.remove_prefix(found == addresses_.end() ? 1 : found->first.size());
   }
   return result;
 }
 
-std::string Replacements::inBytes(std::string_view bytes) {
-  std::string result = replaceWords(bytes, words_, [this](const auto& entry) {
-    ++count_;
-    return repeated(digitsOf(entry.second), entry.first.size());
-  });
-  for (const auto& [address, digits] : addresses_) {
-    for (std::size_t i = 0; (i = result.find(address, i)) != result.npos; i += address.size()) {
-      ++count_;
-      result.replace(i, address.size(), digits, 0, address.size());
-    }
+Replacements::Table::const_iterator Replacements::addressAt(std::string_view bytes) const {
+  for (const std::size_t size : sizes_) {
+    const auto found =
+        size <= bytes.size() ? addresses_.find(bytes.substr(0, size)) : addresses_.end();
+    if (found != addresses_.end()) return found;
   }
-  return result;
+  return addresses_.end();
+}
+
+std::optional<std::string> Replacements::inAddress(std::string_view bytes) {
+  const auto address = Address::ofBytes(bytes);
+  if (!address) return std::nullopt;
+  if (!address->tells()) return address->bytes();
+  ++count_;
+  return address->substitute(redactor_).bytes();
 }
 
 }  // namespace invscan::agent

@@ -21,12 +21,12 @@ struct Job {
   // behind, has a room and so a worker of its own, which is killed as soon as its answer is
   // complete.
   int room = kOwnRoom;
-  // Does not run beside others of its room.
-  bool isInTurn = false;
   // What it starts has to end with the agent even if that is killed.
   bool startsPrograms = false;
   // Jobs by their places in the list, which have their results before this one begins.
   std::vector<std::size_t> after = {};
+  // Does not run beside others of its room.
+  bool isInTurn = false;
 };
 
 // What scanGroups (Scanner.h) promises, for any jobs: one result for each, in their order.

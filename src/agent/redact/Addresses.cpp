@@ -1,0 +1,144 @@
+#include "agent/redact/Addresses.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+
+#include "base/Hex.h"
+
+namespace invscan::agent {
+namespace {
+
+constexpr std::size_t kLeastHardwareAddress = 6;
+constexpr std::size_t kIpv6Digits = 2 * sizeof(in6_addr);
+constexpr std::size_t kIpv6Groups = 8;
+
+const unsigned char* unsignedBytes(const std::string& bytes) {
+  return reinterpret_cast<const unsigned char*>(bytes.data());
+}
+
+bool isDigit(char c) {
+  return std::isxdigit(static_cast<unsigned char>(c)) != 0;
+}
+
+// The bytes of pairs of digits, with a mark between two or none; empty for anything else.
+std::string bytesOfPairs(std::string_view text, std::string_view mark) {
+  std::string bytes;
+  const std::size_t step = 2 + mark.size();
+  if (text.size() % step != 2 % step) return "";
+  for (std::size_t i = 0; i < text.size(); i += step) {
+    const std::string pair(text.substr(i, 2));
+    const bool isMarked = i + 2 == text.size() || text.substr(i + 2, mark.size()) == mark;
+    if (!isDigit(pair[0]) || !isDigit(pair[1]) || !isMarked) return "";
+    bytes += static_cast<char>(std::strtoul(pair.c_str(), nullptr, 16));
+  }
+  return bytes;
+}
+
+// Digits in groups of that many.
+std::string inGroups(const std::string& digits, std::size_t size) {
+  std::string text = digits.substr(0, size);
+  for (std::size_t i = size; i < digits.size(); i += size) text += ':' + digits.substr(i, size);
+  return text;
+}
+
+// Turns each bit around or not, as the key and the bits before it say: the digest of the bytes
+// before one has a bit for each way through the eight of this one.
+std::string mixed(const std::string& bytes, std::string_view kind, const Redactor& redactor) {
+  std::string result;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const std::string noise = redactor.noise(std::string(kind) + bytes.substr(0, i));
+    unsigned way = 1, byte = 0;
+    for (int bit = 7; bit >= 0; --bit) {
+      const unsigned own = unsignedBytes(bytes)[i] >> bit & 1;
+      const unsigned turn = unsignedBytes(noise)[way / 8] >> way % 8 & 1;
+      byte = 2 * byte + (own ^ turn);
+      way = 2 * way + own;
+    }
+    result += static_cast<char>(byte);
+  }
+  return result;
+}
+
+void setBits(char& byte, unsigned mask, unsigned bits) {
+  byte = static_cast<char>((static_cast<unsigned char>(byte) & ~mask) | bits);
+}
+
+}  // namespace
+
+std::optional<Address> Address::ofBytes(std::string_view bytes) {
+  if (bytes.size() != sizeof(in_addr) && bytes.size() < kLeastHardwareAddress) return std::nullopt;
+  return Address(bytes);
+}
+
+std::optional<Address> Address::spelled(const std::string& text) {
+  const std::string pairs = bytesOfPairs(text, ":");
+  if (pairs.size() >= kLeastHardwareAddress) return Address(pairs);
+  char bytes[sizeof(in6_addr)];
+  if (inet_pton(AF_INET, text.c_str(), bytes) == 1) return Address({bytes, sizeof(in_addr)});
+  if (inet_pton(AF_INET6, text.c_str(), bytes) == 1) return Address({bytes, sizeof bytes});
+  return std::nullopt;
+}
+
+std::optional<Address> Address::inDigits(std::string_view text) {
+  const std::string bytes = bytesOfPairs(text, "");
+  if (bytes.size() != sizeof(in6_addr)) return std::nullopt;
+  return Address(bytes);
+}
+
+bool Address::isIpv4() const {
+  return bytes_.size() == sizeof(in_addr);
+}
+
+bool Address::isIpv6() const {
+  return bytes_.size() == sizeof(in6_addr);
+}
+
+bool Address::tells() const {
+  const unsigned first = unsignedBytes(bytes_)[0];
+  if (isIpv4()) return first != 0 && first != 127 && first != 255;
+  const std::size_t place = bytes_.find_first_not_of('\0');
+  if (isIpv6() && place == bytes_.size() - 1) return bytes_.back() != 1;
+  return place != bytes_.npos && bytes_.find_first_not_of('\xFF') != bytes_.npos;
+}
+
+Address Address::substitute(const Redactor& redactor) const {
+  Address result(mixed(bytes_, isIpv4() ? "IPv4" : isIpv6() ? "IPv6" : "hardware", redactor));
+  std::string& bytes = result.bytes_;
+  const unsigned first = unsignedBytes(bytes_)[0];
+  constexpr std::string_view kLink("\xFE\x80\0\0\0\0\0\0", 8);
+  if (isIpv4()) {
+    // One that lands among those which tell nothing goes on from there: no two meet then.
+    while (!result.tells()) bytes[0] = mixed(bytes.substr(0, 1), "IPv4", redactor)[0];
+  } else if (!isIpv6()) {
+    bytes[0] = 2;
+  } else if ((first & 0xE0) == 0x20) {
+    bytes.replace(0, 2, "\x3F\xFF");
+    setBits(bytes[2], 0xF0, 0);
+  } else {
+    const bool isUnique = (first & 0xFE) == 0xFC;
+    const std::size_t kept = bytes_.starts_with(kLink) ? kLink.size() : isUnique ? 1 : 2;
+    bytes.replace(0, kept, bytes_, 0, kept);
+  }
+  return result;
+}
+
+std::string Address::spelledLike(std::string_view text) const {
+  const std::string digits = hex(unsignedBytes(bytes_), bytes_.size(), kLowerHex);
+  if (isIpv4() || isIpv6()) {
+    if (text.size() == kIpv6Digits && text.find(':') == text.npos) return digits;
+    if (isIpv6() && text.size() == kIpv6Digits + kIpv6Groups - 1) return inGroups(digits, 4);
+    char spelled[INET6_ADDRSTRLEN];
+    return inet_ntop(isIpv4() ? AF_INET : AF_INET6, bytes_.data(), spelled, sizeof spelled);
+  }
+  std::string pairs = inGroups(digits, 2);
+  const bool isLower =
+      std::any_of(text.begin(), text.end(), [](char c) { return c >= 'a' && c <= 'f'; });
+  if (!isLower) std::transform(pairs.begin(), pairs.end(), pairs.begin(), ::toupper);
+  return pairs;
+}
+
+}  // namespace invscan::agent
