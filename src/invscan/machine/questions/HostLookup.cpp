@@ -4,6 +4,7 @@
 #include <netdb.h>
 #include <resolv.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <condition_variable>
 #include <memory>
@@ -11,6 +12,7 @@
 #include <optional>
 #include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -51,7 +53,6 @@ void makeImpatient() {
 // Waits as long as the name services like to.
 HostLookup findHost(const NetworkAddress& address) {
   constexpr std::size_t kMostRoom = 1 << 16;
-  makeImpatient();
   const auto begin = std::chrono::steady_clock::now();
   std::vector<char> room(1024);
   for (;;) {
@@ -72,12 +73,34 @@ HostLookup findHost(const NetworkAddress& address) {
   }
 }
 
-// What the two threads of a look-up share; the one that ends last frees it.
-struct Shared {
+// Where one thread puts its questions and another its answers; the one that ends last frees it. A
+// thread for each look-up would cost more than most name services do.
+struct Desk {
+  const pid_t process = getpid();  // the other thread is not in a fork
   std::mutex mutex;
-  std::condition_variable isThere;
-  std::optional<HostLookup> lookup;
+  std::condition_variable hasChanged;
+  std::optional<NetworkAddress> question;
+  std::optional<HostLookup> answer;
+  bool isAttended = true;
 };
+
+// Answers questions until none comes for a while: a host is not left with an idle thread.
+void attend(Desk& desk) {
+  constexpr auto kIdle = std::chrono::milliseconds(100);
+  makeImpatient();
+  std::unique_lock lock(desk.mutex);
+  while (desk.hasChanged.wait_for(lock, kIdle, [&] { return desk.question.has_value(); })) {
+    const NetworkAddress address = *std::exchange(desk.question, std::nullopt);
+    lock.unlock();
+    HostLookup found = findHost(address);
+    lock.lock();
+    desk.answer = std::move(found);
+    lock.unlock();  // whoever wakes up is not to wait for it
+    desk.hasChanged.notify_one();
+    lock.lock();
+  }
+  desk.isAttended = false;
+}
 
 // The host's handlers are not to run in a thread that it does not know of.
 class SignalsBlocked {
@@ -95,28 +118,50 @@ class SignalsBlocked {
   sigset_t before_;
 };
 
+// Null when there is no thread to be had.
+std::shared_ptr<Desk> openDesk() {
+  auto desk = std::make_shared<Desk>();
+  try {
+    const SignalsBlocked quiet;
+    std::thread([desk] { attend(*desk); }).detach();
+  } catch (const std::system_error&) {
+    return nullptr;
+  }
+  return desk;
+}
+
+// False when there is nobody to answer it.
+bool putQuestion(Desk& desk, const NetworkAddress& address) {
+  {
+    const std::lock_guard lock(desk.mutex);
+    if (!desk.isAttended) return false;
+    desk.question = address;
+  }
+  desk.hasChanged.notify_one();
+  return true;
+}
+
 }  // namespace
 
-// Neither the resolver's own time-outs nor signals bound what other name services than DNS do, so a
-// thread asks them, and is left behind when it takes too long.
+// Neither the resolver's own time-outs nor signals bound what other name services than DNS do, so
+// another thread asks them, and is left behind when it takes too long.
 HostLookup HostLookupQuestion::live(const Key& asked) {
   const NetworkAddress address = parseAddress(asked.text);
   if (address.family == AF_UNSPEC) return {};
-  const auto answer = std::make_shared<Shared>();
-  try {
-    const SignalsBlocked quiet;
-    std::thread([answer, address] {
-      HostLookup found = findHost(address);
-      const std::lock_guard lock(answer->mutex);
-      answer->lookup = std::move(found);
-      answer->isThere.notify_one();
-    }).detach();
-  } catch (const std::system_error&) {
-    return {HostLookupOutcome::TimedOut, {}};  // no thread to be had: nor for the next address
+  thread_local std::shared_ptr<Desk> desk;
+  const bool isUsable = desk && desk->process == getpid() && putQuestion(*desk, address);
+  if (!isUsable) {
+    desk = openDesk();
+    if (desk) putQuestion(*desk, address);
   }
-  std::unique_lock lock(answer->mutex);
-  answer->isThere.wait_for(lock, asked.limit, [&] { return answer->lookup.has_value(); });
-  return answer->lookup.value_or(HostLookup{HostLookupOutcome::TimedOut, {}});
+  if (!desk) return {HostLookupOutcome::TimedOut, {}};  // nor for the next address
+  std::unique_lock lock(desk->mutex);
+  if (desk->hasChanged.wait_for(lock, asked.limit, [&] { return desk->answer.has_value(); })) {
+    return *std::exchange(desk->answer, std::nullopt);
+  }
+  lock.unlock();
+  desk.reset();
+  return {HostLookupOutcome::TimedOut, {}};
 }
 
 std::string HostLookupQuestion::outcome(const HostLookup& lookup) {
