@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Scans networks made for the purpose and holds the rows against what ip and ethtool tell.
+"""Scans networks made for the purpose and holds the rows against what ip and ethtool tell, classic
+rows against what ifconfig and netstat print.
 
 usage: netns_test.py INVSCAN
 
@@ -13,6 +14,7 @@ import ipaddress
 import json
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -189,6 +191,64 @@ def compare(network, found, wanted):
                 value != "" for name, value in ours.items() if name not in theirs), ours
 
 
+TYPES_BY_NAME = {"eth": 3, "tr": 4, "slip": 6, "escon": 7, "ctc": 8, "iucv": 9, "ppp": 10}
+
+
+def listed_interfaces(printed):
+    """What the classic rules make of "ifconfig -a": hardware address, IPv4 and IPv6 addresses by name."""
+    interfaces, current = {}, {}
+    for line in printed.splitlines():
+        if line[:1].strip():
+            current = interfaces.setdefault(re.match("[A-Za-z0-9]*", line)[0],
+                                            {"hardware": "", "inet": "", "inet6": []})
+            if "HWaddr " in line:
+                current["hardware"] = line.split("HWaddr ")[1].split()[0].upper()
+        elif match := re.match(r"\s+inet(6?)\s.*addr:\s*(\S+)", line):
+            current["inet" + match[1]] = current["inet6"] + [match[2]] if match[1] else match[2]
+    return interfaces
+
+
+def classic(namespace):
+    interfaces = listed_interfaces(namespace.run("ifconfig", "-a").stdout)
+    rows = {"IP Address": [], "Network Adapter": []}
+    for name, each in interfaces.items():
+        if name != "lo":
+            rows["Network Adapter"].append({
+                "Index": len(rows["Network Adapter"]) + 1,
+                "ID": hashlib.md5((each["hardware"] + name).encode()).hexdigest(),
+                "Permanent Address": each["hardware"], "Current Address": each["hardware"],
+                "Type": next((type for prefix, type in TYPES_BY_NAME.items()
+                              if name.startswith(prefix)), 2), "Model": name})
+    table = namespace.run("netstat", "-nr", check=False).stdout  # fails where there is no route
+    fields = [line.split() for line in table.splitlines()[2:]]
+    routes = [{"gateway": line[1]} for line in fields if len(line) == 8 and {"U", "G"} <= set(line[3])]
+    links = sorted(namespace.tables("ip", "-j", "addr"), key=lambda link: link["ifindex"])
+    for link, each in ((link, each) for link in links for each in addresses_of(link, "inet")):
+        if each["local"].startswith("127.0.0."):
+            continue
+        address = f"{each['local']}/{each['prefixlen']}"
+        mac = link.get("address", "").upper()
+        carrier = [one["inet6"] for one in interfaces.values() if one["inet"] == each["local"]][:1]
+        rows["IP Address"].append({
+            "Index": len(rows["IP Address"]) + 1, "Address": each["local"],
+            "Subnet": str(ipaddress.ip_interface(address).netmask),
+            "Gateway": ipv4_gateway(address, routes),
+            "Permanent Mac Address": mac[:17] if mac.count(":") >= 5 else "00:00:00:00:00:00",
+            "IPV6Address": carrier[0][-1] if any(carrier) else ""})
+    rows["IPv6 Address"] = [{"Address": address.split("/")[0], "Adapter Name": name}
+                            for name, each in interfaces.items() for address in each["inet6"]
+                            if address != "::1/128"]
+    return rows
+
+
+def test_classic(network, namespace, program):
+    found = scan(namespace, program, "--classic", *GROUPS)
+    wanted = classic(namespace)
+    compare(f"{network}, classic", found, wanted)
+    assert all(ours.keys() - {"Type text"} == theirs.keys() for ours, theirs
+               in zip(found["Network Adapter"], wanted["Network Adapter"])), found
+
+
 def forms(text):
     """An address as it may stand in a file, in lower case."""
     hardware = text.count(":") >= 5 and "::" not in text and all(
@@ -234,12 +294,16 @@ def test_networks(program):
         with Namespace(commands) as namespace, tempfile.TemporaryDirectory() as scratch:
             found = scan(namespace, program, *GROUPS)
             compare(network, found, expected(namespace))
+            if shutil.which("ifconfig"):
+                test_classic(network, namespace, program)
             capture = pathlib.Path(scratch) / "capture"
             namespace.run(program, "capture", capture)
             replayed = scan(namespace, program, *GROUPS, "--machine", capture)
             assert replayed == found, f"{network}: replay differs"
             test_redaction(network, namespace, program, pathlib.Path(scratch) / "redacted", found)
         print(f"{network}: {', '.join(str(len(rows)) for rows in found.values())} rows")
+    if not shutil.which("ifconfig"):
+        print("classic rows: skipped, ifconfig (net-tools) is not installed")
 
 
 @contextlib.contextmanager

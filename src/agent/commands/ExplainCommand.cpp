@@ -80,10 +80,25 @@ std::vector<Missing> missingIn(const GroupResult& result) {
   return all;
 }
 
+// In lines that fit a terminal, broken at blanks.
+std::string paragraph(std::string_view text, const std::string& indent) {
+  constexpr std::size_t kWidest = 100;
+  std::string result, line;
+  while (!text.empty()) {
+    const std::string_view word = text.substr(0, text.find(' '));
+    if (!line.empty() && width(indent) + width(line) + 1 + width(word) > kWidest) {
+      result += indent + std::exchange(line, "") + "\n";
+    }
+    line += (line.empty() ? "" : " ") + std::string(word);
+    text.remove_prefix(std::min(word.size() + 1, text.size()));
+  }
+  return result + indent + line + "\n";
+}
+
 std::string defaultBlock(const GroupResult& result) {
   std::string text;
   for (const Missing& missing : missingIn(result)) {
-    text += "    " + missing.reason + "\n" + wrapped(missing.attributes, "      ");
+    text += paragraph(missing.reason, "    ") + wrapped(missing.attributes, "      ");
   }
   return text.empty() ? "" : "  without a value:\n" + text;
 }

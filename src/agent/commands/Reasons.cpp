@@ -51,9 +51,22 @@ void addOnce(std::vector<std::string>& texts, const std::string& text) {
   if (std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
 }
 
+// Sources that came to the same.
+struct Failed {
+  std::string outcome;
+  std::vector<std::string> sources;
+};
+
+void addFailed(std::vector<Failed>& all, std::string_view outcome, const std::string& source) {
+  auto same = std::find_if(all.begin(), all.end(),
+                           [&](const Failed& each) { return each.outcome == outcome; });
+  if (same == all.end()) same = all.insert(all.end(), {std::string(outcome), {}});
+  addOnce(same->sources, source);
+}
+
 // What the accesses that fit a source came to. Many that failed alike are told as one.
 void addOutcomes(const GroupResult& result, std::string_view source,
-                 std::vector<std::string>& answered, std::vector<std::string>& failed) {
+                 std::vector<std::string>& answered, std::vector<Failed>& failed) {
   constexpr std::size_t kMostNamed = 3;
   std::set<std::string_view> good;
   std::map<std::string_view, std::set<std::string_view>> bad;  // by outcome
@@ -64,11 +77,10 @@ void addOutcomes(const GroupResult& result, std::string_view source,
   if (good.size() > kMostNamed) good = {source};
   for (const std::string_view name : good) addOnce(answered, std::string(name));
   for (const auto& [outcome, names] : bad) {
-    const std::string text = ": " + std::string(outcome);
     if (names.size() > kMostNamed) {
-      addOnce(failed, std::string(source) + " (" + std::to_string(names.size()) + ")" + text);
+      addFailed(failed, outcome, std::string(source) + " (" + std::to_string(names.size()) + ")");
     } else {
-      for (const std::string_view name : names) addOnce(failed, std::string(name) + text);
+      for (const std::string_view name : names) addFailed(failed, outcome, std::string(name));
     }
   }
 }
@@ -89,18 +101,22 @@ std::string reasonForDefault(const GroupResult& result, const kelAttribDef& attr
   const AttributeTraits* traits = attributeTraits(result.group->id, attribute.id);
   if (!traits || !*traits->sources) return "never filled on Linux";
 
-  std::vector<std::string> answered, failed;
+  std::vector<std::string> answered;
+  std::vector<Failed> failed;
   for (std::string_view list = traits->sources; !list.empty();) {
     addOutcomes(result, takeSource(list), answered, failed);
   }
-  const std::string help = helpAgainst(failed);
+  std::vector<std::string> reasons, outcomes;
   if (!answered.empty()) {
-    failed.insert(failed.begin(), joined(answered, ", ") +
-                                      " answered: this is the value there, or it does not tell");
-    return joined(failed, "; ") + help;
+    reasons.push_back(joined(answered, ", ") +
+                      " answered: this is the value there, or it does not tell");
   }
-  if (!failed.empty()) return joined(failed, ", ") + help;
-  return std::string("not asked on this machine: ") + traits->sources;
+  for (const auto& [outcome, sources] : failed) {
+    reasons.push_back(joined(sources, ", ") + ": " + outcome);
+    outcomes.push_back(outcome);
+  }
+  if (reasons.empty()) return std::string("not asked on this machine: ") + traits->sources;
+  return joined(reasons, "; ") + helpAgainst(outcomes);
 }
 
 }  // namespace invscan::agent

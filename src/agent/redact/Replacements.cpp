@@ -200,7 +200,9 @@ std::optional<std::string> Replacements::inAddress(std::string_view bytes) {
   if (!address) return std::nullopt;
   if (!address->tells()) return address->bytes();
   ++count_;
-  return address->substitute(redactor_).bytes();
+  const auto [known, isNew] = substitutes_.try_emplace(address->bytes());
+  if (isNew) known->second = address->substitute(redactor_).bytes();
+  return known->second;
 }
 
 }  // namespace invscan::agent

@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 
 #include "agent/redact/MountNames.h"
 #include "agent/redact/Redactor.h"
@@ -55,6 +56,8 @@ class Replacements {
   Table lines_;                                  // too short to be looked for in lines
   Table addresses_;                              // as bytes
   std::set<std::size_t, std::greater<>> sizes_;  // of those
+  std::unordered_map<std::string, std::string>
+      substitutes_;  // of all that were asked for, as bytes
   std::size_t count_ = 0;
 };
 

@@ -79,7 +79,11 @@ const AttributeTraits kNetworkAdapterTraits[] = {
      "/sys/devices/*/modalias",
      nullptr},
     {8, "", Stable, kPublic, "When the adapter was installed.", kNotFilled, nullptr},
-    {9, "", Stable, kPublic, "Kind of connector that the cable plugs into.", kNotFilled, nullptr},
+    {9, "", Stable, kPublic,
+     "Kind of connector that the cable plugs into. Neither sysfs nor a link's message has it: "
+     "drivers "
+     "tell it to ethtool alone.",
+     kNotFilled, nullptr},
     {10, "", Stable, kPublic, "Kind of medium that the adapter transmits on.",
      "/sys/class/net/*/driver; netlink links", nullptr},
     {11, "", Stable, kPublic, "Adapters that form this aggregated one.", "netlink links", nullptr},
