@@ -1,14 +1,18 @@
 // Interfaces, addresses, gateways and names: what the readers make of texts and messages, and rules
-// that a whole machine's expected output would not show.
+// that a whole machine's expected output would not show; what the kernel tells, and what bounds
+// reverse look-ups.
 #include <gtest/gtest.h>
 
 #include <linux/if_addr.h>
 #include <linux/if_link.h>
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include <invscan/invscan.h>
 
@@ -17,6 +21,10 @@
 #include "TracedText.h"
 #include "invscan/linux/utils/HostNames.h"
 #include "invscan/linux/utils/InterfaceList.h"
+#include "invscan/linux/utils/KernelAddresses.h"
+#include "invscan/linux/utils/KernelTables.h"
+#include "invscan/linux/utils/NameLookups.h"
+#include "invscan/machine/CaptureDocument.h"
 
 namespace invscan {
 namespace {
@@ -285,16 +293,6 @@ TEST(Gateways, AreMatchedInTheOrderOfTheTable) {
     std::string gateway = "was";
     Enumerator().getGateway(gateway, test.address, test.mask);
     EXPECT_EQ(gateway, test.expected) << test.what;
-    std::list<std::string> all;
-    IpAddressEnumerator::collectGateways(all);
-    std::string matched = "was";
-    for (const std::string& one : all) {
-      if (matched == "was" && one != test.address &&
-          IpAddressEnumerator::match_ips(test.address, one.c_str(), test.mask) != 0) {
-        matched = one;
-      }
-    }
-    EXPECT_EQ(matched, test.expected) << test.what;
   }
 }
 
@@ -435,17 +433,23 @@ TEST(NetlinkMessages, AreTakenAsFarAsTheirLengthsHold) {
   for (const auto& test : cases) EXPECT_EQ(listed(test.datagram), test.expected) << test.what;
 }
 
+auto dump(int type, std::vector<std::string> datagrams) {
+  return answered<NetlinkQuestion>({NetlinkFailure::None, 0, std::move(datagrams)},
+                                   {type, AF_PACKET});
+}
+
+const std::string kDone = message(NLMSG_DONE, 0, "");
+const std::string kAddress = addressMessage(attribute(IFA_LOCAL, std::string("\x0A\0\0\5", 4)));
+
 TEST(Addresses, AreCompletedByQuestionsAskedOnce) {
-  std::string datagram, done = message(NLMSG_DONE, 0, "");
+  std::string datagram;
   for (char last = 1; last <= 50; ++last) {
     datagram += addressMessage(attribute(IFA_LOCAL, std::string("\x0A\0\0", 3) + last));
   }
-  const NetlinkDump addresses{NetlinkFailure::None, 0, {datagram, done}};
-  const NetlinkDump links{NetlinkFailure::None, 0, {done}};
-  const OnMachine machine({.files = {{"/etc/resolv.conf", {0, "nameserver 10.0.0.53\n"}}},
-                           .commands = {{"hostname", printing("me.x y\n")}},
-                           .plain = {answered<NetlinkQuestion>(addresses, {RTM_GETADDR, AF_PACKET}),
-                                     answered<NetlinkQuestion>(links, {RTM_GETLINK, AF_PACKET})}});
+  const OnMachine machine(
+      {.files = {{"/etc/resolv.conf", {0, "nameserver 10.0.0.53\n"}}},
+       .commands = {{"hostname", printing("me.x y\n")}},
+       .plain = {dump(RTM_GETADDR, {datagram, kDone}), dump(RTM_GETLINK, {kDone})}});
   startAccessLog();
   const std::string rows = valuesOf(6, {"Hostname", "Domain", "Primary DNS", "DHCP Enabled"});
   std::map<std::string, int> asked;
@@ -459,21 +463,15 @@ TEST(Addresses, AreCompletedByQuestionsAskedOnce) {
 }
 
 TEST(Addresses, AreListedByTheOtherWayWhenALinkIsNotTold) {
-  const std::string address = addressMessage(attribute(IFA_LOCAL, std::string("\x0A\0\0\5", 4)));
-  const NetlinkDump addresses{NetlinkFailure::None, 0, {address + message(NLMSG_DONE, 0, "")}};
-  const std::vector<InterfaceAddress> interfaces = {{"eth7", "10.0.0.7", {}, {}}};
-  const OnMachine machine({.plain = {answered<NetlinkQuestion>(addresses, {RTM_GETADDR, AF_PACKET}),
-                                     answered<InterfacesQuestion>(interfaces)}});
+  const OnMachine machine(
+      {.plain = {dump(RTM_GETADDR, {kAddress + kDone}),
+                 answered<InterfacesQuestion>({{{"eth7", "10.0.0.7", {}, {}}}})}});
   EXPECT_EQ(valuesOf(6, {"Address", "Subnet", "Permanent Mac Address"}), "10.0.0.7||");
 }
 
 TEST(Addresses, AreTracedOnTheWay) {
-  const std::string address = addressMessage(attribute(IFA_LOCAL, std::string("\x0A\0\0\5", 4)));
-  const std::string done = message(NLMSG_DONE, 0, "");
-  const auto links =
-      answered<NetlinkQuestion>({NetlinkFailure::None, 0, {done}}, {RTM_GETLINK, AF_PACKET});
-  const auto addresses = answered<NetlinkQuestion>({NetlinkFailure::None, 0, {address + done}},
-                                                   {RTM_GETADDR, AF_PACKET});
+  const auto links = dump(RTM_GETLINK, {kDone});
+  const auto addresses = dump(RTM_GETADDR, {kAddress + kDone});
   const NetlinkDump failed{NetlinkFailure::Receive, EIO, {}};
   const std::map<std::string, CapturedProgram> commands = {
       {"netstat -nr", printing("a\nb\n0.0.0.0 10.0.0.1 0.0.0.0 UG 0 0 0 eth0\n")},
@@ -530,14 +528,9 @@ TEST(Addresses, AreTracedOnTheWay) {
 }
 
 TEST(NetlinkRequests, AreToldApartByTheirSockets) {
-  const std::string done = message(NLMSG_DONE, 0, "");
-  const std::string address = addressMessage(attribute(IFA_LOCAL, std::string("\x0A\0\0\5", 4)));
   const std::string mac = linkMessage(attribute(IFLA_ADDRESS, "ABCDEF"));
   const OnMachine machine(
-      {.plain = {answered<NetlinkQuestion>({NetlinkFailure::None, 0, {address, done}},
-                                           {RTM_GETADDR, AF_PACKET}),
-                 answered<NetlinkQuestion>({NetlinkFailure::None, 0, {mac + done}},
-                                           {RTM_GETLINK, AF_PACKET})}});
+      {.plain = {dump(RTM_GETADDR, {kAddress, kDone}), dump(RTM_GETLINK, {mac + kDone})}});
   using Enumerator = NetlinkIpAddressEnumerator;
   Enumerator enumerator;
   Enumerator::Records records;
@@ -552,6 +545,115 @@ TEST(NetlinkRequests, AreToldApartByTheirSockets) {
       enumerator.processResponse(7, buffer, sizeof buffer, records, Enumerator::r_processIPs),
       const char*);
   EXPECT_THROW(enumerator.sendRequest(7, RTM_GETROUTE), const char*);
+}
+
+auto inFields(int type, const std::string& json) {
+  return answered<NetlinkQuestion>(NetlinkQuestion::read(CaptureDocument(json).value()),
+                                   {type, AF_PACKET});
+}
+
+constexpr char kEth[] = R"([{"index": 2, "label": "eth0", "mac": "02:00:00:00:00:0a"}])";
+
+TEST(KernelAddresses, AreNoneUnlessBothDumpsEndWell) {
+  const char* const good = R"([{"index": 2, "address": "192.0.2.1", "prefix": 24}])";
+  const char* const endless = R"(["00"])";
+  // An error message with -EPERM, and an end.
+  const char* const refused =
+      R"(["14000000020002000100000000000000ffffffff", "1400000003000200010000000000000000000000"])";
+  for (const char* const bad : {endless, refused, "[]"}) {
+    for (const bool badLinks : {true, false}) {
+      const OnMachine scanned({.plain = {inFields(RTM_GETLINK, badLinks ? bad : kEth),
+                                         inFields(RTM_GETADDR, badLinks ? good : bad)}},
+                              "native");
+      EXPECT_FALSE(kernelIpv4Records()) << bad;
+      EXPECT_FALSE(kernelIpv6Records()) << bad;
+    }
+  }
+  const OnMachine scanned({.plain = {inFields(RTM_GETLINK, kEth), inFields(RTM_GETADDR, good)}},
+                          "native");
+  EXPECT_EQ(kernelIpv4Records()->size(), 1U);
+}
+
+// Attributes of a size that is none of theirs, in messages that are sound otherwise.
+TEST(KernelTables, TakeNoAttributeOfAWrongSize) {
+  const auto read = [](auto reader, const std::string& datagram) {
+    NetlinkMessage message;
+    EXPECT_TRUE(NetlinkMessages(datagram).next(message));
+    return reader(message);
+  };
+  ifaddrmsg ipv4{AF_INET, 24, 0, 0, 2};
+  for (const std::size_t size : {0, 3, 5, 16}) {
+    const auto bytes = attribute(IFA_LOCAL, std::string(size, '\1'));
+    EXPECT_FALSE(read(readAddress, message(RTM_NEWADDR, ipv4, bytes))) << size;
+  }
+  const auto unended = attribute(IFA_LOCAL, "\1\1\1\1") + attribute(IFA_LABEL, "eth0");
+  EXPECT_EQ(read(readAddress, message(RTM_NEWADDR, ipv4, unended))->label, "");
+  ipv4.ifa_family = AF_PACKET;
+  EXPECT_FALSE(read(readAddress, message(RTM_NEWADDR, ipv4, unended)));
+
+  const auto link = attribute(IFLA_ADDRESS, "\1\2\3\4\5") + attribute(IFLA_MASTER, "\1") +
+                    attribute(IFLA_IFNAME, std::string("eth0\0x", 6));
+  const auto found = read(readLink, message(RTM_NEWLINK, ifinfomsg{}, link));
+  EXPECT_EQ(found->hardwareAddress + std::to_string(found->master) + found->name, "0eth0");
+  EXPECT_FALSE(read(readLink, message(RTM_DELLINK, ifinfomsg{}, link)));
+
+  rtmsg route{};
+  route.rtm_family = AF_INET;
+  route.rtm_type = RTN_UNICAST;
+  // The second hop claims more than there is.
+  rtnexthop hops[2]{{sizeof(rtnexthop) + 8, 0, 0, 3}, {99, 0, 0, 4}};
+  std::string several(reinterpret_cast<const char*>(hops), sizeof *hops);
+  several += attribute(RTA_GATEWAY, "\1\2\3\4");
+  several.append(reinterpret_cast<const char*>(hops + 1), sizeof *hops);
+  const auto many =
+      read(readRoute, message(RTM_NEWROUTE, route, attribute(RTA_MULTIPATH, several)));
+  ASSERT_EQ(many->hops.size(), 1U);
+  EXPECT_EQ(many->hops[0].index, 3);
+  EXPECT_FALSE(
+      read(readRoute, message(RTM_NEWROUTE, route, attribute(RTA_GATEWAY, std::string(4, '\0')))));
+}
+
+TEST(NameLookups, AskEachAddressOnceAndNoneOnThatMachineAfterATimeOut) {
+  const Answers answers{
+      .plain = {answered<HostLookupQuestion>({HostLookupOutcome::Found, "a.b"}, {"192.0.2.1", {}}),
+                answered<HostLookupQuestion>({HostLookupOutcome::TimedOut, ""}, {"192.0.2.3", {}}),
+                answered<HostLookupQuestion>({HostLookupOutcome::Found, "c"}, {"192.0.2.4", {}})}};
+  const OnMachine scanned(answers);
+  startAccessLog();
+  NameLookups lookups;
+  for (const char* address : {"192.0.2.1", "192.0.2.1", "192.0.2.2", "192.0.2.3", "192.0.2.4"}) {
+    const std::string known = std::string_view(address) == "192.0.2.1" ? "a.b" : "none";
+    EXPECT_EQ(lookups.find(address).value_or("none"), known) << address;
+  }
+  EXPECT_EQ(NameLookups().find("192.0.2.1"), std::nullopt);
+  const OnMachine another(answers);
+  EXPECT_EQ(NameLookups().find("192.0.2.4"), "c");
+  std::string outcomes;
+  for (const Access& access : accessLog()) outcomes += access.source + ": " + access.outcome + "\n";
+  EXPECT_EQ(outcomes,
+            "host name of 192.0.2.1: ok\n"
+            "host name of 192.0.2.2: the name services know no name for it\n"
+            "host name of 192.0.2.3: no name service answered in time\n"
+            "host name of 192.0.2.4: not asked: the name services took too long\n"
+            "host name of 192.0.2.1: not asked: the name services took too long\n"
+            "host name of 192.0.2.4: ok\n");
+  stopAccessLog();
+}
+
+TEST(Netlink, AnswersAHostThatHasTakenItsProcessId) {
+  const int taken = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
+  sockaddr_nl address{};
+  address.nl_family = AF_NETLINK;
+  address.nl_pid = static_cast<__u32>(getpid());
+  const bool isBound = bind(taken, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+  const NetlinkDump dump = machine().netlinkDump(RTM_GETLINK, AF_PACKET);
+  close(taken);
+  ASSERT_TRUE(isBound);
+  EXPECT_EQ(dump.failure, NetlinkFailure::None) << dump.error;
+  const auto found = kernelLinks();
+  EXPECT_TRUE(found && std::any_of(found->begin(), found->end(),
+                                   [](const KernelLink& link) { return link.name == "lo"; }));
+  EXPECT_EQ(machine().netlinkDump(9999, AF_PACKET).failure, NetlinkFailure::Receive);
 }
 
 }  // namespace
