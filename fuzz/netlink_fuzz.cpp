@@ -65,16 +65,14 @@ void checkCallbacks(std::string datagram) {
   }
 }
 
-// A redacted datagram tells as much, and is as long when it is redacted again.
+// A redacted datagram tells as much.
 void checkRedaction(const std::string& datagram, std::size_t known) {
   static const agent::Redactor redactor = [] {
     OrvCfg::setKey("agent.redact_key", "k");
     return agent::Redactor();
   }();
   agent::Replacements replacements({}, redactor);
-  const std::string redacted = agent::redactDatagram(datagram, replacements);
-  require(checkWalk(redacted) == known);
-  require(agent::redactDatagram(redacted, replacements).size() == redacted.size());
+  require(checkWalk(agent::redactDatagram(datagram, replacements)) == known);
 }
 
 // Every dump is this datagram and an end.
