@@ -3,7 +3,6 @@
 
 #include <sys/resource.h>
 
-
 #include "Testing.h"
 
 namespace invscan {

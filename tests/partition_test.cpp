@@ -70,7 +70,7 @@ TEST(Partition, TakesListedMountsByTheClassicRules) {
     EXPECT_EQ(valuesOf(kPartition, kMount), expected) << mtab;
   }
   const OnMachine without({.files = {{"/proc/swaps", {0, "Filename\n/s p 1 1\n"}}}});
-  EXPECT_EQ(collected(kPartition), "no table\n");
+  EXPECT_EQ(valuesOf(kPartition, kMount), "no table");
 }
 
 TEST(Partition, KnowsNativelyWhatTheRulesLeaveOpen) {
@@ -139,7 +139,6 @@ TEST(Partition, ListsSwapAreas) {
   EXPECT_EQ(valuesOf(kPartition, kSizes),
             "1|swap|1000|1000|999;2|swap|10|10|0;3|swap|2147483648|2147483648|2147483647;"
             "4|swap|4294967295|4294967295|0;5|swap|8|8|5");
-  EXPECT_NE(collected(kPartition).find("5 Physical Size (KEL_ULONG) 1000"), std::string::npos);
   const OnMachine native(listed("", std::string("Filename Type\n") + kLines), "native");
   EXPECT_EQ(valuesOf(kPartition, {"Device Name", "Media Type", "FS Type", "FS Free Size"}),
             "/dev/sda2|3|130|999;/f g|3|130|0;/big|3|130|6442450943;/neg|3|130|0;/last|3|130|5");
