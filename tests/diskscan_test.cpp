@@ -15,7 +15,8 @@ std::vector<std::string> fieldsOf(std::string_view text, std::string_view delimi
 }
 
 // A machine in lines. "CLASS PATH;NAME=TEXT;..." is a device, linked in its class, with attributes;
-// "/PATH=TEXT" is any other file. A text such as "[one two]" makes a directory of those names.
+// "/PATH=TEXT" is any other file. A text such as "[one two]" makes a directory of those names,
+// ">one" a link to a driver.
 class Devices {
  public:
   explicit Devices(const std::string& lines) {
@@ -63,7 +64,9 @@ class Devices {
   void addFile(const std::string& line) {
     const std::size_t equals = line.find('=');
     const std::string path = line.substr(0, equals), text = line.substr(equals + 1);
-    if (text[0] == '[') {
+    if (text[0] == '>') {
+      answers_.links[path] = "../drivers/" + text.substr(1);
+    } else if (text[0] == '[') {
       answers_.directories[path] = fieldsOf(text, "[ ]");
     } else {
       file(path, text + "\n");
@@ -99,6 +102,13 @@ scsi_generic host5/rport-5:0-1/target5:0:1/5:0:1:7/scsi_generic/sg4
 scsi_generic host2/target2:0:1/2:0:1:0/scsi_generic/sg2;device/type=0
 scsi_generic host2/target2:0:2/2:0:2:0/scsi_generic/sg3;device/type=13
 scsi_generic host2/target2:0:3/2:0:3:0/scsi_generic/sg5;device/type=0
+scsi_generic host2/target2:0:4/2:0:4:0/scsi_generic/sg6;device/type=1
+scsi_generic host2/target2:0:5/2:0:5:0/scsi_generic/sg7;device/type=5
+block host2/target2:0:5/2:0:5:0/block/sr0;size=2097151
+scsi_tape host2/target2:0:4/2:0:4:0/scsi_tape/nst0
+scsi_tape host2/target2:0:4/2:0:4:0/scsi_tape/st0
+scsi_tape host2/target2:0:4/2:0:4:0/scsi_tape/st0a
+scsi_changer host2/target2:0:6/2:0:6:0/scsi_changer/sch0
 /sys/class/nvme-subsystem/nvme-subsys1=[nvme1 nvme1n1 nvme2 power]
 )");
   EXPECT_EQ(machine.scan("DiskTable"), R"(
@@ -114,6 +124,9 @@ virtio2|vda||0||
 mmc0:0001|mmcblk0||0||
 4:0:0:0|cciss/c0d0||0||
 nbd0|nbd0||0||
+2:0:5:0|sr0|sg7|0||
+2:0:4:0|st0|sg6|0||
+2:0:6:0|sch0||0||
 2:0:1:0||sg2|0||
 )");
 }
@@ -204,9 +217,15 @@ scsi_host 0000:00:1f.2/ata1/host3/x/host3;proc_name=ahci
 scsi_host 0000:00:1f.2/ata2/host4/x/host4;proc_name=ahci
 scsi_host platform/host5/x/host5;state=running
 scsi_host usb1/1-1/host6/x/host6;state=offline
+scsi_host 0000:07:00.0/host7/x/host7;proc_name=(null)
+scsi_host 0000:07:00.1/ata3/host8/x/host8;proc_name=ata_piix
+scsi_host 0000:07:00.2/ata4/host9/x/host9;proc_name=ata_piix
+scsi_host 0000:08:00.0/host11/x/host11;proc_name=qla2xxx
 scsi_host platform/nohost
 fc_host host10;port_state=Online;speed=16 Gbit;node_name=0x20;port_name=0x21;symbolic_name=less
+fc_host host11;port_state=Linkdown;speed=8 Gbit;node_name=0x30;port_name=0x31
 iscsi_host host5
+sas_device x/end_device-2:0;sas_address=0x50
 sas_phy phy-2:0;sas_address=0x0000;negotiated_linkrate=Unknown
 sas_phy phy-2:1;sas_address=0x50;negotiated_linkrate=6.0 Gbit
 sas_phy phy-2:2;sas_address=0x51;negotiated_linkrate=12.0 Gbit
@@ -215,14 +234,21 @@ ata_link link1;sata_spd=6.0 Gbps
 ata_link link2;sata_spd=<unknown>
 /sys/bus/pci/devices/0000:05:00.0/vendor=0x1077
 /sys/bus/pci/devices/0000:00:1f.2/vendor=0x8086
+/sys/bus/pci/devices/0000:07:00.1/device=0x7010
+/sys/bus/pci/devices/0000:07:00.2/device=0x2922
+/sys/bus/pci/devices/0000:07:00.0/driver=>am53c974
 )");
   EXPECT_EQ(machine.scan("HbaTable"), R"(
-2|sas||S-8i|SAS||12.0 Gbit|running||0x50
+2|sas||S-8i|SAS||12.0 Gbit|running||
 3|ahci|Intel||SATA||6.0 Gbps|||
 4|ahci|Intel||SATA|||||
 5||||iSCSI|||running||
 6||||USB|||offline||
+7|am53c974|||SCSI|||||
+8|ata_piix|||IDE|||||
+9|ata_piix|||SATA|||||
 10|Two ports|QLogic|F-2|Fibre Channel|S1|16 Gbit|Online|0x20|0x21
+11|qla2xxx|||Fibre Channel|||Linkdown|0x30|0x31
 )");
 }
 

@@ -58,7 +58,7 @@ def tree_of(answer):
 def walk(nodes, disks=()):
     """Every device with the disks above it in lsblk's tree, which has disks at its top."""
     for node in nodes:
-        is_disk = node["type"] == "disk" and node["size"] and not NO_DISKS.match(node["kname"])
+        is_disk = node["type"] in ("disk", "rom") and node["size"] and not NO_DISKS.match(node["kname"])
         below = {*disks, node["kname"]} if is_disk else {*disks}
         yield node, below
         yield from walk(node.get("children", []), below)

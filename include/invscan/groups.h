@@ -137,6 +137,45 @@ class INVSCAN_EXPORT PartitionGroup : public KelGroup {
   KelTable* getTable() override;
 };
 
+// The storage devices: a row for each, with all attributes; what was not found is empty or 0. The
+// ID is the digest of geometry and size in KiB: devices of the same model share it.
+//
+// Classic sources: the gatherers of storage.h, in a thread of their own, with the generic SCSI
+// driver loaded for as long as they take; null when they took longer than the time that
+// GetTableThread gives, in which case the thread is left behind. An empty table when the
+// environment has CHECK_ULTRIUM_TAPE_RUNNING and the tape robot's software is at work. Devices of
+// SCSI alone have attributes 12 to 16, which the helper diskscan tells.
+//
+// Native: sysfs and udev's run-time database, for disks of all kinds, in the caller's thread; no
+// device is opened. The geometry is what the kernel's driver of that kind answers: 255 heads and 63
+// sectors for SCSI and Xen, 64 and 32 for NVMe and virtio (where the hypervisor has no other), 4
+// and 16 for memory cards. Models that the kernel cuts are whole where udev knows them, and an
+// optical drive without medium has size 0.
+class INVSCAN_EXPORT StorageGroup : public KelGroup {
+ public:
+  StorageGroup() : KelGroup(5, 1) {}
+  KelTable* getTable() override;
+  // Runs the classic gatherers in the calling thread.
+  KelTable* generateTable() override;
+};
+
+// Which disks every partition, volume and whole mounted disk lies on: a row for each pair, always a
+// table. Attribute 2 is the access point of the Partition group, attribute 3 the device of the
+// Storage group. Source: the helper diskscan.
+class INVSCAN_EXPORT PartitionToStorageGroup : public KelGroup {
+ public:
+  PartitionToStorageGroup() : KelGroup(53, 1) {}
+  KelTable* getTable() override;
+};
+
+// The adapters that disks are attached to, those of SATA ports and USB drives too: a row for each,
+// always a table. Source: the helper diskscan.
+class INVSCAN_EXPORT SANAdapterGroup : public KelGroup {
+ public:
+  SANAdapterGroup() : KelGroup(54, 1) {}
+  KelTable* getTable() override;
+};
+
 // Samples the kernel's processor and load figures. Every figure is -1 (not available) until a
 // refresh() has read it.
 class INVSCAN_EXPORT UnixCpuMeter {

@@ -28,6 +28,7 @@
 #include <invscan/smbios.h>
 #include <invscan/smbiosinfo.h>
 #include <invscan/statistics.h>
+#include <invscan/storage.h>
 #include <invscan/table.h>
 #include <invscan/traits.h>
 #include <invscan/vartree.h>

@@ -1,27 +1,15 @@
 #include "helpers/diskscan/BlockDevices.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
-#include "helpers/diskscan/Sysfs.h"
+#include "invscan/linux/utils/Sysfs.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan::diskscan {
 namespace {
 
 const std::string kDevices = std::string(kBlockDevices) + "/";
-
-// Names before a number of what is no disk, though it may have a size: it lies on other devices, on
-// files or in memory, or is a drive for media.
-constexpr std::string_view kNoDisks[] = {"bcache", "dm-",      "drbd", "fd", "loop", "md",
-                                         "md_d",   "mtdblock", "ram",  "sr", "zd",   "zram"};
-
-bool isNoDisk(std::string_view name) {
-  return std::any_of(std::begin(kNoDisks), std::end(kNoDisks), [=](std::string_view beginning) {
-    return name.starts_with(beginning) && isNumber(name.substr(beginning.size()));
-  });
-}
 
 std::string attribute(const std::string& sysfsName, const char* name) {
   return readAttribute(kDevices + sysfsName + "/" + name);
@@ -30,6 +18,7 @@ std::string attribute(const std::string& sysfsName, const char* name) {
 // A hidden disk is one path to a namespace that stands there as a disk of its own.
 bool isDisk(const std::string& sysfsName) {
   if (isNoDisk(sysfsName)) return false;
+  if (isNumbered(sysfsName, "sr")) return true;  // whatever is in the drive
   const std::string size = attribute(sysfsName, "size");
   return !size.empty() && size != "0" && attribute(sysfsName, "hidden") != "1";
 }

@@ -13,9 +13,9 @@ namespace invscan::diskscan {
 inline constexpr char kBlockDevices[] = "/sys/class/block";
 
 enum class BlockKind {
-  Disk,       // something that holds data itself
+  Disk,       // something that holds data itself, or an optical drive
   Partition,  // a part of the device below it
-  Volume,     // made of others (logical volumes, RAID) or of none (loop, RAM, optical, empty)
+  Volume,     // made of others (logical volumes, RAID) or of none (loop, RAM, empty)
 };
 
 struct BlockDevice {

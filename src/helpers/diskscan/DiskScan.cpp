@@ -28,7 +28,7 @@ void addToTable(TreeBuilder table, const Disk& disk) {
 
 void addDiskTable(TreeBuilder table, const Disks& disks) {
   for (const auto& [index, disk] : disks.ofDevices) addToTable(table, disk);
-  for (const Disk& disk : disks.genericOnly) addToTable(table, disk);
+  for (const Disk& disk : disks.others) addToTable(table, disk);
 }
 
 void addPartitionTable(TreeBuilder table, const Disks& disks, BlockDevices& devices) {

@@ -2,7 +2,7 @@
 
 #include <unordered_map>
 
-#include "helpers/diskscan/Sysfs.h"
+#include "invscan/linux/utils/Sysfs.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan::diskscan {
@@ -12,7 +12,7 @@ const std::string kGenericDevices = "/sys/class/scsi_generic";
 
 struct GenericDevice {
   std::string name, path;
-  bool isBlockDevice = false;
+  bool isNamed = false;  // by another driver, too
 };
 
 using GenericDevices = std::map<std::string, GenericDevice>;  // by SCSI address
@@ -27,6 +27,11 @@ GenericDevices readGenericDevices() {
   return found;
 }
 
+// Tapes and changers: drivers that make no block devices of theirs.
+constexpr struct {
+  const char *directory, *beginning;
+} kOtherDrivers[] = {{"/sys/class/scsi_tape", "st"}, {"/sys/class/scsi_changer", "sch"}};
+
 // A link leads to ".../0:0:0:0/block/sda", or to ".../nvme0/nvme0n1" and "/virtual/block/nbd0".
 std::string idOf(const BlockDevice& device) {
   const std::string above = componentFromEnd(device.path, 2);
@@ -40,6 +45,26 @@ bool isDisk(const GenericDevice& generic) {
   return type == "0" || type == "14" || type == "20";
 }
 
+// The generic device at an address, which has another name as well; empty when there is none.
+std::string nameGeneric(GenericDevices& generics, const std::string& address) {
+  const auto generic = generics.find(address);
+  if (generic == generics.end()) return {};
+  generic->second.isNamed = true;
+  return generic->second.name;
+}
+
+// A link leads to ".../2:0:0:0/scsi_tape/st0"; "nst0" and "st0a" are the same drive.
+void addOtherDevices(Disks& disks, Targets& targets, GenericDevices& generics) {
+  for (const auto& [directory, beginning] : kOtherDrivers) {
+    for (const std::string& name : machine().listDirectory(directory)) {
+      if (!isNumbered(name, beginning)) continue;
+      const std::string path = machine().readLink(directory + ("/" + name)).text;
+      const std::string address = componentFromEnd(path, 2);
+      disks.others.push_back({address, name, nameGeneric(generics, address), targets.of(path)});
+    }
+  }
+}
+
 }  // namespace
 
 Disks readDisks(const BlockDevices& devices) {
@@ -49,15 +74,15 @@ Disks readDisks(const BlockDevices& devices) {
   for (std::size_t index = 0; index < devices.all().size(); ++index) {
     const BlockDevice& device = devices.all()[index];
     const std::string id = idOf(device);
-    const auto generic = generics.find(id);
-    if (generic != generics.end()) generic->second.isBlockDevice = true;
-    if (device.kind != BlockKind::Disk) continue;
-    const std::string genericName = generic == generics.end() ? "" : generic->second.name;
-    disks.ofDevices[index] = {id, device.name, genericName, targets.of(device.path)};
+    const std::string generic = nameGeneric(generics, id);
+    if (device.kind == BlockKind::Disk) {
+      disks.ofDevices[index] = {id, device.name, generic, targets.of(device.path)};
+    }
   }
+  addOtherDevices(disks, targets, generics);
   for (const auto& [id, generic] : generics) {
-    if (generic.isBlockDevice || !isDisk(generic)) continue;
-    disks.genericOnly.push_back({id, "", generic.name, targets.of(generic.path)});
+    if (generic.isNamed || !isDisk(generic)) continue;
+    disks.others.push_back({id, "", generic.name, targets.of(generic.path)});
   }
   return disks;
 }

@@ -15,14 +15,15 @@ struct Disk {
   // Host, channel, target and unit of a SCSI disk ("0:0:1:0"); of others the device on its bus
   // ("virtio1", "mmc0:0001"), or the disk's own name where several share one (NVMe) or none is.
   std::string id;
-  std::string block;    // "sda"; empty for a disk that the block layer does not have
+  std::string block;    // "sda", "sr0", "st0"; empty for a disk that has no such name
   std::string generic;  // "sg0", its SCSI generic device; empty where there is none
   Target target;
 };
 
 struct Disks {
   std::map<std::size_t, Disk> ofDevices;  // by index of the block device
-  std::vector<Disk> genericOnly;  // SCSI disks without one, such as members of hardware RAID
+  // SCSI devices without one: tapes, changers, and disks such as members of hardware RAID.
+  std::vector<Disk> others;
 };
 
 Disks readDisks(const BlockDevices& devices);

@@ -1,11 +1,14 @@
 #include "helpers/diskscan/HostAdapters.h"
 
-#include <initializer_list>
+#include <algorithm>
+#include <iterator>
 #include <map>
+#include <optional>
+#include <set>
 #include <string_view>
 
 #include "common/text/Lines.h"
-#include "helpers/diskscan/Sysfs.h"
+#include "invscan/linux/utils/Sysfs.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan::diskscan {
@@ -15,6 +18,8 @@ const std::string kScsiHosts = "/sys/class/scsi_host";
 const std::string kFibreChannelHosts = "/sys/class/fc_host";
 const std::string kIscsiHosts = "/sys/class/iscsi_host";
 const std::string kSasPhys = "/sys/class/sas_phy";
+const std::string kSasDevices = "/sys/class/sas_device";
+const std::string kPciDevices = "/sys/bus/pci/devices/";
 
 // Makers of storage adapters by the number of their PCI devices.
 const std::map<std::string_view, const char*> kVendors = {
@@ -38,12 +43,11 @@ const std::map<std::string_view, const char*> kVendors = {
     {"0x9005", "Adaptec / Microchip"},
 };
 
-std::string firstOf(std::initializer_list<std::string> paths) {
-  for (const std::string& path : paths) {
-    if (std::string text = readAttribute(path); !text.empty()) return text;
-  }
-  return {};
-}
+// Controllers of ata_piix that are older than SATA, by the number of their PCI devices.
+constexpr std::string_view kParallelPiix[] = {
+    "0x7010", "0x7111", "0x7199", "0x7601", "0x84ca", "0x2411", "0x2421",
+    "0x244a", "0x244b", "0x245b", "0x248a", "0x248b", "0x24c1", "0x24ca",
+    "0x24cb", "0x24db", "0x25a2", "0x266f", "0x269e", "0x27df", "0x2850"};
 
 // A rate such as "6.0 Gbit"; without a link the kernel has words there.
 std::string readRate(const std::string& path) {
@@ -85,7 +89,8 @@ std::map<std::string, SasPorts> readSasPorts() {
 
 void addFibreChannel(HostAdapter& adapter, const std::string& fibre) {
   adapter.type = "Fibre Channel";
-  adapter.speed = readRate(fibre + "/speed");
+  // Drivers go on telling the last speed when the link has gone.
+  if (adapter.state == "Online") adapter.speed = readRate(fibre + "/speed");
   adapter.nodeName = readAttribute(fibre + "/node_name");
   adapter.portName = readAttribute(fibre + "/port_name");
 }
@@ -96,11 +101,15 @@ class HostReader {
   HostAdapter read(const std::string& host);
 
  private:
+  static std::string driverOf(const std::string& own, const std::string& path);
+  static bool isParallel(const std::string& own, const std::string& path);
+  std::string ownAddress(const std::string& address);
   std::string vendorOf(const std::string& path);
-  void addBus(HostAdapter& adapter, const std::string& host, const std::string& path) const;
+  void addBus(HostAdapter& adapter, const std::string& host, const std::string& path);
 
   std::map<std::string, std::string> vendors_;  // by PCI address
   std::map<std::string, SasPorts> sasPorts_ = readSasPorts();
+  std::optional<std::set<std::string>> attached_;  // addresses of SAS devices, when asked
 };
 
 HostAdapter HostReader::read(const std::string& host) {
@@ -108,16 +117,17 @@ HostAdapter HostReader::read(const std::string& host) {
   const std::string path = machine().readLink(own).text;
   HostAdapter adapter;
   adapter.id = leadingInteger(std::string_view(host).substr(4));
-  adapter.model = firstOf({own + "/model_name", own + "/modelname", own + "/board_name",
-                           own + "/model", fibre + "/model"});
+  adapter.model = firstAttribute({own + "/model_name", own + "/modelname", own + "/board_name",
+                                  own + "/model", fibre + "/model"});
   adapter.description =
-      firstOf({own + "/model_desc", own + "/modeldesc", own + "/model_description",
-               fibre + "/model_description", fibre + "/symbolic_name", own + "/proc_name"});
-  adapter.serial = firstOf({own + "/serial_num", own + "/serialnum", own + "/serial_number",
-                            own + "/board_tracer", fibre + "/serial_number"});
-  adapter.vendor = firstOf({fibre + "/manufacturer", own + "/vendor"});
+      firstAttribute({own + "/model_desc", own + "/modeldesc", own + "/model_description",
+                      fibre + "/model_description", fibre + "/symbolic_name"});
+  if (adapter.description.empty()) adapter.description = driverOf(own, path);
+  adapter.serial = firstAttribute({own + "/serial_num", own + "/serialnum", own + "/serial_number",
+                                   own + "/board_tracer", fibre + "/serial_number"});
+  adapter.vendor = firstAttribute({fibre + "/manufacturer", own + "/vendor"});
   if (adapter.vendor.empty()) adapter.vendor = vendorOf(path);
-  adapter.state = firstOf({fibre + "/port_state", own + "/state"});
+  adapter.state = firstAttribute({fibre + "/port_state", own + "/state"});
   if (machine().exists(fibre)) {
     addFibreChannel(adapter, fibre);
   } else {
@@ -126,28 +136,58 @@ HostAdapter HostReader::read(const std::string& host) {
   return adapter;
 }
 
+// Its name; some drivers do not tell it themselves.
+std::string HostReader::driverOf(const std::string& own, const std::string& path) {
+  std::string name = readAttribute(own + "/proc_name");
+  const std::string address = pciAddress(path);
+  if ((name.empty() || name == "(null)" || name == "<NULL>") && !address.empty()) {
+    return componentFromEnd(machine().readLink(kPciDevices + address + "/driver").text, 0);
+  }
+  return name == "(null)" || name == "<NULL>" ? std::string() : name;
+}
+
+// Whether the ports of an ATA host are older than SATA.
+bool HostReader::isParallel(const std::string& own, const std::string& path) {
+  const std::string driver = driverOf(own, path);
+  if (driver.starts_with("pata_") || driver == "ata_generic") return true;
+  if (driver != "ata_piix") return false;
+  const std::string device = readAttribute(kPciDevices + pciAddress(path) + "/device");
+  return std::find(std::begin(kParallelPiix), std::end(kParallelPiix), device) !=
+         std::end(kParallelPiix);
+}
+
+// Some drivers tell the address of what is attached for that of a port of their own.
+std::string HostReader::ownAddress(const std::string& address) {
+  if (!attached_) {
+    attached_.emplace();
+    for (const std::string& name : machine().listDirectory(kSasDevices)) {
+      attached_->insert(readAttribute(kSasDevices + "/" + name + "/sas_address"));
+    }
+  }
+  return attached_->contains(address) ? std::string() : address;
+}
+
 std::string HostReader::vendorOf(const std::string& path) {
   const std::string address = pciAddress(path);
   if (address.empty()) return {};
   const auto [known, isNew] = vendors_.try_emplace(address);
   if (isNew) {
-    const auto vendor = kVendors.find(readAttribute("/sys/bus/pci/devices/" + address + "/vendor"));
+    const auto vendor = kVendors.find(readAttribute(kPciDevices + address + "/vendor"));
     if (vendor != kVendors.end()) known->second = vendor->second;
   }
   return known->second;
 }
 
-void HostReader::addBus(HostAdapter& adapter, const std::string& host,
-                        const std::string& path) const {
+void HostReader::addBus(HostAdapter& adapter, const std::string& host, const std::string& path) {
   const auto sas = sasPorts_.find(host);
   const std::string ata = ancestorNamed(path, "ata");
   if (sas != sasPorts_.end()) {
     adapter.type = "SAS";
     adapter.speed = sas->second.rate;
     adapter.portName = readAddress(kScsiHosts + "/" + host + "/host_sas_address");
-    if (adapter.portName.empty()) adapter.portName = sas->second.address;
+    if (adapter.portName.empty()) adapter.portName = ownAddress(sas->second.address);
   } else if (!ata.empty()) {
-    adapter.type = "SATA";
+    adapter.type = isParallel(kScsiHosts + "/" + host, path) ? "IDE" : "SATA";
     adapter.speed = readRate("/sys/class/ata_link/link" + ata.substr(3) + "/sata_spd");
   } else if (machine().exists(kIscsiHosts + "/" + host)) {
     adapter.type = "iSCSI";

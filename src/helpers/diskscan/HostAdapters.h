@@ -10,7 +10,7 @@ namespace invscan::diskscan {
 struct HostAdapter {
   long id = 0;  // the number of the SCSI host: 2 of "host2", with which the Id of its disks begins
   std::string description, vendor, model;
-  std::string type;  // "Fibre Channel", "SAS", "iSCSI", "SATA", "USB" or "SCSI"
+  std::string type;  // "Fibre Channel", "SAS", "iSCSI", "SATA", "IDE", "USB" or "SCSI"
   std::string serial, speed, state;
   // They are as the kernel writes them. A SAS adapter has a port name only: its address.
   std::string nodeName, portName;

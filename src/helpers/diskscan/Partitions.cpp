@@ -10,7 +10,7 @@
 
 #include "common/text/Lines.h"
 #include "helpers/diskscan/Mounts.h"
-#include "helpers/diskscan/Sysfs.h"
+#include "invscan/linux/utils/Sysfs.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan::diskscan {
@@ -60,19 +60,6 @@ std::vector<AccessPoints> accessPointsOf(const BlockDevices& devices) {
   return all;
 }
 
-// What the device manager found on a device that is not mounted.
-std::string recordedType(const BlockDevice& device) {
-  constexpr std::string_view kKey = "E:ID_FS_TYPE=";
-  const FileText record = machine().readFile("/run/udev/data/b" + device.number);
-  TextLines lines(record.text, record.text.size());
-  for (std::string_view line; lines.next(line);) {
-    if (line.starts_with(kKey)) {
-      return std::string(withoutTrailing(line.substr(kKey.size()), "\n"));
-    }
-  }
-  return {};
-}
-
 // Such as a RAID container, of which other devices are made.
 bool hasNoSize(const BlockDevice& device) {
   return readAttribute(std::string(kBlockDevices) + "/" + device.sysfsName + "/size") == "0";
@@ -101,7 +88,7 @@ class PartitionReader {
     }
     if (!mounts_[index].empty() || device.kind == BlockKind::Disk) return;
     if (device.kind == BlockKind::Volume && hasNoSize(device)) return;
-    add({device.node, "", recordedType(device), disks});
+    add({device.node, "", udevProperty(readUdevRecord(device.number), "ID_FS_TYPE"), disks});
   }
 
   void add(Partition partition) {

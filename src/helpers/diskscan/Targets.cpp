@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "helpers/diskscan/Sysfs.h"
+#include "invscan/linux/utils/Sysfs.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan::diskscan {

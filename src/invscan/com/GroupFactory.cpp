@@ -22,6 +22,7 @@ KelGroup* make() {
 constexpr Collector kCollectors[] = {
     {3, make<MemoryGroup>, kNeedsFirmware},
     {4, make<OperatingSystemGroup>, kNeedsPrograms},
+    {5, make<StorageGroup>, kNeedsPrograms | kNeedsDiskScan},
     {6, make<IpAddressGroup>, kNeedsPrograms | kNeedsNames},
     {7, make<NetworkAdapterGroup>, kNeedsPrograms},
     {15, make<RegionalGroup>, kNeedsNothing},
@@ -33,6 +34,8 @@ constexpr Collector kCollectors[] = {
     {46, make<CpuMeterGroup>, kNeedsNothing},
     {47, make<UnixCpuMeterGroup>, kNeedsNothing},
     {51, make<Ipv6AddressGroup>, kNeedsPrograms | kNeedsNames},
+    {53, make<PartitionToStorageGroup>, kNeedsDiskScan},
+    {54, make<SANAdapterGroup>, kNeedsDiskScan},
 };
 
 }  // namespace

@@ -1,6 +1,4 @@
-#include <cstdlib>
 #include <iterator>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -8,9 +6,9 @@
 
 #include <invscan/catalogue.h>
 #include <invscan/groups.h>
-#include <invscan/md5.h>
 #include <invscan/network.h>
 
+#include "common/md5/Digest.h"
 #include "invscan/com/model/RowBuilder.h"
 #include "invscan/com/model/Traits.h"
 #include "invscan/linux/utils/InterfaceList.h"
@@ -148,12 +146,6 @@ std::vector<Adapter> findAdapters() {
   return listedAdapters();
 }
 
-std::string digestOf(const Adapter& adapter) {
-  const std::string text = adapter.hardwareAddress + adapter.name;
-  const std::unique_ptr<char, decltype(&std::free)> digest(md5_checksum(text.c_str()), &std::free);
-  return digest ? digest.get() : "";
-}
-
 }  // namespace
 }  // namespace invscan
 
@@ -167,7 +159,7 @@ KelTable* NetworkAdapterGroup::getTable() {
     const unsigned long type = typeByName(adapter.name);
     RowBuilder row;
     row.count(1, ++index)
-        .text(2, digestOf(adapter))
+        .text(2, digestOf(adapter.hardwareAddress + adapter.name))
         .text(3, adapter.permanentAddress)
         .text(4, adapter.hardwareAddress)
         .count(5, type == kTypeOther ? adapter.type : type)

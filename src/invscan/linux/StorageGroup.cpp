@@ -1,6 +1,18 @@
-#include <invscan/catalogue.h>
+#include <chrono>
+#include <memory>
+#include <string>
 
+#include <invscan/catalogue.h>
+#include <invscan/groups.h>
+#include <invscan/storage.h>
+
+#include "base/HostEnvironment.h"
+#include "common/text/Lines.h"
 #include "invscan/com/model/Traits.h"
+#include "invscan/linux/storage/Collection.h"
+#include "invscan/linux/storage/KernelDevices.h"
+#include "invscan/machine/Machine.h"
+#include "log/Trace.h"
 
 // The CIM media types, each value one higher, and two that later hardware needs.
 const kelEnumDef STORAGE_TYPE_ENUM_DEF[] = {
@@ -104,22 +116,35 @@ namespace invscan {
 
 using enum Behaviour;
 
-constexpr char kDevices[] = "/sys/block/*; /proc/ide/*; /dev/sg*";
-constexpr char kGeometry[] = "/sys/block/*; /proc/ide/*; /dev/sg*; /sbin/fdisk -l 2>/dev/null";
+constexpr char kDevices[] =
+    "/sys/block; /sys/block/*; /sys/bus/scsi/devices; /sys/bus/scsi/devices/*; /run/udev/data/*; "
+    "/proc/ide; /proc/ide/*; /proc/rd/c0/current_status; /bin/mount 2>/dev/null; "
+    "/proc/driver/cciss/*; device *; /dev/sg*; /dev/fd*; /sys/class/scsi_generic/*; "
+    "/sbin/modprobe *; /proc/scsi/sg; /bin/ps -ef";
+constexpr char kGeometry[] =
+    "/sys/block; /sys/block/*; /proc/ide; /proc/ide/*; /proc/rd/c0/current_status; "
+    "/proc/driver/cciss/*; device *; /sbin/fdisk -l *";
 
 const AttributeTraits kStorageTraits[] = {
     {1, "", Stable, kPublic, "Running number of the device, from 1.", kDevices, nullptr},
     {2, "", Stable, kPublic, "Digest of geometry and size; devices of the same model share it.",
      kGeometry, nullptr},
     {3, "", Stable, kPublic, "Kind of device or medium.", kDevices, "1"},
-    {4, "", Stable, kPublic, "Model name that the device reports.", kDevices, nullptr},
-    {5, "", Stable, kPublic, "Maker that the device reports.", kDevices, nullptr},
-    {6, "", Identity, kSensitive, "Serial number that the device reports.", kDevices, nullptr},
+    {4, "", Stable, kPublic, "Model name that the device reports.",
+     "/sys/block/*; /sys/bus/scsi/devices/*; /run/udev/data/*; /proc/ide/*; device *", nullptr},
+    {5, "", Stable, kPublic, "Maker that the device reports, or that its controller is known by.",
+     "/sys/block/*; /sys/bus/scsi/devices/*; /run/udev/data/*; /sys/class/nvme/*; "
+     "/sys/bus/pci/devices/*; hardware database *; /proc/ide/*; device *",
+     nullptr},
+    {6, "", Identity, kSensitive, "Serial number that the device reports.",
+     "/sys/block/*; /sys/bus/scsi/devices/*; /sys/bus/usb/devices/*; /run/udev/data/*; "
+     "/proc/ide/*; device *",
+     nullptr},
     {7, "", Stable, kPublic, "Number of cylinders.", kGeometry, "0"},
     {8, "", Stable, kPublic, "Number of sectors on a track.", kGeometry, "0"},
     {9, "", Stable, kPublic, "Number of heads.", kGeometry, "0"},
     {10, "MB", Stable, kPublic, "Capacity of the device.", kGeometry, "0"},
-    {11, "", Stable, kPublic, "Whether a password locks the device.", "/proc/ide/*", "2"},
+    {11, "", Stable, kPublic, "Whether a password locks the device.", "/proc/ide/*; device *", "2"},
     {12, "", Stable, kPublic, "Name of the device.", kDiskscanHelper, nullptr},
     {13, "", Stable, kPublic, "Whether the disk belongs to a storage area network, 1 or 0.",
      kDiskscanHelper, nullptr},
@@ -132,4 +157,145 @@ const AttributeTraits kStorageTraits[] = {
     kEndOfTraits,
 };
 
+namespace {
+
+constexpr int kNoProgram = 127;  // the shell's exit status
+
+void waitForDriver(const Trace& trace) {
+  constexpr int kCycles = 51;
+  constexpr std::chrono::microseconds kPause{100'000};
+  bool isFound = false;
+  for (int cycle = 0; cycle < kCycles && !isFound; ++cycle) {
+    isFound = machine().exists("/proc/scsi/sg");
+    trace.at().max("hardware  %s /dev/sg* cycle = %d", isFound ? "found" : "not found", cycle);
+    if (!isFound) machine().letTimePass(kPause);
+  }
+  if (!isFound) trace.at().min("hardware  not found /dev/sg*");
+  trace.at().min("hardware Load SG Module");
+}
+
+// The driver of generic SCSI devices, for as long as it lives.
+class GenericDriver {
+ public:
+  explicit GenericDriver(const Trace& trace) : trace_(trace), isOurs_(loadSG() == 1) {
+    if (isOurs_) waitForDriver(trace_);
+  }
+  ~GenericDriver() {
+    if (!isOurs_) return;
+    trace_.at().min("hardware Unload SG MODULE");
+    machine().runCommand("/sbin/modprobe --first-time -r sg 2>/dev/null");
+  }
+  GenericDriver(const GenericDriver&) = delete;
+  GenericDriver& operator=(const GenericDriver&) = delete;
+
+ private:
+  const Trace& trace_;
+  const bool isOurs_;
+};
+
+// Collects in a thread; null when that takes too long. The thread goes on with a group of its own,
+// as the caller may delete this one meanwhile.
+KelTable* collectInTime(const Trace& trace) {
+  auto group = std::make_unique<StorageGroup>();
+  auto done = std::make_unique<Event>();
+  auto thread = std::make_unique<GetTableThread>(group.get(), done.get());
+  thread->start();
+  const int result = done->wait(thread->get_Time());
+  if (result != 0) {
+    trace.at().min("hardware Thread for StorageGroup hang : %d", result);
+    // All three are the thread's for ever.
+    static_cast<void>(group.release());
+    static_cast<void>(done.release());
+    static_cast<void>(thread.release());
+    return nullptr;
+  }
+  trace.at().max("hardware Thread for StorageGroup finished : %d", result);
+  KelTable* const table = thread->get_table();
+  thread->join();
+  return table;
+}
+
+int gather(const Trace& trace, const char* name, int (*gatherer)(int*), int& index) {
+  trace.at().max("hardware call gather%sDriveInformation() %ld", name, machine().currentTime());
+  const int count = gatherer(&index);
+  trace.at().max("hardware exit gather%sDriveInformation() %ld", name, machine().currentTime());
+  return count;
+}
+
+bool showsBackup(const std::string& line) {
+  return getExactMatch(line.c_str(), "save") || line.find("save -s") != line.npos ||
+         getExactMatch(line.c_str(), "recover") || getExactMatch(line.c_str(), "nsrclone") ||
+         getExactMatch(line.c_str(), "nsrstage");
+}
+
+}  // namespace
 }  // namespace invscan
+
+using namespace invscan;
+
+int loadSG() {
+  const Trace trace(getCcLogHw(), "loadSG()");
+  const CommandOutput output = machine().runCommand("/sbin/modprobe --first-time sg 2>&1");
+  if (!output.started) trace.at().min("hardware popen fp = NULL");
+  const bool isLoaded = output.started && output.text.empty() && output.status != kNoProgram;
+  trace.at().min("hardware Module sg was %s", isLoaded ? "OFF" : "ON");
+  return isLoaded ? 1 : 0;
+}
+
+bool getExactMatch(const char* line, const char* word) {
+  const Trace trace(getCcLogHw(), "getExactMatch()");
+  constexpr std::size_t kFarthest = 256;
+  if (!line || !word) return false;
+  const std::string_view text = line;
+  const std::size_t place = text.find(word);
+  if (place == text.npos) return false;
+  std::string_view found = text.substr(place);
+  const std::size_t end = found.substr(0, kFarthest).find('\n');
+  if (end != found.npos) found = found.substr(0, end);
+  trace.at().max("hardware getExactMatch() pdest=%s", std::string(found).c_str());
+  return found == word;
+}
+
+bool isUltrium_tape_LT4772_running() {
+  const Trace trace(getCcLogHw(), "isUltrium_tape_LT4772_running()");
+  constexpr std::size_t kLineLimit = 255;
+  const CommandOutput processes = machine().runCommand("/bin/ps -ef", kTableLimit);
+  TextLines lines(processes.text, kLineLimit);
+  for (std::string_view line; lines.next(line);) {
+    if (!showsBackup(std::string(line))) continue;
+    trace.at().min("hardware Ultrium_tape_LT4772 tape robot is running");
+    return true;
+  }
+  return false;
+}
+
+KelTable* StorageGroup::getTable() {
+  const Trace trace(getCcLogHw(), "getTable()");
+  if (!useNativeSources()) {
+    const GenericDriver driver(trace);
+    return collectInTime(trace);
+  }
+  auto table = std::make_unique<KelTable>(getGroupId(), getGroupVersion());
+  unsigned long index = 0;
+  for (const StorageDevice& device : kernelDevices()) addRow(*table, ++index, device);
+  return table.release();
+}
+
+KelTable* StorageGroup::generateTable() {
+  const Trace trace(getCcLogHw(), "generateTable()");
+  auto own = std::make_unique<KelTable>(getGroupId(), getGroupVersion());
+  const StorageCollection collection(*own);
+  if (isSetByHost("CHECK_ULTRIUM_TAPE_RUNNING") && isUltrium_tape_LT4772_running()) {
+    return own.release();
+  }
+  int index = 0;
+  gather(trace, "IDE", gatherIDEDriveInformation, index);
+  gather(trace, "DAC960RAID", gatherDAC960RAIDDriveInformation, index);
+  // Those who read traces look for the name as it is.
+  if (gather(trace, "CCISSD", gatherCCISSDriveInformation, index) == 0) {
+    gather(trace, "CompaqSmartRAID", gatherCompaqSmartRAIDDriveInformation, index);
+  }
+  gather(trace, "SCSI", gatherSCSIDriveInformation, index);
+  gather(trace, "Floppy", gatherFloppyDriveInformation, index);
+  return own.release();
+}

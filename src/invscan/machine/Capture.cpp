@@ -91,8 +91,7 @@ constexpr struct {
      }},
     {"absent", readAbsent},
     {"processors", [](const CaptureValue& value, CaptureFacts&) { value.number(); }},
-    {"guest_channel", checkObject},
-    {"devices", checkObject}};
+    {"guest_channel", checkObject}};
 
 bool isSectionOf(const QuestionKind& kind, const std::string& name) {
   return std::find(kind.sections.begin(), kind.sections.end(), name) != kind.sections.end();

@@ -13,6 +13,7 @@
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 #include "base/ChildPipe.h"
 #include "common/vartree/ProgramOutput.h"
@@ -164,6 +165,10 @@ LocaleName LiveMachine::doSetLocale(int category) {
 
 TimeZone LiveMachine::doSetTimeZone() {
   return invscan::setTimeZone();
+}
+
+void LiveMachine::doLetTimePass(std::chrono::microseconds time) {
+  std::this_thread::sleep_for(time);
 }
 
 }  // namespace invscan

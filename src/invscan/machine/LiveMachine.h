@@ -18,6 +18,7 @@ class LiveMachine : public Machine {
   void doAsk(Question& question) override;
   LocaleName doSetLocale(int category) override;
   TimeZone doSetTimeZone() override;
+  void doLetTimePass(std::chrono::microseconds time) override;
 };
 
 }  // namespace invscan

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -16,6 +17,7 @@
 #include "common/vartree/ProgramOutput.h"
 #include "invscan/machine/Question.h"
 #include "invscan/machine/questions/Cpuid.h"
+#include "invscan/machine/questions/Device.h"
 #include "invscan/machine/questions/Figures.h"
 #include "invscan/machine/questions/FileSystemStatistics.h"
 #include "invscan/machine/questions/HardwareDatabase.h"
@@ -135,6 +137,8 @@ class Machine : public std::enable_shared_from_this<Machine> {
   auto cpuid(std::uint32_t leaf, std::uint32_t subleaf = 0) {
     return ask<CpuidQuestion>({leaf, subleaf});
   }
+  // Blocks as long as the device does.
+  auto askDevice(const DeviceCommand& command) { return ask<DeviceQuestion>(command); }
   // Blocks as long as a dead server does: collectors call timeout_statvfs.
   auto fileSystemStatistics(const std::string& path, StatisticsCall call) {
     return ask<FileSystemQuestion>({path, call});
@@ -159,6 +163,10 @@ class Machine : public std::enable_shared_from_this<Machine> {
   // Sets the process's time zone from environment and zone files, and tells it.
   TimeZone setTimeZone();
 
+  // Lets time pass while the machine gets something ready. A capture has at once all that it will
+  // ever have.
+  void letTimePass(std::chrono::microseconds time) { doLetTimePass(time); }
+
  protected:
   // In plain words why a file gave nothing.
   virtual std::string explainError(const std::string& path, int error) const;
@@ -176,16 +184,18 @@ class Machine : public std::enable_shared_from_this<Machine> {
   virtual void doAsk(Question& question) = 0;
   virtual LocaleName doSetLocale(int category) = 0;
   virtual TimeZone doSetTimeZone() = 0;
+  virtual void doLetTimePass(std::chrono::microseconds) {}
 
   std::vector<std::shared_ptr<const void>> kept_;
 };
 
 // All plain questions: what a capture may hold of them.
 inline constexpr const QuestionKind* kPlainQuestions[] = {
-    &kKindOf<ClockQuestion>,          &kKindOf<CpuidQuestion>,         &kKindOf<FileSystemQuestion>,
-    &kKindOf<HardwareQuestion>,       &kKindOf<HostLookupQuestion>,    &kKindOf<InterfacesQuestion>,
-    &kKindOf<KernelIdentityQuestion>, &kKindOf<MemoryFiguresQuestion>, &kKindOf<NetlinkQuestion>,
-    &kKindOf<PageSizeQuestion>,       &kKindOf<RunLevelQuestion>,      &kKindOf<WordSizeQuestion>};
+    &kKindOf<ClockQuestion>,      &kKindOf<CpuidQuestion>,          &kKindOf<DeviceQuestion>,
+    &kKindOf<FileSystemQuestion>, &kKindOf<HardwareQuestion>,       &kKindOf<HostLookupQuestion>,
+    &kKindOf<InterfacesQuestion>, &kKindOf<KernelIdentityQuestion>, &kKindOf<MemoryFiguresQuestion>,
+    &kKindOf<NetlinkQuestion>,    &kKindOf<PageSizeQuestion>,       &kKindOf<RunLevelQuestion>,
+    &kKindOf<WordSizeQuestion>};
 
 // The machine that this process scans. What is returned lasts until this thread calls again: the
 // one before a change is freed when the last thread that asks it has called again or ended, as a

@@ -209,6 +209,10 @@ TimeZone RecordingMachine::doSetTimeZone() {
   return source_->setTimeZone();
 }
 
+void RecordingMachine::doLetTimePass(std::chrono::microseconds time) {
+  source_->letTimePass(time);
+}
+
 template <class Form, class Ask>
 std::optional<CapturedProgram> RecordingMachine::rememberProgram(const std::string& name, Ask ask) {
   const std::string section = Form::kSection;

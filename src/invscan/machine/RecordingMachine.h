@@ -38,6 +38,7 @@ class RecordingMachine : public Machine {
   void doAsk(Question& question) override;
   LocaleName doSetLocale(int category) override;
   TimeZone doSetTimeZone() override;
+  void doLetTimePass(std::chrono::microseconds time) override;
 
   // The answer to a question: the one noted before, else the one that ask gives now. Null is "it
   // does not tell". Section, name (null for a section that is one answer) and turn say where in

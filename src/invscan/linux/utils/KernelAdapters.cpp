@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "common/text/Lines.h"
+#include "invscan/linux/utils/HardwareMaker.h"
 #include "invscan/linux/utils/KernelTables.h"
 #include "invscan/machine/Machine.h"
 
@@ -130,10 +131,7 @@ std::string vendorOf(const std::string& directory) {
   std::string alias = oneLine(directory + "/device/modalias");
   // What the driver is bound to is a guest's side of a device, whose maker is that of the carrier.
   if (alias.starts_with("virtio:")) alias = oneLine(carrierOf(directory) + "/modalias");
-  if (alias.empty()) return "";
-  const HardwareProperties known = machine().hardwareProperties(alias);
-  const auto vendor = known.find("ID_VENDOR_FROM_DATABASE");
-  return vendor == known.end() ? "" : vendor->second;
+  return makerOf(alias);
 }
 
 bool hasRadio(const std::string& directory) {

@@ -1,15 +1,21 @@
-#include "helpers/diskscan/Sysfs.h"
+#include "invscan/linux/utils/Sysfs.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "base/Trim.h"
+#include "common/text/Lines.h"
 #include "invscan/machine/Machine.h"
 
-namespace invscan::diskscan {
+namespace invscan {
 namespace {
 
 constexpr std::size_t kAttributeLimit = 4096;
 constexpr std::string_view kWhiteSpace = " \t\r\n\f\v";
+
+// Names before a number.
+constexpr std::string_view kNoDisks[] = {"bcache", "dm-",      "drbd", "fd", "loop", "md",
+                                         "md_d",   "mtdblock", "ram",  "zd", "zram"};
 
 bool isDigit(char letter) {
   return letter >= '0' && letter <= '9';
@@ -48,6 +54,13 @@ std::string readAttribute(const std::string& path) {
   return file.error == 0 ? std::string(trimmed(file.text, kWhiteSpace)) : std::string();
 }
 
+std::string firstAttribute(std::initializer_list<std::string> paths) {
+  for (const std::string& path : paths) {
+    if (std::string text = readAttribute(path); !text.empty()) return text;
+  }
+  return {};
+}
+
 std::string componentFromEnd(std::string_view path, std::size_t number) {
   for (; number > 0; --number) takeLast(path);
   return std::string(takeLast(path));
@@ -68,4 +81,38 @@ bool isNumber(std::string_view text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), isDigit);
 }
 
-}  // namespace invscan::diskscan
+bool isNumbered(std::string_view name, std::string_view beginning) {
+  return name.starts_with(beginning) && isNumber(name.substr(beginning.size()));
+}
+
+bool isScsiAddress(std::string_view component) {
+  const auto colons = std::count(component.begin(), component.end(), ':');
+  int numbers = 0;
+  while (!component.empty()) numbers += isNumber(nextField(component, ":"));
+  return colons == 3 && numbers == 4;
+}
+
+bool isNoDisk(std::string_view name) {
+  return std::any_of(std::begin(kNoDisks), std::end(kNoDisks),
+                     [=](std::string_view beginning) { return isNumbered(name, beginning); });
+}
+
+std::string readUdevRecord(const std::string& number) {
+  // A device's number comes from outside, and is not to lead anywhere else.
+  const bool isNumbers = number.find_first_not_of("0123456789:") == number.npos;
+  return isNumbers ? machine().readFile("/run/udev/data/b" + number).text : std::string();
+}
+
+std::string udevProperty(const std::string& record, std::string_view key) {
+  TextLines lines(record, record.size());
+  for (std::string_view line; lines.next(line);) {
+    if (!line.starts_with("E:")) continue;
+    line.remove_prefix(2);
+    if (line.starts_with(key) && line.substr(key.size()).starts_with('=')) {
+      return std::string(withoutTrailing(line.substr(key.size() + 1), "\n"));
+    }
+  }
+  return {};
+}
+
+}  // namespace invscan
