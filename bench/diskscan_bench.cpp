@@ -1,4 +1,5 @@
-// What scanning disks costs as the machine grows.
+// What scanning disks costs as the machine grows: the helper's scan, and the groups that tell of
+// it.
 #include <benchmark/benchmark.h>
 
 #include <memory>
@@ -6,6 +7,10 @@
 #include <unordered_map>
 #include <utility>
 #include <vector>
+
+#include <invscan/base/OrvCfg.h>
+#include <invscan/factory.h>
+#include <invscan/helper.h>
 
 #include "helpers/diskscan/DiskScan.h"
 #include "invscan/machine/LiveMachine.h"
@@ -37,6 +42,13 @@ class ManyDisks : public LiveMachine {
     addDevice("block", path + "/block/sd" + id + "/sd" + id + "p1", "259:" + id);
     addDevice("block", "virtual/block/dm-" + id, "252:" + id);
     files_["/sys/class/block/sd" + id + "/size"] = "2048\n";
+    const std::string whole = "/sys/block/sd" + id;
+    directories_["/sys/block"].push_back("sd" + id);
+    links_[whole] = "../devices/" + path + "/block/sd" + id;
+    files_[whole + "/size"] = "2048\n";
+    files_[whole + "/dev"] = "8:" + id + "\n";
+    files_[whole + "/device/model"] = "Disk\n";
+    files_["/run/udev/data/b8:" + id] = "E:ID_MODEL_ENC=Disk\nE:ID_SERIAL_SHORT=" + id + "\n";
     files_["/sys/class/block/dm-" + id + "/dm/name"] = "vg-" + id + "\n";
     directories_["/sys/class/block/dm-" + id + "/slaves"] = {"sd" + id,
                                                              "sd" + std::to_string(number / 2)};
@@ -89,6 +101,39 @@ void scanDisks(benchmark::State& state) {
   setMachine(std::make_unique<LiveMachine>());
 }
 
+// The helper's answer as text.
+std::string answerOf(const VtNode* node) {
+  std::string text = "(" + std::string(node->name) + "\n";
+  for (const VtVariant* value = node->values; value; value = value->next) {
+    const bool isText = value->kind == kVtString;
+    text += value->name + std::string(isText ? ":s=" : ":i=") +
+            (isText ? value->value.string : std::to_string(value->value.integer)) + "\n";
+  }
+  for (const VtNode* child = node->children; child; child = child->next) text += answerOf(child);
+  return text + ")\n";
+}
+
+void collectGroup(benchmark::State& state, unsigned long id) {
+  setMachine(std::make_unique<ManyDisks>(state.range(0)));
+  OrvCfg::setKey("hwscanner.sources", "native");
+  giveHelperOutput("diskscan", "1.0 0 OK\n" + answerOf(diskscan::scanDisks().get()), {});
+  for (auto _ : state) {
+    const std::unique_ptr<KelGroup> group(GroupFactory::getInstance()->getKELGroup(id));
+    const std::unique_ptr<KelTable> table(group->getTable());
+    benchmark::DoNotOptimize(table.get());
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+  state.SetComplexityN(state.range(0));
+  OrvCfg::setKey("hwscanner.sources", "");
+  setMachine(std::make_unique<LiveMachine>());
+}
+
+BENCHMARK_CAPTURE(collectGroup, Storage, 5)->RangeMultiplier(10)->Range(1, 10000)->Complexity();
+BENCHMARK_CAPTURE(collectGroup, PartitionToStorage, 53)
+    ->RangeMultiplier(10)
+    ->Range(1, 10000)
+    ->Complexity();
+BENCHMARK_CAPTURE(collectGroup, SanAdapter, 54)->RangeMultiplier(10)->Range(1, 10000)->Complexity();
 BENCHMARK(scanDisks)->RangeMultiplier(10)->Range(1, 100000)->Complexity();
 
 }  // namespace

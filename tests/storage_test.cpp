@@ -426,13 +426,6 @@ TEST(ClassicStorage, KeepsAwayFromABusyTapeRobot) {
   unsetenv("CHECK_ULTRIUM_TAPE_RUNNING");
 }
 
-TEST(ClassicStorage, CountsCandidates) {
-  const OnMachine machine({.files = {{"/dev/sg3", {}}}});
-  int unused = 0;
-  gatherSCSIDriveInformation(&unused);  // the counter has come to its end
-  EXPECT_EQ(getNextDrive("/dev/sg", 0), nullptr);
-}
-
 TEST(ScsiData, ReadsNothingBeyondItsEnd) {
   const struct {
     std::string name, found, expected;

@@ -30,6 +30,11 @@ INVSCAN_EXPORT bool replayMachine(const std::string& directory, std::string& err
 // recorded.
 INVSCAN_EXPORT bool recordMachine(const std::string& directory, std::string& error);
 
+// Has a process that the recording one did not fork take part: what it asks is recorded as well, and
+// it is given what was answered before. The recording must not be finished meanwhile. Returns
+// false, with one line in error, and changes nothing when none is going on in that directory.
+INVSCAN_EXPORT bool joinRecording(const std::string& directory, std::string& error);
+
 // Completes the capture that is being recorded and returns to the live machine; to be called by the
 // process that began it. Returns false, with one line in error, when not everything that was asked
 // could be written; the capture is then not usable.

@@ -38,6 +38,7 @@ class Program {
     for (int i = 1; i < count && error_.empty(); ++i)
       i += readOption(arguments[i], arguments[i + 1]);
     if (error_.empty() && machine_ && !isHelp_) replayMachine(machine_, error_);
+    if (error_.empty() && recording_ && !isHelp_) joinRecording(recording_, error_);
     if (!error_.empty()) {
       std::fprintf(stderr, "%s: %s\n", name_.c_str(), error_.c_str());
       return kWrongUsage;
@@ -58,8 +59,11 @@ class Program {
     } else if (word == "--machine" && next) {
       machine_ = next;
       return 1;
-    } else if (word == "--machine") {
-      error_ = "--machine needs a directory";
+    } else if (word == "--record" && next) {
+      recording_ = next;
+      return 1;
+    } else if (word == "--machine" || word == "--record") {
+      error_ = word + " needs a directory";
     } else {
       error_ = "unknown argument \"" + word + "\"; see " + name_ + " --help";
     }
@@ -68,10 +72,11 @@ class Program {
 
   int printHelp() const {
     const bool hasFlag = !flag_.word.empty();
-    std::printf("usage: %s %s[--machine DIR]\n\n%s\n", name_.c_str(),
+    std::printf("usage: %s %s[--machine DIR | --record DIR]\n\n%s\n", name_.c_str(),
                 hasFlag ? ("[" + flag_.word + "] ").c_str() : "", description_.c_str());
     if (hasFlag) printOption(flag_.word.c_str(), flag_.description.c_str());
     printOption("--machine DIR", "tell of the machine in a capture");
+    printOption("--record DIR", "add what is asked to a capture that is being made");
     printOption("--help", "print this");
     return 0;
   }
@@ -97,6 +102,7 @@ class Program {
   const Flag flag_;
   bool isHelp_ = false, isFlagged_ = false;
   const char* machine_ = nullptr;
+  const char* recording_ = nullptr;
   std::string error_;
 };
 

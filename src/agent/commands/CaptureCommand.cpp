@@ -96,7 +96,7 @@ int runCapture(const Options& options) {
   const std::optional<Redactor> redactor = makeRedactor(options);
 
   UnfinishedCapture capture(directory);
-  Scan scan = scanMachine(options, groups);
+  Scan scan = scanMachine(options, groups, false, directory);
   capture.finish();
   if (redactor) redactAll(directory, scan, *redactor);
   options.format.empty() ? writeSummary(options, scan) : writeScan(options, scan);

@@ -28,6 +28,7 @@ namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
 constexpr mode_t kMode = 0600;
+constexpr auto npos = std::string::npos;
 constexpr std::size_t kLargestExtent = 64 << 20;
 
 [[noreturn]] void fail(const fs::path& path, const std::string& problem) {
@@ -164,6 +165,9 @@ void learnMachine(const Json& machine, Replacements& replacements) {
   for (const Json& command : machine.value("commands", Json::array())) {
     if (listsAddresses(command.value("line", ""))) replacements.learn(command.value("output", ""));
   }
+  for (const Json& helper : machine.value("helpers", Json::array())) {
+    replacements.learnAnswer(helper.value("output", ""));
+  }
   for (const char* section : {"hosts", "interfaces"}) {
     if (machine.contains(section)) replacements.learn(machine[section].dump());
   }
@@ -194,6 +198,49 @@ Json redactNetlink(const Json& dumps, Replacements& replacements) {
   return result;
 }
 
+// What a device answers with is its names in bytes, or its serial number with bytes changed about.
+bool tellsNames(std::string_view command) {
+  return command.find(" ata ") != command.npos || command.find(" scsi 120183") != command.npos;
+}
+
+void dropNames(Json& devices) {
+  Json kept = Json::object();
+  for (const auto& [command, answer] : devices.items()) {
+    if (!tellsNames(command)) kept[command] = answer;
+  }
+  devices = std::move(kept);
+}
+
+// Files that hold the same.
+bool holdsNames(const fs::path& path) {
+  const std::string name = path.filename();
+  return name == "vpd_pg83" || (name == "identify" && path.string().find("/proc/ide/") != npos);
+}
+
+// udev knows a device by many names. Of a record stays what a scan reads, and of that a serial
+// number only as a token.
+void redactUdevRecord(const fs::path& path, Replacements& replacements) {
+  constexpr std::string_view kPlain[] = {"ID_MODEL_ENC", "ID_USB_MODEL_ENC", "ID_VENDOR_ENC",
+                                         "ID_FS_TYPE"};
+  constexpr std::string_view kSerial[] = {"SCSI_IDENT_SERIAL", "ID_SCSI_SERIAL", "ID_SERIAL_SHORT"};
+  const auto isAmong = [](const auto& keys, std::string_view key) {
+    return std::find(std::begin(keys), std::end(keys), key) != std::end(keys);
+  };
+  const std::string text = contentsOf(path);
+  std::string kept;
+  for (std::string_view rest = text; !rest.empty();) {
+    const std::string line(rest.substr(0, rest.find('\n')));
+    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    const std::string_view key = std::string_view(line).substr(0, line.find('='));
+    if (!key.starts_with("E:")) continue;
+    const std::string redacted = replacements.inText(line);
+    const bool isKept =
+        isAmong(kPlain, key.substr(2)) || (isAmong(kSerial, key.substr(2)) && redacted != line);
+    if (isKept) kept += redacted + "\n";
+  }
+  replaceFile(path, kept, kMode);
+}
+
 void redactMachine(const fs::path& path, const Json& machine, Replacements& replacements) {
   constexpr char kNetlink[] = "netlink";
   Json rest = machine;
@@ -201,6 +248,7 @@ void redactMachine(const fs::path& path, const Json& machine, Replacements& repl
   Json redacted = redactJson(rest, false, replacements);
   if (machine.contains(kNetlink))
     redacted[kNetlink] = redactNetlink(machine[kNetlink], replacements);
+  if (redacted.contains("devices")) dropNames(redacted["devices"]);
   if (redacted != machine) {
     replaceFile(path, redacted.dump(1, ' ', false, Json::error_handler_t::replace) + "\n", kMode);
   }
@@ -237,7 +285,14 @@ CaptureRedaction redactCapture(const std::string& directory, const Scan& scan,
   for (const auto& entry : fs::recursive_directory_iterator(root)) {
     if (entry.is_regular_file() && !entry.is_symlink()) files.push_back(entry.path());
   }
-  for (const fs::path& file : files) redact(redactFile, file);
+  const fs::path records = root / "run/udev/data";
+  for (const fs::path& file : files) {
+    if (holdsNames(file)) {
+      fs::remove(file);
+    } else {
+      redact(file.parent_path() == records ? redactUdevRecord : redactFile, file);
+    }
+  }
   done.replaced = replacements.count();
   return done;
 }

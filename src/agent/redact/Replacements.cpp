@@ -6,6 +6,7 @@
 
 #include "agent/formats/Value.h"
 #include "agent/redact/Addresses.h"
+#include "base/Trim.h"
 
 namespace invscan::agent {
 namespace {
@@ -133,6 +134,21 @@ void Replacements::learnDigits(std::string_view listing) {
     const std::string word(listing.substr(0, listing.find_first_of(kBlanks)));
     if (const auto address = Address::inDigits(word)) add(word, *address);
     listing.remove_prefix(std::min(word.size() + 1, listing.size()));
+  }
+}
+
+void Replacements::learnAnswer(std::string_view answer) {
+  constexpr std::string_view kNames[] = {
+      "WWNN:s=", "WWPN:s=", "Serial:s=", "SerialNumber:s=", "UUID:s="};
+  while (!answer.empty()) {
+    const std::string_view line = answer.substr(0, answer.find('\n'));
+    answer.remove_prefix(std::min(line.size() + 1, answer.size()));
+    const std::string_view entry = withoutLeading(line, kBlank);
+    for (const std::string_view name : kNames) {
+      if (entry.starts_with(name) && entry.size() > name.size()) {
+        add(std::string(entry.substr(name.size())));
+      }
+    }
   }
 }
 

@@ -27,6 +27,10 @@ class Replacements {
   void learn(std::string_view listing);
   void learnDigits(std::string_view listing);
 
+  // The same of the values that tell a machine in what a helper printed, where no group was asked
+  // for them, too.
+  void learnAnswer(std::string_view answer);
+
   // Whole words become tokens, and addresses others of their kind (Addresses.h).
   std::string inText(std::string_view text);
 

@@ -29,8 +29,8 @@ struct Head {
   double milliseconds = 0;
 };
 
-// What our own helper tells of a capture; empty when it cannot.
-std::string tellOfCapture(const std::string& name, const std::string& capture) {
+// What our own helper prints with an option and a directory; empty when it cannot.
+std::string runOwn(const std::string& name, const char* option, const std::string& directory) {
   const std::string program = helperPath(name);
   Pipe pipe = makePipe();
   const pid_t child = pipe && !program.empty() ? fork() : -1;
@@ -39,7 +39,7 @@ std::string tellOfCapture(const std::string& name, const std::string& capture) {
     // The other streams are empty ones already, but what it complains about would be ours.
     dup2(pipe.writeEnd.get(), STDOUT_FILENO);
     dup2(STDIN_FILENO, STDERR_FILENO);
-    execl(program.c_str(), name.c_str(), "--machine", capture.c_str(), nullptr);
+    execl(program.c_str(), name.c_str(), option, directory.c_str(), nullptr);
     _exit(127);
   }
   pipe.writeEnd.close();
@@ -70,17 +70,21 @@ std::string readFrom(int file, off_t offset) {
 
 }  // namespace
 
-HelperErrand::HelperErrand(std::string name, unsigned need, std::string capture)
+HelperErrand::HelperErrand(std::string name, unsigned need, std::string capture,
+                           std::string recording)
     : name_(std::move(name)),
       need_(need),
       capture_(std::move(capture)),
+      recording_(std::move(recording)),
       file_(memfd_create("helper", MFD_CLOEXEC)) {
 }
 
 void HelperErrand::run() const {
   const auto start = std::chrono::steady_clock::now();
   std::string output = askHelper(name_);
-  if (output.empty() && !capture_.empty()) output = tellOfCapture(name_, capture_);
+  if (output.empty() && !capture_.empty()) output = runOwn(name_, "--machine", capture_);
+  // The answer is recorded as it is; what our helper asks besides serves later ones.
+  if (!recording_.empty()) runOwn(name_, "--record", recording_);
   const std::chrono::duration<double, std::milli> spent = std::chrono::steady_clock::now() - start;
   const Head head{true, spent.count()};
   const Head none;

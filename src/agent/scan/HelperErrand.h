@@ -12,13 +12,15 @@ namespace invscan::agent {
 // no worker that has no use for it, ever holds what a helper said.
 class HelperErrand {
  public:
-  // The name is the library's for the helper; a capture is one that is scanned, or empty.
-  HelperErrand(std::string name, unsigned need, std::string capture);
+  // The name is the library's for the helper; a capture is one that is scanned, a recording the
+  // directory of one that is being made, or empty.
+  HelperErrand(std::string name, unsigned need, std::string capture, std::string recording);
 
   const std::string& name() const { return name_; }
   unsigned need() const { return need_; }  // of CollectorNeed
 
-  // Asks the machine. Of a capture without an answer, our own helper makes one.
+  // Asks the machine. Of a capture without an answer, our own helper makes one; in a recording it
+  // leaves what it would make another one from.
   void run() const;
 
   // Gives the library what was answered. Where the errand did not come to its end, that is nothing.
@@ -27,7 +29,7 @@ class HelperErrand {
  private:
   const std::string name_;
   const unsigned need_;
-  const std::string capture_;
+  const std::string capture_, recording_;
   const Descriptor file_;
 };
 

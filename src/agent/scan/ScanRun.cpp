@@ -49,7 +49,7 @@ void reportTrouble(const std::string& name, Status status, const std::string& tr
 }  // namespace
 
 Scan scanMachine(const Options& options, const std::vector<const kelGroupDef*>& groups,
-                 bool noteAccesses) {
+                 bool noteAccesses, const std::string& recording) {
   Progress progress;
   ScannerOptions scanner;
   scanner.timeoutSeconds = options.timeoutSeconds;
@@ -57,6 +57,7 @@ Scan scanMachine(const Options& options, const std::vector<const kelGroupDef*>& 
   configure();
   scanner.noteAccesses = noteAccesses;
   scanner.capture = options.machine;
+  scanner.recording = recording;
   scanner.progress = [&progress](const kelGroupDef* running, int done, int total) {
     progress.show(running, done, total);
   };

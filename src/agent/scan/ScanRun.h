@@ -11,7 +11,7 @@ namespace invscan::agent {
 
 // Scans the groups by the options, with progress on a terminal.
 Scan scanMachine(const Options& options, const std::vector<const kelGroupDef*>& groups,
-                 bool noteAccesses = false);
+                 bool noteAccesses = false, const std::string& recording = {});
 
 // A line on standard error for each group that gave no answer; the exit status.
 int reportTroubles(const Scan& scan);

@@ -128,8 +128,9 @@ Errands addErrands(const std::vector<Task>& tasks, const ScannerOptions& options
   for (const auto& [need, name] : kHelpers) {
     const bool isNeeded = std::any_of(tasks.begin(), tasks.end(),
                                       [bit = need](const Task& task) { return task.needs & bit; });
-    if (!isNeeded) continue;
-    const HelperErrand& errand = errands.emplace_back(name, need, options.capture);
+    if (!isNeeded && options.recording.empty()) continue;
+    const HelperErrand& errand =
+        errands.emplace_back(name, need, options.capture, options.recording);
     jobs.push_back({nullptr, [&errand](int answer) {
                       errand.run();
                       sendAnswer(answer, encodePayload(nullptr, 0, {}));

@@ -20,6 +20,9 @@ struct ScannerOptions {
   // read in the locale C.UTF-8, not the environment's: a replay asks the live machine nothing, not
   // even for a locale. Where it has no answer of a helper, ours makes one from it.
   std::string capture = {};
+  // The directory of a capture that is being made, or empty. Every helper is then asked, and has
+  // its own questions recorded, so that the capture serves more than the groups of this scan.
+  std::string recording = {};
   // Called when a group begins, when some end, and ten times a second in between, with the group
   // that the scan has waited for longest (null: none) and what is done so far; may be empty.
   std::function<void(const kelGroupDef* running, int done, int total)> progress = {};

@@ -85,6 +85,13 @@ bool recordMachine(const std::string& directory, std::string& error) {
   });
 }
 
+bool joinRecording(const std::string& directory, std::string& error) {
+  return attempt(directory, error, [&] {
+    setMachine(std::make_shared<RecordingMachine>(directory, std::make_unique<LiveMachine>(),
+                                                  RecordingMachine::Part::Joins));
+  });
+}
+
 bool finishRecording(std::string& error) {
   if (!currentRecording) {
     error = "no recording was begun";

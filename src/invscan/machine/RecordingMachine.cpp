@@ -37,6 +37,15 @@ std::string makeDirectory(const std::string& directory) {
   return directory;
 }
 
+std::string findRecording(const std::string& directory) {
+  struct stat status {};
+  const std::string notes = directory + kNotes;
+  if (lstat(notes.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
+    throw CaptureError("no recording is going on there");
+  }
+  return directory;
+}
+
 std::string hexHash(const std::string& text) {
   unsigned long hash = 0xcbf29ce484222325;
   for (const char byte : text) {
@@ -75,8 +84,11 @@ bool writeFile(const std::string& path, const std::string& contents) {
 
 }  // namespace
 
-RecordingMachine::RecordingMachine(const std::string& directory, std::unique_ptr<Machine> source)
-    : directory_(makeDirectory(directory)), source_(std::move(source)), files_(directory) {
+RecordingMachine::RecordingMachine(const std::string& directory, std::unique_ptr<Machine> source,
+                                   Part part)
+    : directory_(part == Part::Begins ? makeDirectory(directory) : findRecording(directory)),
+      source_(std::move(source)),
+      files_(directory) {
   void* shared =
       mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (shared == MAP_FAILED) throw CaptureError(strerrordesc_np(errno));

@@ -17,8 +17,11 @@ namespace invscan {
 // a question answers it for all.
 class RecordingMachine : public Machine {
  public:
-  // Throws CaptureError when the directory cannot be made or is not empty.
-  RecordingMachine(const std::string& directory, std::unique_ptr<Machine> source);
+  // Begins a recording, or takes part in one that another process has begun. Throws CaptureError
+  // when the directory cannot be made or is not empty, or when no recording is going on there.
+  enum class Part { Begins, Joins };
+  RecordingMachine(const std::string& directory, std::unique_ptr<Machine> source,
+                   Part part = Part::Begins);
   ~RecordingMachine() override;
 
   const std::string& directory() const { return directory_; }

@@ -63,13 +63,12 @@ std::string decoded(const std::string& text) {
 // What udev's record adds to what the kernel tells of a device: the kernel has but the beginning of
 // long models. A record with another model is that of a device that was there before.
 void addUdevRecord(StorageDevice& device, const std::string& record) {
-  if (record.empty()) return;
   const std::string model = decoded(udevProperty(record, "ID_MODEL_ENC"));
   const bool isLonger = model.starts_with(device.model);
-  const bool isSame =
-      isLonger || decoded(udevProperty(record, "ID_USB_MODEL_ENC")).starts_with(device.model);
+  const bool isSame = model.empty() || isLonger ||
+                      decoded(udevProperty(record, "ID_USB_MODEL_ENC")).starts_with(device.model);
   if (!isSame) return;
-  if (isLonger) device.model = model.empty() ? device.model : model;
+  if (isLonger && !model.empty()) device.model = model;
   for (const char* key : {"SCSI_IDENT_SERIAL", "ID_SCSI_SERIAL", "ID_SERIAL_SHORT", "ID_SERIAL"}) {
     if (device.serial.empty()) device.serial = udevProperty(record, key);
   }
