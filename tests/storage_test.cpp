@@ -386,7 +386,7 @@ TEST(ClassicStorage, LoadsAndUnloadsTheDriver) {
     const OnMachine machine(
         {.commands = {{load, test.output}}, .notStarted = test.isStarted ? "" : load});
     startAccessLog();
-    EXPECT_EQ(collected(kStorage), "");
+    EXPECT_EQ(valuesOf(kStorage, {"Index"}), "");
     std::size_t unloads = 0;
     for (const Access& access : accessLog()) unloads += access.source == unload;
     EXPECT_EQ(unloads, test.isLoaded ? 1U : 0U) << test.output.output;
@@ -404,7 +404,7 @@ TEST(ClassicStorage, LeavesHungDevicesBehind) {
                                           {"/bin/mount 2>/dev/null", hanging}}});
     OrvCfg::setKey("hwscanner.timeout", "30");
     startAccessLog();
-    EXPECT_EQ(collected(kStorage), "no table\n");
+    EXPECT_EQ(valuesOf(kStorage, {"Index"}), "no table");
     EXPECT_EQ(accessLog().back().source, "/sbin/modprobe --first-time -r sg 2>/dev/null");
     OrvCfg::setKey("hwscanner.timeout", "");
   }
