@@ -30,8 +30,8 @@ INVSCAN_EXPORT bool replayMachine(const std::string& directory, std::string& err
 // recorded.
 INVSCAN_EXPORT bool recordMachine(const std::string& directory, std::string& error);
 
-// Has a process that the recording one did not fork take part: what it asks is recorded as well, and
-// it is given what was answered before. The recording must not be finished meanwhile. Returns
+// Has a process that the recording one did not fork take part: what it asks is recorded as well,
+// and it is given what was answered before. The recording must not be finished meanwhile. Returns
 // false, with one line in error, and changes nothing when none is going on in that directory.
 INVSCAN_EXPORT bool joinRecording(const std::string& directory, std::string& error);
 
