@@ -33,6 +33,7 @@ double millisecondsSince(Clock::time_point start) {
 constexpr int kCheapRoom = 0;
 constexpr int kFirmwareRoom = 1;
 constexpr int kNamesRoom = 2;
+constexpr int kDiskRoom = 3;
 
 constexpr struct {
   unsigned need;
@@ -116,8 +117,9 @@ bool startsPrograms(const Task& task) {
 
 int roomOf(const Task& task) {
   if (task.needs & kNeedsNames) return kNamesRoom;
-  const bool isApart = task.needs & (kNeedsPatience | kNeedsCpuid | kNeedsDiskScan);
+  const bool isApart = task.needs & (kNeedsPatience | kNeedsCpuid);
   if (isApart || startsPrograms(task)) return kOwnRoom;
+  if (task.needs & kNeedsDiskScan) return kDiskRoom;
   return task.needs & kNeedsFirmware ? kFirmwareRoom : kCheapRoom;
 }
 
