@@ -14,6 +14,7 @@
 
 #include "base/ChildPipe.h"
 #include "base/ChildStart.h"
+#include "base/SignalsBlocked.h"
 #include "common/vartree/TraceFile.h"
 
 namespace {
@@ -76,12 +77,9 @@ void setArguments(Launch& launch, const char* text) {
 
 // With every signal blocked, so that none of the host's handlers runs in the child.
 pid_t start(const Launch& launch) {
-  sigset_t all, before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
+  const invscan::SignalsBlocked quiet;
   const pid_t pid = fork();
   if (pid == 0) becomeProgram(launch);
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
   return pid;
 }
 

@@ -7,6 +7,7 @@
 #include <invscan/storage.h>
 
 #include "base/HostEnvironment.h"
+#include "base/SignalsBlocked.h"
 #include "common/text/Lines.h"
 #include "invscan/com/model/Traits.h"
 #include "invscan/linux/storage/Collection.h"
@@ -199,7 +200,10 @@ KelTable* collectInTime(const Trace& trace) {
   auto group = std::make_unique<StorageGroup>();
   auto done = std::make_unique<Event>();
   auto thread = std::make_unique<GetTableThread>(group.get(), done.get());
-  thread->start();
+  {
+    const SignalsBlocked quiet;
+    thread->start();
+  }
   const int result = done->wait(thread->get_Time());
   if (result != 0) {
     trace.at().min("hardware Thread for StorageGroup hang : %d", result);

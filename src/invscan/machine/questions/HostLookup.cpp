@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 #include <netdb.h>
 #include <resolv.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <condition_variable>
@@ -16,6 +15,8 @@
 #include <vector>
 
 #include <nlohmann/json.hpp>
+
+#include "base/SignalsBlocked.h"
 
 namespace invscan {
 namespace {
@@ -101,22 +102,6 @@ void attend(Desk& desk) {
   }
   desk.isAttended = false;
 }
-
-// The host's handlers are not to run in a thread that it does not know of.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, &before_);
-  }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
- private:
-  sigset_t before_;
-};
 
 // Null when there is no thread to be had.
 std::shared_ptr<Desk> openDesk() {
