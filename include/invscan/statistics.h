@@ -21,6 +21,7 @@ struct orv_statvfs_info_t {
 // A child process of the calling one makes the call, as it may never return. The child is started
 // by the first question and serves all later ones; it ends when it does not answer in time (the
 // next question starts another), when the machine changes, and with this process. A forked child of
-// this process starts one of its own. Calls must not overlap.
+// this process starts one of its own. Threads ask by turns: before its own time-out begins, a call
+// waits for those of other threads.
 INVSCAN_EXPORT int timeout_statvfs(const char* path, orv_statvfs_info_t& info,
                                    int timeoutMicroseconds, bool use64) noexcept;

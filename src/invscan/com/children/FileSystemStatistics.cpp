@@ -8,11 +8,13 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "base/ChildPipe.h"
+#include "base/SignalsBlocked.h"
 #include "invscan/com/children/StatisticsService.h"
 #include "invscan/machine/Machine.h"
 #include "log/Trace.h"
@@ -39,23 +41,6 @@ class Deadline {
 
  private:
   Clock::time_point end_;
-};
-
-// Holds back every signal, so that no handler of the host runs in a child before it has left them
-// behind.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &maskBefore_);
-  }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &maskBefore_, nullptr); }
-
- private:
-  sigset_t maskBefore_;
 };
 
 struct Child {
@@ -87,6 +72,17 @@ class StatisticsChild {
 StatisticsChild& statisticsChild() {
   static auto* instance = new StatisticsChild;
   return *instance;
+}
+
+// Threads ask the one child by turns.
+std::mutex& turn() {
+  static auto* mutex = new std::mutex;
+  return *mutex;
+}
+
+void endChild() {
+  const std::lock_guard lock(turn());
+  statisticsChild().end();
 }
 
 bool StatisticsChild::start() {
@@ -128,13 +124,13 @@ bool StatisticsChild::create() {
     trace.at().min("hardware ERROR! Failed to open pipes.");
     return false;
   }
-  onMachineChange([] { statisticsChild().end(); });
+  onMachineChange(endChild);
   machine();  // made before the fork, if this is the first question to it
   const pid_t creator = getpid();
   // The kernel takes the end of the thread that forked for the end of the parent. Of all threads
   // only the first one lasts as long as the process; the child of another ends by its pipe alone.
   const pid_t mortalParent = gettid() == creator ? creator : 0;
-  const SignalsBlocked blocked;
+  const SignalsBlocked quiet;
   const pid_t pid = fork();
   if (pid < 0) {
     trace.at().min("hardware ERROR! Failed to fork a child.");
@@ -202,6 +198,7 @@ std::optional<StatisticsRequest> makeRequest(const char* path, bool use64) {
 const char* askChild(const StatisticsRequest& request, int timeoutMicroseconds,
                      orv_statvfs_info_t& info) {
   const Trace trace(getCcLogHw(), "askChild()");
+  const std::lock_guard lock(turn());
   StatisticsChild& child = statisticsChild();
   if (!child.start()) {
     trace.at().min("hardware ERROR! we shouldn't be here");
