@@ -246,8 +246,9 @@ void redactMachine(const fs::path& path, const Json& machine, Replacements& repl
   Json rest = machine;
   rest.erase(kNetlink);
   Json redacted = redactJson(rest, false, replacements);
-  if (machine.contains(kNetlink))
+  if (machine.contains(kNetlink)) {
     redacted[kNetlink] = redactNetlink(machine[kNetlink], replacements);
+  }
   if (redacted.contains("devices")) dropNames(redacted["devices"]);
   if (redacted != machine) {
     replaceFile(path, redacted.dump(1, ' ', false, Json::error_handler_t::replace) + "\n", kMode);

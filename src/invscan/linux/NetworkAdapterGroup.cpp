@@ -79,8 +79,7 @@ const AttributeTraits kNetworkAdapterTraits[] = {
     {8, "", Stable, kPublic, "When the adapter was installed.", kNotFilled, nullptr},
     {9, "", Stable, kPublic,
      "Kind of connector that the cable plugs into. Neither sysfs nor a link's message has it: "
-     "drivers "
-     "tell it to ethtool alone.",
+     "drivers tell it to ethtool alone.",
      kNotFilled, nullptr},
     {10, "", Stable, kPublic, "Kind of medium that the adapter transmits on.",
      "/sys/class/net/*/driver; netlink links", nullptr},

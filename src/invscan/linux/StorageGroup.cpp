@@ -194,16 +194,18 @@ class GenericDriver {
   const bool isOurs_;
 };
 
-// Collects in a thread; null when that takes too long. The thread goes on with a group of its own,
-// as the caller may delete this one meanwhile.
+bool startQuietly(Thread& thread) {
+  const SignalsBlocked quiet;
+  return thread.start() == 0;
+}
+
+// Collects in a thread; null when that takes too long or there is no thread to be had. The thread
+// goes on with a group of its own, as the caller may delete this one meanwhile.
 KelTable* collectInTime(const Trace& trace) {
   auto group = std::make_unique<StorageGroup>();
   auto done = std::make_unique<Event>();
   auto thread = std::make_unique<GetTableThread>(group.get(), done.get());
-  {
-    const SignalsBlocked quiet;
-    thread->start();
-  }
+  if (!startQuietly(*thread)) return nullptr;  // nobody would ever tell that it is done
   const int result = done->wait(thread->get_Time());
   if (result != 0) {
     trace.at().min("hardware Thread for StorageGroup hang : %d", result);

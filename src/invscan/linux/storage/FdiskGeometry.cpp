@@ -66,16 +66,23 @@ std::optional<Geometry> geometryAt(const std::vector<std::string_view>& tokens, 
                   static_cast<unsigned long>(numbers[2]), count / 2};
 }
 
-std::string listAll() {
-  return machine().runCommand("/sbin/fdisk -l 2>/dev/null", kOutputLimit).text;
-}
-
 // Leaves the lines behind the first one with the name.
 bool findLine(TextLines& lines, std::string_view name, std::string_view& line) {
   while (lines.next(line)) {
     if (line.find(name) != line.npos) return true;
   }
   return false;
+}
+
+// From the list of all disks: in the line with the disk's name, behind that, or in the next one.
+std::optional<Geometry> listedGeometry(const char* name, bool isInNextLine) {
+  const std::string device = blockDeviceName(name),
+                    text = machine().runCommand("/sbin/fdisk -l 2>/dev/null", kOutputLimit).text;
+  TextLines lines(text, kLineLimit);
+  std::string_view line;
+  if (device.empty() || !findLine(lines, device, line)) return std::nullopt;
+  if (!isInNextLine) return geometryAt(tokensOf(line), 2);
+  return lines.next(line) ? geometryAt(tokensOf(line), 0) : std::nullopt;
 }
 
 // What the shell, too, takes for the name of a device and nothing else.
@@ -97,21 +104,13 @@ using namespace invscan;
 int getFromFdisk(const char* name, unsigned long* heads, unsigned long* cylinders,
                  unsigned long* sectors, unsigned long* kilobytes) {
   const Trace trace(getCcLogHw(), "getFromFdisk()");
-  const std::string device = blockDeviceName(name), text = listAll();
-  TextLines lines(text, kLineLimit);
-  std::string_view line;
-  if (device.empty() || !findLine(lines, device, line)) return 0;
-  return Destination{heads, cylinders, sectors, kilobytes}.take(geometryAt(tokensOf(line), 2));
+  return Destination{heads, cylinders, sectors, kilobytes}.take(listedGeometry(name, false));
 }
 
 int getFromFdisk2(const char* name, unsigned long* heads, unsigned long* cylinders,
                   unsigned long* sectors, unsigned long* kilobytes) {
   const Trace trace(getCcLogHw(), "getFromFdisk2()");
-  const std::string device = blockDeviceName(name), text = listAll();
-  TextLines lines(text, kLineLimit);
-  std::string_view line;
-  if (device.empty() || !findLine(lines, device, line) || !lines.next(line)) return 0;
-  return Destination{heads, cylinders, sectors, kilobytes}.take(geometryAt(tokensOf(line), 0));
+  return Destination{heads, cylinders, sectors, kilobytes}.take(listedGeometry(name, true));
 }
 
 int getFromFdiskMount(const char* name, unsigned long* heads, unsigned long* cylinders,
