@@ -70,9 +70,9 @@ class HostileMachine : public TestMachine {
   }
   int doExists(const std::string&) override { return fact() ? 0 : ENOENT; }
   FileText doReadLink(const std::string& path) override { return doReadFile(path, SIZE_MAX); }
-  CommandOutput doRunCommand(const std::string&, std::size_t limit) override {
+  CommandOutput doRunCommand(const std::string&, const CommandLimits& limits) override {
     const auto text = fact();
-    return {text.has_value(), 0, text.value_or("").substr(0, limit)};
+    return {text.has_value(), 0, text.value_or("").substr(0, limits.bytes)};
   }
   // As a capture holds it.
   void doAsk(Question& question) override {

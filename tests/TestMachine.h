@@ -60,9 +60,9 @@ class TestMachine : public ReplayedMachine {
     return directory == answers_.directories.end() ? Listing{ENOENT}
                                                    : Listing{0, directory->second};
   }
-  CommandOutput doRunCommand(const std::string& line, std::size_t limit) override {
+  CommandOutput doRunCommand(const std::string& line, const CommandLimits& limits) override {
     return line == answers_.notStarted ? CommandOutput()
-                                       : ReplayedMachine::doRunCommand(line, limit);
+                                       : ReplayedMachine::doRunCommand(line, limits);
   }
   FileText doReadMemory(unsigned long address, unsigned long length) override {
     for (const auto& [begin, bytes] : answers_.physicalMemory) {

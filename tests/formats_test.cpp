@@ -229,6 +229,21 @@ TEST_F(Redaction, BinaryKeepsItsLayout) {
   EXPECT_EQ(replacements.count(), 2U);
 }
 
+// The kernel has it in lower case, and firmware in either order of bytes.
+TEST_F(Redaction, FindsUuidsInAllTheirForms) {
+  std::vector<Record> records;
+  records.push_back(makeText(7, L"00112233-4455-6677-8899-AABBCCDDEEFF"));
+  Replacements replacements(makeScan("ComponentID", std::move(records)), redactor_);
+  EXPECT_EQ(replacements.inText("00112233-4455-6677-8899-aabbccddeeff\n"),
+            token("00112233-4455-6677-8899-AABBCCDDEEFF") + "\n");
+  const std::string end = "\x88\x99\xAA\xBB\xCC\xDD\xEE\xFF";
+  for (const std::string& begin :
+       {"\0\x11\x22\x33\x44\x55\x66\x77"s, "\x33\x22\x11\0\x55\x44\x77\x66"s}) {
+    const std::string redacted = replacements.inBytes("\1" + begin + end + "\2");
+    EXPECT_EQ(redacted, "\1" + token("00112233-4455-6677-8899-AABBCCDDEEFF").substr(9) + "\2");
+  }
+}
+
 // A link, in little-endian digits: header, ifinfomsg, then attributes.
 TEST_F(Redaction, DatagramsKeepWhatIsKnown) {
   const std::string link =

@@ -53,6 +53,11 @@ struct Access {
   double milliseconds = 0;
 };
 
+// Outcomes begin with these where several sources told the same attributes, which follow: what was
+// taken from this source, and in what another one was believed rather than it.
+inline constexpr char kGave[] = "gave ";
+inline constexpr char kOverruled[] = "overruled in ";
+
 // Starts noting every question of this process, forgetting earlier ones.
 INVSCAN_EXPORT void startAccessLog();
 

@@ -1,6 +1,7 @@
 #include "agent/StartUp.h"
 
 #include <fcntl.h>
+#include <sys/auxv.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -37,6 +38,26 @@ std::string homeDirectory() {
   std::string prefix(path, static_cast<std::size_t>(length));
   for (int i = 0; i < 2; ++i) prefix.resize(std::min(prefix.rfind('/'), prefix.size()));
   return prefix + "/lib/invscan";
+}
+
+constexpr char kLibraryPath[] = "LD_LIBRARY_PATH";
+
+// The parts of the loader's search path that do not depend on the current directory. An empty part
+// is that directory.
+std::string absoluteParts(std::string_view path) {
+  std::string kept;
+  while (!path.empty()) {
+    const std::string_view part = path.substr(0, path.find_first_of(":;"));
+    if (part.starts_with('/')) kept.append(kept.empty() ? "" : ":").append(part);
+    path.remove_prefix(std::min(part.size() + 1, path.size()));
+  }
+  return kept;
+}
+
+// Not so when the loader was called as a program: then /proc/self/exe is the loader, which would
+// take the first argument for the program to load.
+bool isStartedByTheKernel() {
+  return getauxval(AT_BASE) != 0;
 }
 
 // Neither the caller's PATH nor a dead name server matters to a scan of this machine.
@@ -131,6 +152,23 @@ std::string helperPath(const std::string& name) {
   const char* const set = getenv("ORV_HOMEDIR");
   const std::string home = set && *set ? set : homeDirectory();
   return home.empty() ? "" : home + "/bin/" + name;
+}
+
+void dropRelativeLibraryPaths(char** arguments) {
+  const char* path = getenv(kLibraryPath);
+  if (!path || !*path) return;
+  const std::string kept = absoluteParts(path);
+  if (kept == path) return;
+  unsetenv(kLibraryPath);  // however often it is there
+  if (!kept.empty()) setenv(kLibraryPath, kept.c_str(), 1);
+  if (isStartedByTheKernel()) {
+    execv("/proc/self/exe", arguments);
+  } else {
+    errno = ENOEXEC;
+  }
+  throw Failure(std::string("LD_LIBRARY_PATH has parts that are no absolute paths, and starting "
+                            "again without them fails: ") +
+                errorText(errno));
 }
 
 void setUp(const Options& options) {

@@ -14,6 +14,10 @@ void openStandardStreams();
 // Where our own helper program of that name is; empty when that cannot be told.
 std::string helperPath(const std::string& name);
 
+// Starts the program again when the loader was told to look for libraries in relative places: the
+// loader has read the variable by now, and a scan loads libraries. Throws Failure when it cannot.
+void dropRelativeLibraryPaths(char** arguments);
+
 // Environment, tracing, configuration store and machine. Throws Failure.
 void setUp(const Options& options);
 

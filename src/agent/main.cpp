@@ -29,6 +29,7 @@ int main(int argc, char** argv) {
   using namespace invscan::agent;
   try {
     openStandardStreams();
+    dropRelativeLibraryPaths(argv);
     return runCommandLine(argc, argv);
   } catch (const Interruption& interruption) {
     dieBy(interruption.signal);

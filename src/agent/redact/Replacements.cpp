@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <iterator>
+#include <vector>
 
 #include "agent/formats/Value.h"
 #include "agent/redact/Addresses.h"
@@ -22,6 +23,36 @@ bool isWord(std::string_view text, std::size_t begin, std::size_t length) {
   const std::size_t end = begin + length;
   return (begin == 0 || !isWordCharacter(text[begin - 1])) &&
          (end == text.size() || !isWordCharacter(text[end]));
+}
+
+// The two ways in which firmware has the UUID that a text spells; none when it spells none that
+// tells a machine.
+std::vector<std::string> uuidBytes(const std::string& text) {
+  constexpr std::size_t kGroups[] = {8, 13, 18, 23}, kLength = 36, kSize = 16;
+  std::string digits;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool isMark = std::find(std::begin(kGroups), std::end(kGroups), i) != std::end(kGroups);
+    if (isMark ? text[i] != '-' : std::isxdigit(static_cast<unsigned char>(text[i])) == 0)
+      return {};
+    if (!isMark) digits += text[i];
+  }
+  if (text.size() != kLength) return {};
+  std::string bytes;
+  for (std::size_t i = 0; i < 2 * kSize; i += 2) {
+    bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+  }
+  // One of equal bytes fills in for a UUID, and is in every table.
+  if (bytes.find_first_not_of(bytes[0]) == bytes.npos) return {};
+  std::string swapped = bytes;
+  std::reverse(swapped.begin(), swapped.begin() + 4);
+  std::reverse(swapped.begin() + 4, swapped.begin() + 6);
+  std::reverse(swapped.begin() + 6, swapped.begin() + 8);
+  return {bytes, swapped};
+}
+
+std::string lowerCase(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return text;
 }
 
 std::string_view digitsOf(std::string_view token) {
@@ -93,8 +124,14 @@ void Replacements::add(const std::string& value) {
   const std::string address = value.substr(0, value.find('/'));
   if (const auto known = Address::spelled(address)) {
     add(address, *known);
-  } else {
-    (value.size() < kShortestWord ? lines_ : words_).emplace(value, redactor_.token(value));
+    return;
+  }
+  const std::string token = redactor_.token(value);
+  (value.size() < kShortestWord ? lines_ : words_).emplace(value, token);
+  for (const std::string& uuid : uuidBytes(value)) {
+    words_.emplace(lowerCase(value), token);  // as the kernel spells it
+    addresses_.emplace(uuid, digitsOf(token));
+    sizes_.insert(uuid.size());
   }
 }
 
@@ -104,10 +141,9 @@ void Replacements::add(const std::string& text, const Address& address) {
   const auto place = addresses_.emplace(address.bytes(), substitute.bytes()).first;
   sizes_.insert(place->first.size());
   // Hardware addresses are written in either case.
-  std::string lower = text, upper = text;
-  for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  std::string upper = text;
   for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  for (const std::string& spelled : {text, lower, upper}) {
+  for (const std::string& spelled : {text, lowerCase(text), upper}) {
     words_.emplace(spelled, substitute.spelledLike(spelled));
   }
 }

@@ -38,7 +38,8 @@ class Replacements {
   // sensitive from then on.
   std::string inMounts(std::string_view text, MountTable table);
 
-  // Whole words become as many digits of their tokens, addresses in network order others.
+  // Whole words become as many digits of their tokens, UUIDs too, in either order of bytes, and
+  // addresses in network order others.
   std::string inBytes(std::string_view bytes);
 
   // An address in network order, sensitive or not, becomes another one unless it tells nothing;
@@ -58,7 +59,7 @@ class Replacements {
   const Redactor& redactor_;
   Table words_;
   Table lines_;                                  // too short to be looked for in lines
-  Table addresses_;                              // as bytes
+  Table addresses_;                              // and UUIDs, as bytes
   std::set<std::size_t, std::greater<>> sizes_;  // of those
   std::unordered_map<std::string, std::string>
       substitutes_;  // of all that were asked for, as bytes

@@ -66,10 +66,6 @@ void readAbsent(const CaptureValue& value, CaptureFacts& facts) {
   if (!std::is_sorted(absent.begin(), absent.end())) std::sort(absent.begin(), absent.end());
 }
 
-void checkObject(const CaptureValue& value, CaptureFacts&) {
-  value.checkObject();
-}
-
 // The sections of machine.json beside those of plain questions. Those that no collector asks for
 // yet are checked all the same, so that a capture is good or bad once and for all.
 constexpr struct {
@@ -90,8 +86,7 @@ constexpr struct {
        });
      }},
     {"absent", readAbsent},
-    {"processors", [](const CaptureValue& value, CaptureFacts&) { value.number(); }},
-    {"guest_channel", checkObject}};
+    {"processors", [](const CaptureValue& value, CaptureFacts&) { value.number(); }}};
 
 bool isSectionOf(const QuestionKind& kind, const std::string& name) {
   return std::find(kind.sections.begin(), kind.sections.end(), name) != kind.sections.end();

@@ -48,10 +48,6 @@ bool CaptureValue::isObject() const {
   return node_->kind == Kind::object;
 }
 
-void CaptureValue::checkObject() const {
-  static_cast<void>(object());
-}
-
 std::string CaptureValue::text() const {
   if (node_->kind != Kind::text) refuse("a text");
   if (node_->text.find('\0') != node_->text.npos) refuse("a text without NUL characters");

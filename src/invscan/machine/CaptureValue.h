@@ -35,7 +35,6 @@ class CaptureValue {
 
   bool isNull() const;
   bool isObject() const;
-  void checkObject() const;
 
   std::string text() const;   // without NUL characters
   std::string bytes() const;  // written as hexadecimal digits

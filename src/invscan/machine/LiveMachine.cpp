@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/stat.h>
@@ -9,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <climits>
 #include <clocale>
 #include <cstdlib>
@@ -78,12 +80,45 @@ pid_t startShell(const std::string& line, int output) {
              : 0;
 }
 
+int exitCodeOf(int status) {
+  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
 int waitFor(pid_t pid) {
   int status = 0;
   while (waitpid(pid, &status, 0) < 0) {
     if (errno != EINTR) return 0;  // the host has its children reaped for it
   }
-  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+  return exitCodeOf(status);
+}
+
+// What a command prints until it ends or comes to a limit. Others that it started may go on, with
+// the pipe still open: they are not waited for.
+void readAndWait(pid_t pid, Pipe& pipe, const CommandLimits& limits, CommandOutput& result) {
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + limits.time;
+  const auto left = [&] {
+    return std::max(std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()),
+                    std::chrono::milliseconds(0));
+  };
+  setNonBlocking(pipe.readEnd);
+  pollfd event{pipe.readEnd.get(), POLLIN, 0};
+  std::string part;
+  bool isOpen = true;
+  while (isOpen && result.text.size() < limits.bytes && left().count() > 0) {
+    if (poll(&event, 1, static_cast<int>(std::min<long>(left().count(), INT_MAX))) <= 0) continue;
+    isOpen = readAll(event.fd, part, limits.bytes - result.text.size()) ? false : errno == EAGAIN;
+    result.text += part;
+  }
+  pipe.readEnd.close();
+  const bool isAtLimit = isOpen || result.text.size() >= limits.bytes;
+  int status = 0;
+  pid_t ended = awaitEnd(pid, status, isAtLimit ? std::chrono::milliseconds(0) : left());
+  if (ended == 0) {
+    kill(pid, SIGKILL);
+    ended = awaitEnd(pid, status, kBurialPatience);
+  }
+  result.status = ended == pid ? exitCodeOf(status) : 128 + SIGKILL;
 }
 
 // A range through a mapping, which reaches what reading the device does not; nullopt when the
@@ -130,16 +165,20 @@ FileText LiveMachine::doReadMemory(unsigned long address, unsigned long length) 
   return readRange(device, address, length);
 }
 
-CommandOutput LiveMachine::doRunCommand(const std::string& line, std::size_t limit) {
+CommandOutput LiveMachine::doRunCommand(const std::string& line, const CommandLimits& limits) {
   Pipe pipe = makePipe();
   const pid_t pid = pipe ? startShell(line, pipe.writeEnd.get()) : 0;
   pipe.writeEnd.close();
   if (pid <= 0) return {};
   CommandOutput result{true, 0, {}};
-  readAll(pipe.readEnd.get(), result.text, limit);
+  if (limits.isTimed()) {
+    readAndWait(pid, pipe, limits, result);
+    return result;
+  }
+  readAll(pipe.readEnd.get(), result.text, limits.bytes);
   pipe.readEnd.close();
   // A command that has more to say than anybody asked for need not finish.
-  if (result.text.size() >= limit) kill(pid, SIGKILL);
+  if (result.text.size() >= limits.bytes) kill(pid, SIGKILL);
   result.status = waitFor(pid);
   return result;
 }

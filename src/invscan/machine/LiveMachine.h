@@ -12,7 +12,7 @@ class LiveMachine : public Machine {
   FileText doReadLink(const std::string& path) override;
   Listing doListDirectory(const std::string& path) override;
   FileText doReadMemory(unsigned long address, unsigned long length) override;
-  CommandOutput doRunCommand(const std::string& line, std::size_t limit) override;
+  CommandOutput doRunCommand(const std::string& line, const CommandLimits& limits) override;
   HelperOutput doRunHelper(const std::string& command, const char* arguments,
                            const char* tracePath) override;
   void doAsk(Question& question) override;

@@ -193,9 +193,9 @@ FileText Machine::tryMemory(unsigned long address, unsigned long length) {
       });
 }
 
-CommandOutput Machine::runCommand(const std::string& line, std::size_t limit) {
+CommandOutput Machine::runCommand(const std::string& line, const CommandLimits& limits) {
   return noted(
-      line, [&] { return doRunCommand(line, limit); }, judgeCommand);
+      line, [&] { return doRunCommand(line, limits); }, judgeCommand);
 }
 
 HelperOutput Machine::runHelper(const std::string& command, const char* arguments,

@@ -20,6 +20,8 @@
 #include "invscan/machine/questions/Device.h"
 #include "invscan/machine/questions/Figures.h"
 #include "invscan/machine/questions/FileSystemStatistics.h"
+#include "invscan/machine/questions/GuestChannel.h"
+#include "invscan/machine/questions/GuestLibrary.h"
 #include "invscan/machine/questions/HardwareDatabase.h"
 #include "invscan/machine/questions/HostLookup.h"
 #include "invscan/machine/questions/InterfaceAddresses.h"
@@ -69,6 +71,18 @@ inline constexpr unsigned long kMemoryLimit = 256 << 20;
 // descriptor, the current errno.
 FileText readRange(const Descriptor& file, unsigned long offset, unsigned long length);
 
+// How much a command may print and how long it may take before it is ended.
+struct CommandLimits {
+  CommandLimits(std::size_t mostBytes = kTextLimit,
+                std::chrono::milliseconds longest = std::chrono::milliseconds::max())
+      : bytes(mostBytes), time(longest) {}
+
+  bool isTimed() const { return time != std::chrono::milliseconds::max(); }
+
+  std::size_t bytes;
+  std::chrono::milliseconds time;
+};
+
 struct CommandOutput {
   bool started = false;
   int status = 0;    // exit code, or 128 + signal
@@ -116,8 +130,9 @@ class Machine : public std::enable_shared_from_this<Machine> {
   FileText tryMemory(unsigned long address, unsigned long length);
 
   // Runs a shell command line, with standard input and standard error at /dev/null unless the line
-  // redirects them, and returns when it has ended or has written more than the limit.
-  CommandOutput runCommand(const std::string& line, std::size_t limit = kTextLimit);
+  // redirects them, and returns when it has ended or has come to a limit: then it has the status of
+  // a killed one.
+  CommandOutput runCommand(const std::string& line, const CommandLimits& limits = {});
 
   // Runs a helper program (its command name, such as "cpuid") with arguments that blanks separate
   // and a file for its trace; both may be null. As vtExecCommand in helper.h does, which collectors
@@ -142,6 +157,12 @@ class Machine : public std::enable_shared_from_this<Machine> {
   // Blocks as long as a dead server does: collectors call timeout_statvfs.
   auto fileSystemStatistics(const std::string& path, StatisticsCall call) {
     return ask<FileSystemQuestion>({path, call});
+  }
+  auto guestChannel(std::uint32_t command, std::uint32_t ebx) {
+    return ask<GuestChannelQuestion>({command, ebx});
+  }
+  auto guestLibrary(std::function<std::optional<VMwareGuestInfo>()> read) {
+    return ask<GuestLibraryQuestion>({{}, std::move(read)});
   }
   auto interfaceAddresses() { return ask<InterfacesQuestion>(); }
   auto kernelIdentity() { return ask<KernelIdentityQuestion>(); }
@@ -178,7 +199,7 @@ class Machine : public std::enable_shared_from_this<Machine> {
   virtual Listing doListDirectory(const std::string& path) = 0;
   // Length is at most kMemoryLimit, and the end of the range is an offset in a file.
   virtual FileText doReadMemory(unsigned long address, unsigned long length) = 0;
-  virtual CommandOutput doRunCommand(const std::string& line, std::size_t limit) = 0;
+  virtual CommandOutput doRunCommand(const std::string& line, const CommandLimits& limits) = 0;
   virtual HelperOutput doRunHelper(const std::string& command, const char* arguments,
                                    const char* tracePath) = 0;
   virtual void doAsk(Question& question) = 0;
@@ -191,10 +212,13 @@ class Machine : public std::enable_shared_from_this<Machine> {
 
 // All plain questions: what a capture may hold of them.
 inline constexpr const QuestionKind* kPlainQuestions[] = {
-    &kKindOf<ClockQuestion>,      &kKindOf<CpuidQuestion>,          &kKindOf<DeviceQuestion>,
-    &kKindOf<FileSystemQuestion>, &kKindOf<HardwareQuestion>,       &kKindOf<HostLookupQuestion>,
-    &kKindOf<InterfacesQuestion>, &kKindOf<KernelIdentityQuestion>, &kKindOf<MemoryFiguresQuestion>,
-    &kKindOf<NetlinkQuestion>,    &kKindOf<PageSizeQuestion>,       &kKindOf<RunLevelQuestion>,
+    &kKindOf<ClockQuestion>,         &kKindOf<CpuidQuestion>,
+    &kKindOf<DeviceQuestion>,        &kKindOf<FileSystemQuestion>,
+    &kKindOf<GuestChannelQuestion>,  &kKindOf<GuestLibraryQuestion>,
+    &kKindOf<HardwareQuestion>,      &kKindOf<HostLookupQuestion>,
+    &kKindOf<InterfacesQuestion>,    &kKindOf<KernelIdentityQuestion>,
+    &kKindOf<MemoryFiguresQuestion>, &kKindOf<NetlinkQuestion>,
+    &kKindOf<PageSizeQuestion>,      &kKindOf<RunLevelQuestion>,
     &kKindOf<WordSizeQuestion>};
 
 // The machine that this process scans. What is returned lasts until this thread calls again: the

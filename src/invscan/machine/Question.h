@@ -56,6 +56,7 @@ class Question {
   Question(const Question&) = default;
 };
 
+// A key of which a capture knows nothing may carry what only a live machine needs.
 struct NoKey {};
 
 // What most questions have in common. A kind of question derives from it, adds
@@ -83,7 +84,7 @@ class Asked;
 // The sections of a kind, and how it is read.
 template <class Kind>
 inline constexpr QuestionKind kKindOf = {
-    Kind::kSections, !std::is_same_v<typename Kind::Key, NoKey>, Kind::readKey,
+    Kind::kSections, !std::is_base_of_v<NoKey, typename Kind::Key>, Kind::readKey,
     []() -> std::unique_ptr<Question> { return std::make_unique<Asked<Kind>>(); }};
 
 template <class Kind>

@@ -176,9 +176,9 @@ FileText RecordingMachine::doReadMemory(unsigned long address, unsigned long len
   return memory;
 }
 
-CommandOutput RecordingMachine::doRunCommand(const std::string& line, std::size_t limit) {
+CommandOutput RecordingMachine::doRunCommand(const std::string& line, const CommandLimits& limits) {
   CapturedProgram command = *rememberProgram<CommandForm>(line, [&] {
-    CommandOutput output = source_->runCommand(line, limit);
+    CommandOutput output = source_->runCommand(line, limits);
     const int status = output.started ? std::min(output.status, 255) : 127;
     return std::optional<CapturedProgram>({std::move(output.text), status});
   });

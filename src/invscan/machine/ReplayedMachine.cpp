@@ -1,6 +1,7 @@
 #include "invscan/machine/ReplayedMachine.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -8,6 +9,7 @@
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 namespace invscan {
 namespace {
@@ -125,14 +127,20 @@ FileText ReplayedMachine::doReadMemory(unsigned long address, unsigned long leng
   return files_.readRange(kMemoryDevice, address, length);
 }
 
-CommandOutput ReplayedMachine::doRunCommand(const std::string& line, std::size_t limit) {
+CommandOutput ReplayedMachine::doRunCommand(const std::string& line, const CommandLimits& limits) {
   const CapturedProgram* command = takeTurn(facts_.commands, commandTurns_, line);
   if (!command) return {true, 127, {}};
-  return {true, command->status, command->output.substr(0, limit)};
+  if (command->hangs && limits.isTimed()) {
+    std::this_thread::sleep_for(limits.time);
+    return {true, 128 + SIGKILL, {}};
+  }
+  while (command->hangs) pause();
+  return {true, command->status, command->output.substr(0, limits.bytes)};
 }
 
 HelperOutput ReplayedMachine::doRunHelper(const std::string& command, const char*, const char*) {
   const CapturedProgram* helper = takeTurn(facts_.helpers, helperTurns_, command);
+  while (helper && helper->hangs) pause();
   return {true, helper ? helper->output : std::string()};
 }
 
@@ -148,7 +156,6 @@ const CapturedProgram* ReplayedMachine::takeTurn(const CaptureFacts::Programs& p
   if (found == programs.end()) return nullptr;
   const std::size_t turn = std::min(turns.at(name)++, found->second.size() - 1);
   const CapturedProgram& program = found->second[turn];
-  while (program.hangs) pause();
   return &program;
 }
 

@@ -23,7 +23,7 @@ class ReplayedMachine : public Machine {
 
  protected:
   std::string explainError(const std::string& path, int error) const override;
-  CommandOutput doRunCommand(const std::string& line, std::size_t limit) override;
+  CommandOutput doRunCommand(const std::string& line, const CommandLimits& limits) override;
 
  private:
   FileText doReadFile(const std::string& path, std::size_t limit) override;
