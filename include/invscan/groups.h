@@ -123,6 +123,28 @@ class INVSCAN_EXPORT NetworkAdapterGroup : public KelGroup {
   KelTable* getTable() override;
 };
 
+// The functions of PCI devices: a row for each, in the order of their addresses, numbered from 1;
+// no table when the kernel does not list them. Names and classes are those of the hardware database
+// ("Intel Corporation 82540EM Gigabit Ethernet Controller", "Ethernet controller"). Numbers in
+// hexadecimal digits stand for what it does not know: "Intel Corporation Device 100e", "Device
+// 8086:100e", "Network controller [02f0]" for a subclass and "Class f0f0". Texts are cut at the
+// lengths that the catalogue has. Sources: /sys/bus/pci/devices (modalias; vendor, device and class
+// where there is none) and the hardware database of the system's device manager.
+class INVSCAN_EXPORT PCIDeviceGroup : public KelGroup {
+ public:
+  PCIDeviceGroup() : KelGroup(29, 1) {}
+  KelTable* getTable() override;
+};
+
+// The virtual machine that this is: one row, or no table when this is no guest of a hypervisor that
+// virtualmachine.h names. The UUID of a guest of Hyper-V or Microsoft Virtual Server is the
+// system's serial number, as hosts know it by that. Source: the helper program "cpuid" (helper.h).
+class INVSCAN_EXPORT VirtualMachineGuestGroup : public KelGroup {
+ public:
+  VirtualMachineGuestGroup() : KelGroup(50, 1) {}
+  KelTable* getTable() override;
+};
+
 // The mounted file systems but the kernel's own, a row for each mount, then the swap areas in use;
 // no table when there is no list of mounts. All attributes are in every row; sizes are KiB, of type
 // KEL_ULONGLONG for file systems and KEL_ULONG for swap areas. A file system that does not tell its

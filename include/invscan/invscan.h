@@ -32,3 +32,5 @@
 #include <invscan/table.h>
 #include <invscan/traits.h>
 #include <invscan/vartree.h>
+#include <invscan/virtualmachine.h>
+#include <invscan/vmware.h>

@@ -52,4 +52,18 @@ std::string_view nextField(std::string_view& rest, std::string_view delimiters) 
   return {begin, end};
 }
 
+std::string squeezed(std::string_view text) {
+  std::string words;
+  for (const char letter : text) {
+    const bool isBlank = letter <= ' ' || letter > '~';
+    if (!isBlank) {
+      words += letter;
+    } else if (!words.empty() && words.back() != ' ') {
+      words += ' ';
+    }
+  }
+  if (!words.empty() && words.back() == ' ') words.pop_back();
+  return words;
+}
+
 }  // namespace invscan

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 #include "base/Trim.h"
@@ -36,5 +37,9 @@ std::string_view cutText(std::string_view text, std::size_t most);
 // Takes the next field off the front of a text: delimiters before it are skipped, the one behind it
 // is taken too. Empty when nothing but delimiters is left.
 std::string_view nextField(std::string_view& rest, std::string_view delimiters);
+
+// A text as it is to be read: blanks for what is not printable ASCII, one between words, none
+// around them.
+std::string squeezed(std::string_view text);
 
 }  // namespace invscan

@@ -25,18 +25,4 @@ std::string textIn(std::initializer_list<std::uint32_t> registers) {
   return text;
 }
 
-std::string squeezed(std::string_view text) {
-  std::string words;
-  for (const char letter : text) {
-    const bool isBlank = letter <= ' ' || letter > '~';
-    if (!isBlank) {
-      words += letter;
-    } else if (!words.empty() && words.back() != ' ') {
-      words += ' ';
-    }
-  }
-  if (!words.empty() && words.back() == ' ') words.pop_back();
-  return words;
-}
-
 }  // namespace invscan::cpuid

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "common/text/Lines.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan::cpuid {
@@ -40,9 +41,5 @@ inline std::uint32_t bitsOf(std::uint32_t word, unsigned first, unsigned last) {
 
 // The characters in registers, up to the NULs that fill them.
 std::string textIn(std::initializer_list<std::uint32_t> registers);
-
-// A text as it is to be read: blanks for what is not printable ASCII, one between words, none
-// around them.
-std::string squeezed(std::string_view text);
 
 }  // namespace invscan::cpuid

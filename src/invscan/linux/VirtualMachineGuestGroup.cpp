@@ -1,6 +1,13 @@
-#include <invscan/catalogue.h>
+#include <string>
 
+#include <invscan/catalogue.h>
+#include <invscan/groups.h>
+#include <invscan/virtualmachine.h>
+
+#include "invscan/com/model/RowBuilder.h"
 #include "invscan/com/model/Traits.h"
+#include "invscan/linux/enabler/Hypervisor.h"
+#include "log/Trace.h"
 
 const kelAttribDef VIRTUAL_MACHINE_GUEST_ATTRS_DEF[] = {
     {1, "UUID", KEL_STRING, 48, nullptr},           {2, "DynamicID", KEL_STRING, 16, nullptr},
@@ -34,3 +41,20 @@ const AttributeTraits kVirtualMachineGuestTraits[] = {
 };
 
 }  // namespace invscan
+
+using namespace invscan;
+
+// Guests of Microsoft's hypervisors go by their serial number, as hosts know them by that.
+KelTable* VirtualMachineGuestGroup::getTable() {
+  const Trace trace(getCcLogHw(), "getTable()");
+  constexpr unsigned kHyperV = 2, kVirtualServer = 3;
+  VirtualMachineInfo info;
+  if (!getVirtualMachineInfo(info) || !info.isVirtual) return nullptr;
+  const bool isMicrosoft = info.hypervisorType == kHyperV || info.hypervisorType == kVirtualServer;
+  auto* table = new KelTable(getGroupId(), getGroupVersion());
+  RowBuilder()
+      .text(1, isMicrosoft ? info.systemSerialNumber : info.systemUuid)
+      .text(9, hypervisorName(info.hypervisorType))
+      .addTo(*table);
+  return table;
+}
