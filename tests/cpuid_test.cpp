@@ -4,9 +4,9 @@
 #include "TestMachine.h"
 #include "Testing.h"
 #include "common/vartree/Release.h"
-#include "helpers/cpuid/CpuList.h"
 #include "helpers/cpuid/CpuidTree.h"
 #include "helpers/cpuid/Family.h"
+#include "invscan/linux/utils/CpuList.h"
 
 namespace invscan::cpuid {
 namespace {

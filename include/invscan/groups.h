@@ -136,6 +136,39 @@ class INVSCAN_EXPORT PCIDeviceGroup : public KelGroup {
   KelTable* getTable() override;
 };
 
+// The logical processors: a row for each that the kernel lists in /proc/cpuinfo, in that order, or
+// no table when it lists none. What is not known is left out. The ID is the digest of vendor, model
+// name, the numbers of family, model, stepping, package and core, the feature word, and the numbers
+// of the processor and of its interrupt controller, now and at first, as in
+// "%s%s%i%i%i%i%i%x%i%i%i"; a number that is not told is -1 there. Sources: /proc/cpuinfo, the
+// factory's records and the helper program "cpuid" (processor.h), which tells one size of cache for
+// all, and the shared firmware table for what is told of a socket: its packages are taken in the
+// order of their numbers where both count as many, else the first one stands for all. Native:
+// speeds, caches and threads are those of each processor, from /sys/devices/system/cpu, so that
+// rows of hybrids differ; the speed is the nominal one where anybody tells it; and processors that
+// are there but offline follow behind the others, without speed, caches and place.
+class INVSCAN_EXPORT ProcessorGroup : public KelGroup {
+ public:
+  ProcessorGroup() : KelGroup(2, 1) {}
+  KelTable* getTable() override;
+};
+
+// The processor packages: a row for each, or no table when nothing is known of any. Source: the
+// helper program "cpuid". In a guest of VMware whose administrator has set the key
+// guestinfo.orv_physical_processor (vmware.h), the host's packages as that text tells: fields
+// "name=value" joined by "|", packages by ";", as in
+//
+//   Count=2|Manufacturer=GenuineIntel|ClockMHz=2400|TotalCoreCount=12|Is64Bit=T
+//
+// Names are those of the attributes but Id; Count repeats a package. A text with an unknown or a
+// repeated name, an empty or too long value, a number that is none, no package or more than 1024
+// counts as not there.
+class INVSCAN_EXPORT PhysicalProcessorGroup : public KelGroup {
+ public:
+  PhysicalProcessorGroup() : KelGroup(44, 1) {}
+  KelTable* getTable() override;
+};
+
 // The virtual machine that this is: one row, or no table when this is no guest of a hypervisor that
 // virtualmachine.h names. The UUID of a guest of Hyper-V or Microsoft Virtual Server is the
 // system's serial number, as hosts know it by that. Source: the helper program "cpuid" (helper.h).

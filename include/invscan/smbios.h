@@ -193,6 +193,8 @@ class INVSCAN_EXPORT SMBIOSTable1Data : public SMBIOSTextData {
   // two threads at once.
   char* getUUIDAsString() const;
   unsigned char getWakeUpType() const { return isSince2(1) ? byte(24) : 0; }
+  char* getSKUNumber() const { return isSince2(4) ? text(25) : nullptr; }
+  char* getFamily() const { return isSince2(4) ? text(26) : nullptr; }
 };
 
 // Base Board.

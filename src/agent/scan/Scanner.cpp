@@ -29,11 +29,14 @@ double millisecondsSince(Clock::time_point start) {
   return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
-// Rooms of jobs that may share a worker.
+// Rooms of jobs that may share a worker. The second one decodes the firmware's table and takes what
+// "cpuid" answers.
 constexpr int kCheapRoom = 0;
-constexpr int kFirmwareRoom = 1;
+constexpr int kIdentityRoom = 1;
 constexpr int kNamesRoom = 2;
 constexpr int kDiskRoom = 3;
+// Guests of VMware have the administrator's keys read by programs, once for all that take them.
+constexpr int kGuestRoom = 4;
 
 constexpr struct {
   unsigned need;
@@ -111,19 +114,32 @@ std::unique_ptr<KelTable> collectByFactory(const kelGroupDef& definition) {
   return table;
 }
 
+bool isNative() {
+  return OrvCfg::getKey("hwscanner.sources") == String("native");
+}
+
 bool startsPrograms(const Task& task) {
-  return (task.needs & kNeedsPrograms) && OrvCfg::getKey("hwscanner.sources") != String("native");
+  return (task.needs & kNeedsPrograms) && !isNative();
 }
 
-int roomOf(const Task& task) {
+// A helper answers within its worker's room where all that wait for it are there. What they ask of
+// the answer they share, so that whoever wants to know what each group asked has them apart.
+bool sharesHelper(unsigned need, const ScannerOptions& options) {
+  return need == kNeedsCpuid && isNative() && !options.noteAccesses;
+}
+
+int roomOf(const Task& task, const ScannerOptions& options) {
   if (task.needs & kNeedsNames) return kNamesRoom;
-  const bool isApart = task.needs & (kNeedsPatience | kNeedsCpuid);
-  if (isApart || startsPrograms(task)) return kOwnRoom;
+  const bool isApart = task.needs & kNeedsPatience;
+  const bool waits = (task.needs & kNeedsCpuid) && !sharesHelper(kNeedsCpuid, options);
+  const bool sharesKeys = (task.needs & kNeedsCpuid) && startsPrograms(task);
+  if (sharesKeys && !isApart && !options.noteAccesses) return kGuestRoom;
+  if (isApart || waits || startsPrograms(task)) return kOwnRoom;
   if (task.needs & kNeedsDiskScan) return kDiskRoom;
-  return task.needs & kNeedsFirmware ? kFirmwareRoom : kCheapRoom;
+  return task.needs & (kNeedsFirmware | kNeedsCpuid) ? kIdentityRoom : kCheapRoom;
 }
 
-// The errands that some task needs, with a job for each in front.
+// The errands that some task needs, with a job for each.
 Errands addErrands(const std::vector<Task>& tasks, const ScannerOptions& options,
                    std::vector<Job>& jobs) {
   Errands errands;
@@ -133,22 +149,25 @@ Errands addErrands(const std::vector<Task>& tasks, const ScannerOptions& options
     if (!isNeeded && options.recording.empty()) continue;
     const HelperErrand& errand =
         errands.emplace_back(name, need, options.capture, options.recording);
-    jobs.push_back({nullptr, [&errand](int answer) {
-                      errand.run();
-                      sendAnswer(answer, encodePayload(nullptr, 0, {}));
-                    }});
+    Job job{nullptr, [&errand](int answer) {
+              errand.run();
+              sendAnswer(answer, encodePayload(nullptr, 0, {}));
+            }};
+    if (sharesHelper(need, options)) job.room = kIdentityRoom;
+    jobs.push_back(std::move(job));
   }
   return errands;
 }
 
-Job jobOf(const Task& task, const Errands& errands, const ScannerOptions& options) {
+// The first errand stands at that place in the list of jobs.
+Job jobOf(const Task& task, const Errands& errands, std::size_t place,
+          const ScannerOptions& options) {
   Job job{task.group,
           [&task, &errands, &options](int answer) { collect(task, errands, options, answer); }};
-  job.room = roomOf(task);
+  job.room = roomOf(task, options);
   // Each is to know whether the one before has waited in vain.
   job.isInTurn = job.room == kNamesRoom;
   job.startsPrograms = startsPrograms(task);
-  std::size_t place = 0;
   for (const HelperErrand& errand : errands) {
     if (task.needs & errand.need()) job.after.push_back(place);
     ++place;
@@ -156,12 +175,24 @@ Job jobOf(const Task& task, const Errands& errands, const ScannerOptions& option
   return job;
 }
 
+bool needsHelper(const Task& task) {
+  return (task.needs & (kNeedsCpuid | kNeedsDiskScan)) != 0;
+}
+
 }  // namespace
 
 void runTasks(const std::vector<Task>& tasks, const ScannerOptions& options, Scan& scan) {
+  // A room's jobs run in this order: those that wait for a helper are behind it.
+  const Errands none;
   std::vector<Job> jobs;
+  for (const Task& task : tasks) {
+    if (!needsHelper(task)) jobs.push_back(jobOf(task, none, 0, options));
+  }
+  const std::size_t place = jobs.size();
   const Errands errands = addErrands(tasks, options, jobs);
-  for (const Task& task : tasks) jobs.push_back(jobOf(task, errands, options));
+  for (const Task& task : tasks) {
+    if (needsHelper(task)) jobs.push_back(jobOf(task, errands, place, options));
+  }
   if (jobs.empty()) return;
   ScannerOptions pool = options;
   pool.jobs =
@@ -169,14 +200,17 @@ void runTasks(const std::vector<Task>& tasks, const ScannerOptions& options, Sca
   // Each worker may use its part of the share that all may use.
   GroupFactory::getInstance()->getCpuThreshold().divideAmong(pool.jobs);
   std::vector<GroupResult> results = runJobs(jobs, pool);
-  auto result = results.begin();
-  for (const HelperErrand& errand : errands) {
-    const bool isAnswered = result->status == Status::Absent;
+  auto errand = errands.begin();
+  for (GroupResult& result : results) {
+    if (result.group) {
+      scan.groups.push_back(std::move(result));
+      continue;
+    }
+    const bool isAnswered = result.status == Status::Absent;
     scan.helpers.push_back(
-        {errand.name(), isAnswered ? Status::Ok : result->status, std::move(result->trouble)});
-    ++result;
+        {errand->name(), isAnswered ? Status::Ok : result.status, std::move(result.trouble)});
+    ++errand;
   }
-  std::move(result, results.end(), std::back_inserter(scan.groups));
 }
 
 Scan scanGroups(const std::vector<const kelGroupDef*>& groups, const ScannerOptions& options) {

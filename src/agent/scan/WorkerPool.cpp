@@ -124,7 +124,8 @@ class Pool {
 
  private:
   Room* nextRoom();
-  bool isReady(const Room& room) const;
+  bool isReady(const Room& room, bool forOne) const;
+  bool takesMore(const Room& room) const;
   bool hasRoomForMore() const;
   void startWorker(Room& room);
   [[noreturn]] void work(const Room& room, int answer, pid_t agent) noexcept;
@@ -205,28 +206,37 @@ std::vector<GroupResult> Pool::run() {
 Room* Pool::nextRoom() {
   if (workers_.size() >= static_cast<std::size_t>(std::max(1, options_.jobs))) return nullptr;
   for (Room& room : rooms_) {
-    if (room.workers == 0 && isReady(room)) return &room;
+    if (room.workers == 0 && isReady(room, true)) return &room;
   }
   if (!hasRoomForMore() || Clock::now() < lastStart_ + kPatience) return nullptr;
   for (Room& room : rooms_) {
-    if (room.takesMore && room.workers > 0 && room.jobs.size() > room.workers) return &room;
+    if (takesMore(room)) return &room;
   }
   return nullptr;
 }
 
-bool Pool::isReady(const Room& room) const {
-  const auto isSettled = [this](std::size_t job) { return isSettled_[job]; };
+// A single worker comes to the jobs of a room in their order: what another one of them waits for is
+// done by then, or was given up.
+bool Pool::isReady(const Room& room, bool forOne) const {
+  const auto isDone = [&](std::size_t job) {
+    const auto& own = room.jobs;
+    return isSettled_[job] || (forOne && std::find(own.begin(), own.end(), job) != own.end());
+  };
   return !room.jobs.empty() && std::all_of(room.jobs.begin(), room.jobs.end(), [&](auto job) {
-    return std::all_of(jobs_[job].after.begin(), jobs_[job].after.end(), isSettled);
+    return std::all_of(jobs_[job].after.begin(), jobs_[job].after.end(), isDone);
   });
+}
+
+bool Pool::takesMore(const Room& room) const {
+  return room.takesMore && room.workers > 0 && room.jobs.size() > room.workers &&
+         isReady(room, false);
 }
 
 // Whether there are jobs for one worker more than there are in some room.
 bool Pool::hasRoomForMore() const {
   return workers_.size() < static_cast<std::size_t>(std::max(1, options_.jobs)) &&
-         std::any_of(rooms_.begin(), rooms_.end(), [](const Room& room) {
-           return room.takesMore && room.workers > 0 && room.jobs.size() > room.workers;
-         });
+         std::any_of(rooms_.begin(), rooms_.end(),
+                     [this](const Room& room) { return takesMore(room); });
 }
 
 void Pool::startWorker(Room& room) {

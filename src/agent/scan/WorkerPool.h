@@ -23,7 +23,8 @@ struct Job {
   int room = kOwnRoom;
   // What it starts has to end with the agent even if that is killed.
   bool startsPrograms = false;
-  // Jobs by their places in the list, which have their results before this one begins.
+  // Jobs by their places in the list, which have their results before this one begins; of its own
+  // room only such as stand before it.
   std::vector<std::size_t> after = {};
   // Does not run beside others of its room.
   bool isInTurn = false;

@@ -2,6 +2,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include <invscan/vmware.h>
 
 #include "common/vartree/TreeBuilder.h"
 #include "helpers/cpuid/Clock.h"
@@ -115,6 +119,30 @@ void addHypervisor(TreeBuilder node, const Hypervisor& hypervisor) {
       .text("Virtualization", hypervisor.virtualization);
 }
 
+struct TextRelease {
+  void operator()(char* text) const { std::free(text); }
+};
+using OwnText = std::unique_ptr<char, TextRelease>;
+
+// Nobody but the administrator of a VMware hypervisor can tell a guest of its host, and no other
+// hypervisor's guest is worth the tools that it takes to ask.
+void addHost(VtNode* root, const Hypervisor& hypervisor) {
+  const bool isVMware = hypervisor.brand == "VMware" || hypervisor.virtualization == "VMware";
+  if (!isVMware || check_virtual() != 1) return;
+  HostInfo info{};
+  getHostInfo(&info);
+  const OwnText manufacturer(info.manufacturer), product(info.product), version(info.version),
+      type(info.machineType), nodeId(info.nodeId);
+  const std::string texts[] = {squeezed(manufacturer.get()), squeezed(product.get()),
+                               squeezed(type.get())};
+  if ((texts[0] + texts[1] + texts[2]).empty()) return;
+  TreeBuilder(root)
+      .child("Host")
+      .text("Manufacturer", texts[0])
+      .text("Product", texts[1])
+      .text("Model", texts[2]);
+}
+
 void addSystem(TreeBuilder node, const SystemIdentity& system) {
   node.text("Manufacturer", system.manufacturer)
       .text("ProductName", system.product)
@@ -133,10 +161,10 @@ VtNode* makeAnswer(const Leaves& leaves) {
   auto* root = new VtNode("");
   TreeBuilder answer(root);
   addProcessors(answer.child("ProcessorTable"), make, readPackages(make.shape), firmware.totals());
-  if (const auto hypervisor = findHypervisor(leaves, make.processor, system)) {
-    addHypervisor(answer.child("Hypervisor"), *hypervisor);
-  }
+  const auto hypervisor = findHypervisor(leaves, make.processor, system);
+  if (hypervisor) addHypervisor(answer.child("Hypervisor"), *hypervisor);
   addSystem(answer.child("System"), system);
+  if (hypervisor) addHost(root, *hypervisor);
   return root;
 }
 

@@ -12,14 +12,6 @@ std::string kernelsText(const char* name) {
   return cleanText(machine().readFile(std::string("/sys/class/dmi/id/") + name).text.data());
 }
 
-// The table gives it in upper case.
-std::string upperCase(std::string text) {
-  for (char& letter : text) {
-    if (letter >= 'a' && letter <= 'z') letter = static_cast<char>(letter - 'a' + 'A');
-  }
-  return text;
-}
-
 // Adds up what every package tells; one that does not tell leaves the sum unknown.
 void add(std::optional<long>& sum, unsigned count) {
   if (count == 0) sum.reset();
@@ -36,10 +28,10 @@ SystemIdentity Firmware::system() const {
   if (const SMBIOSTable1Data* record = table_.getTable1()) {
     return {cleanText(record->getManufacturer()), cleanText(record->getProduct()),
             cleanText(record->getVersion()), cleanText(record->getSerialNumber()),
-            cleanText(record->getUUIDAsString())};
+            cleanUuid(cleanText(record->getUUIDAsString()))};
   }
   return {kernelsText("sys_vendor"), kernelsText("product_name"), kernelsText("product_version"),
-          kernelsText("product_serial"), upperCase(kernelsText("product_uuid"))};
+          kernelsText("product_serial"), cleanUuid(kernelsText("product_uuid"))};
 }
 
 const SMBIOSTable4Data* Firmware::processor(int n) const {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "common/text/Lines.h"
+#include "invscan/linux/utils/Processors.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan::cpuid {
@@ -29,13 +30,6 @@ Processor fromLeaves(const Leaves& leaves) {
   }
   processor.brand = squeezed(brand);
   return processor;
-}
-
-// Packs numbers as leaf 1 does.
-std::uint32_t signatureOf(long family, long model, long stepping) {
-  const long base = std::min(family, 15L);
-  return static_cast<std::uint32_t>((family - base) << 20 | model >> 4 << 16 | base << 8 |
-                                    (model & 15) << 4 | (stepping & 15));
 }
 
 Processor fromCpuInfo(CpuInfo& cpuInfo) {

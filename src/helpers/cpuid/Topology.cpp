@@ -6,27 +6,10 @@
 #include <string>
 
 #include "helpers/cpuid/CpuInfo.h"
-#include "helpers/cpuid/CpuList.h"
+#include "invscan/linux/utils/CpuList.h"
 
 namespace invscan::cpuid {
 namespace {
-
-const std::string kDirectory = "/sys/devices/system/cpu/";
-
-// Names of the same list: today's, and the one of kernels before 5.3.
-using ListNames = const char* const[2];
-constexpr ListNames kPackageLists = {"package_cpus_list", "core_siblings_list"};
-constexpr ListNames kCoreLists = {"core_cpus_list", "thread_siblings_list"};
-
-// The processors that a processor shares its package or core with, and itself.
-std::optional<std::vector<unsigned>> siblingsOf(unsigned number, ListNames& names) {
-  for (const char* name : names) {
-    const auto list =
-        readCpuList(kDirectory + "cpu" + std::to_string(number) + "/topology/" + name);
-    if (list && std::binary_search(list->begin(), list->end(), number)) return list;
-  }
-  return std::nullopt;
-}
 
 // Counts processors that come in ascending order. A list is read for the first processor of a
 // package or core only, and holds for all in it.
@@ -144,12 +127,12 @@ void countCores(unsigned statedThreads, std::vector<Package>& packages) {
 }  // namespace
 
 std::vector<Package> readPackages(const PackageShape& shape) {
-  const auto online = readCpuList(kDirectory + "online");
+  const auto online = readCpuList(std::string(kCpuDirectory) + "online");
   std::vector<Package> packages;
   if (online) packages = fromTopologyFiles(*online);
   if (packages.empty()) packages = fromCpuInfo();
   if (packages.empty()) return packages;
-  const auto present = readCpuList(kDirectory + "present");
+  const auto present = readCpuList(std::string(kCpuDirectory) + "present");
   const unsigned active = countOnline(packages);
   const auto all = present ? static_cast<unsigned>(present->size()) : active;
   dealOut(std::max(all, active) - active, shape.cores * shape.threadsPerCore, packages);

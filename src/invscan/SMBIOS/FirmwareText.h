@@ -16,4 +16,14 @@ inline std::string cleanText(char* value) {
   return text;
 }
 
+// A UUID as the table spells it, in upper case. One of ones is a filler, as one of zeros is.
+inline std::string cleanUuid(std::string uuid) {
+  for (char& letter : uuid) {
+    if (letter >= 'a' && letter <= 'z') letter = static_cast<char>(letter - 'a' + 'A');
+  }
+  const bool isFiller =
+      uuid.find_first_not_of("F-") == uuid.npos || uuid.find_first_not_of("0-") == uuid.npos;
+  return isFiller ? "" : uuid;
+}
+
 }  // namespace invscan

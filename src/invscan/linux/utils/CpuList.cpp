@@ -1,11 +1,12 @@
-#include "helpers/cpuid/CpuList.h"
+#include "invscan/linux/utils/CpuList.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "common/text/Lines.h"
 #include "invscan/machine/Machine.h"
 
-namespace invscan::cpuid {
+namespace invscan {
 namespace {
 
 // Takes a number off the front of a text.
@@ -44,4 +45,13 @@ std::optional<std::vector<unsigned>> readCpuList(const std::string& path) {
   return parseCpuList(file.text);
 }
 
-}  // namespace invscan::cpuid
+std::optional<std::vector<unsigned>> siblingsOf(unsigned number, CpuListNames& names) {
+  const std::string directory = kCpuDirectory + ("cpu" + std::to_string(number)) + "/topology/";
+  for (const char* name : names) {
+    const auto list = readCpuList(directory + name);
+    if (list && std::binary_search(list->begin(), list->end(), number)) return list;
+  }
+  return std::nullopt;
+}
+
+}  // namespace invscan
