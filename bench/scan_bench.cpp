@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdio>
 #include <ctime>
 #include <functional>
 #include <memory>
@@ -211,5 +212,63 @@ BENCHMARK_CAPTURE(scanGrowingFile, longLine, 4UL, "/etc/os-release",
     ->Apply(growTo10000);
 BENCHMARK_CAPTURE(scanGrowingFile, bootWords, 19UL, "/proc/cmdline", "quiet ", "console=ttyS0 ")
     ->Apply(growTo10000);
+
+// A machine with so many processors and PCI functions, all of one kind.
+class LargeMachine : public LiveMachine {
+ public:
+  explicit LargeMachine(long count) {
+    for (long n = 0; n < count; ++n) {
+      char text[512];
+      std::snprintf(text, sizeof text,
+                    "processor\t: %ld\nvendor_id\t: GenuineIntel\ncpu family\t: 6\nmodel\t\t: "
+                    "85\nmodel name\t: Intel(R) Xeon(R) Platinum 8180 CPU @ 2.50GHz\nstepping\t: "
+                    "4\ncpu MHz\t\t: 2500.000\nphysical id\t: %ld\ncore id\t\t: %ld\nflags\t\t: "
+                    "fpu vme de pse tsc msr pae mce cx8 apic sep mtrr pge mca cmov pat sse2 lm\n\n",
+                    n, n / 64, n % 64 / 2);
+      cpuInfo_ += text;
+      std::snprintf(text, sizeof text, "%04lx:%02lx:%02lx.%lx", n >> 16, n >> 8 & 0xFF, n >> 3 & 31,
+                    n & 7);
+      functions_.names.emplace_back(text);
+    }
+  }
+
+ private:
+  FileText doReadFile(const std::string& path, std::size_t) override {
+    if (path == "/proc/cpuinfo") return {0, cpuInfo_};
+    if (path.ends_with("/modalias")) {
+      return {0, "pci:v00008086d0000100Esv00001AF4sd00001100bc02sc00i00\n"};
+    }
+    if (path.ends_with("/level")) return {0, path.find("index2") != path.npos ? "2\n" : "1\n"};
+    return {path.ends_with("/size") ? 0 : ENOENT, "1024K\n"};
+  }
+  Listing doListDirectory(const std::string&) override { return functions_; }
+  HelperOutput doRunHelper(const std::string&, const char*, const char*) override { return {}; }
+  void doAsk(Question&) override {}
+
+  std::string cpuInfo_;
+  Listing functions_;
+};
+
+void scanLargeMachine(benchmark::State& state, unsigned long id) {
+  useNative();
+  setMachine(std::make_unique<LargeMachine>(state.range(0)));
+  for (auto _ : state) collect(id);
+  state.SetComplexityN(state.range(0));
+  setMachine(std::make_unique<LiveMachine>());
+}
+
+void growTo2000(benchmark::internal::Benchmark* growing) {
+  growing->Arg(20)->Arg(128)->Arg(512)->Arg(2000)->Complexity();
+}
+
+BENCHMARK_CAPTURE(scanLargeMachine, processors, 2UL)->Apply(growTo2000);
+BENCHMARK_CAPTURE(scanLargeMachine, pciFunctions, 29UL)->Apply(growTo2000);
+
+// The groups that say which machine this is, once the helper has answered.
+void scanIdentity(benchmark::State& state) {
+  useNative();
+  for (auto _ : state) collectGroups<1, 2, 29, 34, 44, 45, 50>();
+}
+BENCHMARK(scanIdentity);
 
 }  // namespace

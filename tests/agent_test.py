@@ -225,6 +225,14 @@ class Commands(AgentTest):
             self.assertTrue(made == (SOURCE / "docs" / file).read_text(),
                             f"docs/{file} is old: invscan describe --format {form} makes it")
 
+    def test_libraries_come_from_absolute_paths_only(self):
+        planted = self.directory("planted")
+        (planted / "libudev.so.1").write_text("no library")
+        rows = [rows_of(json.loads(self.answer("scan", "PCI Device", "--format", "json", live=True,
+                                               cwd=planted, env={"LD_LIBRARY_PATH": path})))[2]
+                for path in ("", ":/nowhere;planted:.", "relative")]
+        self.assertTrue(rows[0] == rows[1] == rows[2])
+
     def test_information(self):
         self.assertEqual(self.answer("--version", live=True), "invscan 2.8.0\n")
         self.assertIn("explain [GROUP...]", self.answer("--help", live=True))
@@ -533,7 +541,7 @@ class Redaction(AgentTest):
     def test_tokens_of_a_captured_machine(self):
         """The replay of a redacted capture equals the redacted scan."""
         capture = self.scratch / "capture"
-        groups = ("--format", "json", "Operating System", "UNIX System Params")
+        groups = ("--format", "json", "Operating System", "UNIX System Params", "ComponentID", "Lpar")
         run = self.run_agent("capture", capture, "--redact", "--config", self.key_file("one"),
                              *groups, live=True)
         self.assert_fails(run, 0, "replaced")
@@ -543,6 +551,13 @@ class Redaction(AgentTest):
         self.assertEqual(json.loads((capture / "machine.json").read_text())["uname"]["nodename"],
                          scan["hostname"])
         self.assertRegex(scan["hostname"], "^redacted-")
+        own = [Path(path).read_bytes().strip() for path in
+               ("/etc/machine-id", *(f"/sys/class/dmi/id/{name}" for name in
+                                     ("product_uuid", "product_serial", "board_serial")))
+               if os.access(path, os.R_OK)]
+        kept = [file for file in capture.rglob("*") if file.is_file() for value in own
+                if len(value) > 3 and value.lower() in file.read_bytes().lower()]
+        self.assertEqual(kept, [])
 
 
 def rows_of(scan):
@@ -581,14 +596,18 @@ class Captures(AgentTest):
     def test_native_scan_starts_few_processes(self):
         trace = self.scratch / "trace"
         # What may be waited for has workers of its own: names of addresses, which are threads, file
-        # systems, which have a child besides, and the helper that scans disks.
-        for groups, processes, programs in (((), 8, 2), (("Memory", "SMBIOS"), 1, 1),
-                                            (("ComponentID",), 0, 1)):
+        # systems, which have a child besides, and the helper that scans disks. The other helper's
+        # worker goes on with those that take its answer.
+        helped = ["cpuid", "invscan"]
+        for groups, processes, programs in (
+                ((), 9, ["cpuid", "diskscan", "invscan"]), (("Memory", "SMBIOS"), 1, ["invscan"]),
+                (("PCI Device", "Memory"), 2, ["invscan"]),
+                (("Memory", "VirtualMachineGuest", "Lpar", "ComponentID"), 2, helped)):
             subprocess.run(["strace", "-f", "-o", trace, "-e", "trace=execve,clone,clone3,fork,vfork",
                             PROGRAM, "--jobs", "1", *groups], stdout=subprocess.DEVNULL, check=True,
                            timeout=PATIENCE, env=os.environ | {"ASAN_OPTIONS": "detect_leaks=0"})
             text = trace.read_text()
-            self.assertEqual(text.count("execve("), programs)
+            self.assertEqual(sorted(re.findall(r'execve\("[^"]*?([^/"]+)"', text)), programs)
             started = [line for line in text.splitlines()
                        if re.search(r"(?:clone|fork)3?\(", line) and "CLONE_THREAD" not in line]
             self.assertEqual(len(started), processes, started)

@@ -90,14 +90,14 @@ def without_memory_devices(dump):
 
 
 def scan(program, dump, native):
-    """The rows of the three groups."""
+    """The rows of the groups."""
     with tempfile.TemporaryDirectory() as name:
         capture = pathlib.Path(name)
         (capture / "machine.json").write_text('{"capture": 1}')
         (under_sys if native else in_memory)(capture / "root", dump)
         output = subprocess.run(
             [program, "--machine", capture, *([] if native else ["--classic"]), "--format", "json",
-             "SMBIOS", "Memory Modules", "Memory"],
+             "SMBIOS", "Memory Modules", "Memory", "ComponentID"],
             check=True, capture_output=True, timeout=300).stdout
     groups = json.loads(output)["groups"]
     return {group: groups[group]["rows"] for group in groups}
@@ -119,6 +119,22 @@ SMBIOS_FIELDS = {
     "Enclosure Type text": (3, "Type"),
     "Enclosure Asset Tag": (3, "Asset Tag"),
     "PowerOn Password text": (24, "Power-On Password Status"),
+}
+
+
+COMPONENT_FIELDS = {
+    "Manufacturer": (1, "Manufacturer"),
+    "Product": (1, "Product Name"),
+    "Version": (1, "Version"),
+    "Serial Number": (1, "Serial Number"),
+    "UUID": (1, "UUID"),
+    "Family": (1, "Family"),
+    "SKU Number": (1, "SKU Number"),
+    "Board Manufacturer": (2, "Manufacturer"),
+    "Board Product": (2, "Product Name"),
+    "Board Serial Number": (2, "Serial Number"),
+    "Enclosure Serial Number": (3, "Serial Number"),
+    "Asset Tag": (3, "Asset Tag"),
 }
 
 
@@ -160,7 +176,7 @@ WORDS = {
 # What firmware makers wrote as text.
 TEXTS = {
     (0, "Vendor"), (0, "Version"), (1, "Product Name"), (2, "Product Name"), (3, "Asset Tag"),
-    (6, "Socket Designation"), (17, "Locator"), (17, "Bank Locator"),
+    (1, "Family"), (1, "SKU Number"), (6, "Socket Designation"), (17, "Locator"), (17, "Bank Locator"),
     *((kind, field) for kind in PARTS for field in IDENTITY),
 }
 
@@ -259,13 +275,25 @@ class Comparison:
                 fact = fact._replace(text=changed)
         return None if fact.text is None else WORDS.get(fact[:2], str)(fact.text)
 
-    def smbios(self):
+    def facts(self, names):
         row = {}
-        for attribute, (kind, field) in SMBIOS_FIELDS.items():
+        for attribute, (kind, field) in names.items():
             found = of_type(self.structures, kind)
             row[attribute] = self.said(kind, field, found[0]) if found else None
+        return row
+
+    def smbios(self):
+        row = self.facts(SMBIOS_FIELDS)
         # Without the structure, the password's state is not known.
         row["PowerOn Password text"] = row["PowerOn Password text"] or "Unknown"
+        return [row]
+
+    def component(self):
+        """A UUID of ones is none here. Natively only: a classic scan has the UUID from elsewhere where
+        hosts do not know it from the table."""
+        row = self.facts(COMPONENT_FIELDS) if self.scan.native else {}
+        if row and set(row["UUID"] or "F") <= set("F-"):
+            row["UUID"] = None
         return [row]
 
     def memory_modules(self):
@@ -318,6 +346,7 @@ class Comparison:
 
     def complaints(self, groups):
         for group, expected in (("SMBIOS", self.smbios()), ("Memory", self.memory()),
+                                ("ComponentID", self.component()),
                                 ("Memory Modules", self.memory_modules())):
             rows = groups[group]
             if len(rows) != len(expected):

@@ -178,6 +178,47 @@ class INVSCAN_EXPORT VirtualMachineGuestGroup : public KelGroup {
   KelTable* getTable() override;
 };
 
+// The machine that this system runs on, the virtual one in a guest, with its installation, and what
+// is known of the host below a guest: one row, always, of what is known; "Is Virtual" is in it
+// always. Each text is that of the first source which tells it, fillers of firmware counting as
+// nothing:
+//
+//   1 to 15    the shared firmware table (smbios.h); native: /sys/class/dmi/id where that table
+//              cannot be read; the System of the helper program "cpuid"
+//   8          out of maker and product, where their form is known
+//   16, 17     uname; /etc/machine-id, /var/lib/dbus/machine-id
+//   18, 19     virtualmachine.h; native: for hypervisors that it has no type for, and containers,
+//              what the helper and the system's files call them
+//   20 to 26   the Host of the helper "cpuid"; the keys of the guest channel (vmware.h)
+//
+// A UUID of ones is a filler, as one of zeros is.
+class INVSCAN_EXPORT ComponentIDGroup : public KelGroup {
+ public:
+  ComponentIDGroup() : KelGroup(1, 1) {}
+  KelTable* getTable() override;
+};
+
+// The physical host below this guest: one row with what is known of attributes 1 to 4, 8, 22 and
+// 26, by the rules of the group before for 20 to 26; no table when nothing is known, as on a
+// machine that is no guest.
+class INVSCAN_EXPORT HostComponentIDGroup : public KelGroup {
+ public:
+  HostComponentIDGroup() : KelGroup(45, 1) {}
+  KelTable* getTable() override;
+};
+
+// What this partition or guest is granted: one row, always, with what is known. Sources: the helper
+// "cpuid" for hypervisor, system and processors, /proc/meminfo, and in guests of VMware the keys
+// and the guest library of vmware.h, whose figures also make the capacities (its MHz over those of
+// the host's processors). Native: the kernel's possible processors, and what the control group that
+// is the root of this process's view limits, as in a container, in /sys/fs/cgroup: the capacity is
+// the least that anybody allows. What only partitions of other architectures have is not there.
+class INVSCAN_EXPORT LParGroup : public KelGroup {
+ public:
+  LParGroup() : KelGroup(34, 1) {}
+  KelTable* getTable() override;
+};
+
 // The mounted file systems but the kernel's own, a row for each mount, then the swap areas in use;
 // no table when there is no list of mounts. All attributes are in every row; sizes are KiB, of type
 // KEL_ULONGLONG for file systems and KEL_ULONG for swap areas. A file system that does not tell its

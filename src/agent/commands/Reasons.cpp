@@ -7,6 +7,7 @@
 #include <set>
 #include <string_view>
 
+#include <invscan/machine.h>
 #include <invscan/traits.h>
 
 #include "agent/Text.h"
@@ -71,7 +72,9 @@ void addOutcomes(const GroupResult& result, std::string_view source,
   std::set<std::string_view> good;
   std::map<std::string_view, std::set<std::string_view>> bad;  // by outcome
   for (const Access& access : result.accesses) {
-    if (!fits(source, access.source)) continue;
+    const std::string_view outcome = access.outcome;
+    const bool isVerdict = outcome.starts_with(kGave) || outcome.starts_with(kOverruled);
+    if (isVerdict || !fits(source, access.source)) continue;
     (access.outcome == "ok" ? good : bad[access.outcome]).insert(access.source);
   }
   if (good.size() > kMostNamed) good = {source};

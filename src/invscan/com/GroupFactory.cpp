@@ -20,6 +20,7 @@ KelGroup* make() {
 
 // Every collector has its line here, and nowhere else.
 constexpr Collector kCollectors[] = {
+    {1, make<ComponentIDGroup>, kNeedsFirmware | kNeedsCpuid | kNeedsPrograms},
     {2, make<ProcessorGroup>, kNeedsFirmware | kNeedsCpuid},
     {3, make<MemoryGroup>, kNeedsFirmware},
     {4, make<OperatingSystemGroup>, kNeedsPrograms},
@@ -33,7 +34,9 @@ constexpr Collector kCollectors[] = {
     {27, make<PartitionGroup>, kNeedsPatience},
     {29, make<PCIDeviceGroup>, kNeedsNothing},
     {31, make<MemoryModulesGroup>, kNeedsFirmware},
+    {34, make<LParGroup>, kNeedsCpuid | kNeedsPrograms},
     {44, make<PhysicalProcessorGroup>, kNeedsCpuid | kNeedsPrograms},
+    {45, make<HostComponentIDGroup>, kNeedsCpuid | kNeedsPrograms},
     {46, make<CpuMeterGroup>, kNeedsNothing},
     {47, make<UnixCpuMeterGroup>, kNeedsNothing},
     {50, make<VirtualMachineGuestGroup>, kNeedsCpuid},
