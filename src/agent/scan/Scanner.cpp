@@ -41,7 +41,8 @@ constexpr int kGuestRoom = 4;
 constexpr struct {
   unsigned need;
   const char* name;
-} kHelpers[] = {{kNeedsCpuid, "cpuid"}, {kNeedsDiskScan, "diskscan"}};
+  int room;  // of those that wait for it
+} kHelpers[] = {{kNeedsCpuid, "cpuid", kIdentityRoom}, {kNeedsDiskScan, "diskscan", kDiskRoom}};
 
 // Narrow text becomes wide by the locale, and any but UTF-8 would lose names.
 void useUtf8Locale(bool isFixed) {
@@ -122,16 +123,16 @@ bool startsPrograms(const Task& task) {
   return (task.needs & kNeedsPrograms) && !isNative();
 }
 
-// A helper answers within its worker's room where all that wait for it are there. What they ask of
-// the answer they share, so that whoever wants to know what each group asked has them apart.
-bool sharesHelper(unsigned need, const ScannerOptions& options) {
-  return need == kNeedsCpuid && isNative() && !options.noteAccesses;
+// A helper answers within the room where all that wait for it are. What they ask of the answer they
+// share, so that whoever wants to know what each group asked has them apart.
+bool sharesHelpers(const ScannerOptions& options) {
+  return isNative() && !options.noteAccesses;
 }
 
 int roomOf(const Task& task, const ScannerOptions& options) {
   if (task.needs & kNeedsNames) return kNamesRoom;
   const bool isApart = task.needs & kNeedsPatience;
-  const bool waits = (task.needs & kNeedsCpuid) && !sharesHelper(kNeedsCpuid, options);
+  const bool waits = (task.needs & kNeedsCpuid) && !sharesHelpers(options);
   const bool sharesKeys = (task.needs & kNeedsCpuid) && startsPrograms(task);
   if (sharesKeys && !isApart && !options.noteAccesses) return kGuestRoom;
   if (isApart || waits || startsPrograms(task)) return kOwnRoom;
@@ -143,7 +144,7 @@ int roomOf(const Task& task, const ScannerOptions& options) {
 Errands addErrands(const std::vector<Task>& tasks, const ScannerOptions& options,
                    std::vector<Job>& jobs) {
   Errands errands;
-  for (const auto& [need, name] : kHelpers) {
+  for (const auto& [need, name, room] : kHelpers) {
     const bool isNeeded = std::any_of(tasks.begin(), tasks.end(),
                                       [bit = need](const Task& task) { return task.needs & bit; });
     if (!isNeeded && options.recording.empty()) continue;
@@ -153,7 +154,7 @@ Errands addErrands(const std::vector<Task>& tasks, const ScannerOptions& options
               errand.run();
               sendAnswer(answer, encodePayload(nullptr, 0, {}));
             }};
-    if (sharesHelper(need, options)) job.room = kIdentityRoom;
+    if (sharesHelpers(options)) job.room = room;
     jobs.push_back(std::move(job));
   }
   return errands;
