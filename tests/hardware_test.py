@@ -71,6 +71,12 @@ def processor_complaints(rows, packages, listing, text):
     yield {row["Model"] for row in rows} == {model}, "model"
 
 
+def mode_complaints(native, classic):
+    ids = [row["ID"] for row in native[0] if "Physical ID" in row]
+    yield set(ids) <= {row["ID"] for row in classic[0]}, "classic IDs differ"
+    yield classic[1:] == native[1:], "classic packages or devices differ"
+
+
 def pci_complaints(rows, truth):
     expected = [[f"Device {function['vendor']}:{function['device']}", f"Class {function['class'][:4]}"]
                 for function in csv.DictReader(truth.open(), delimiter="\t")]
@@ -82,10 +88,7 @@ def machine_complaints(program, capture):
     native = scan(program, "--machine", capture)
     yield from processor_complaints(*native[:2], (truth / "lscpu-e.json").read_text(),
                                     (truth / "lscpu.txt").read_text())
-    classic = scan(program, "--machine", capture, "--classic")
-    ids = [row["ID"] for row in native[0] if "Physical ID" in row]
-    yield set(ids) <= {row["ID"] for row in classic[0]}, "classic IDs differ"
-    yield classic[1:] == native[1:], "classic packages or devices differ"
+    yield from mode_complaints(native, scan(program, "--machine", capture, "--classic"))
     if (truth / "pci.tsv").exists():
         yield from pci_complaints(native[2], truth / "pci.tsv")
 

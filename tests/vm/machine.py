@@ -53,8 +53,9 @@ def kernel(directory):
 
 
 def libraries(program):
-    """What the loader needs to start a program, the loader included."""
-    listing = subprocess.check_output(["ldd", program], text=True)
+    """What the loader needs to start a program, the loader included; nothing for other files."""
+    listing = subprocess.run(["ldd", program], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                             text=True).stdout
     return {Path(path) for path in re.findall(r"(/\S+) \(0x", listing)}
 
 
@@ -70,9 +71,9 @@ def module_files(directory, names):
     return [place / path for path in dict.fromkeys(order)]
 
 
-def initramfs(target, programs, commands, modules=()):
-    """An archive with the programs at their own paths, and an init that loads the modules and runs
-    the commands."""
+def initramfs(target, files, commands, modules=()):
+    """An archive with the files at their own paths and what programs among them need, and an init
+    that loads the modules and runs the commands."""
     root = target.with_suffix(".root")
     shutil.rmtree(root, ignore_errors=True)
     for name in ("proc", "sys", "dev", "tmp", "root", "bin"):
@@ -80,8 +81,8 @@ def initramfs(target, programs, commands, modules=()):
     shutil.copy(BUSYBOX, root / "bin/busybox")
     for name in ("sh", "cat"):
         (root / "bin" / name).symlink_to("busybox")
-    for program in map(Path, programs):
-        for file in {program, *libraries(program)}:
+    for given in map(Path, files):
+        for file in {given, *libraries(given)}:
             place = root / str(file).lstrip("/")
             place.parent.mkdir(parents=True, exist_ok=True)
             shutil.copy(file, place)
@@ -99,17 +100,17 @@ def initramfs(target, programs, commands, modules=()):
     target.write_bytes(gzip.compress(archive, 1))
 
 
-def boot(directory, programs, commands, *options, modules=()):
-    """Runs the commands inside a machine with those options of qemu and those modules of the kernel;
-    what each printed, by name.
+def boot(directory, files, commands, *options, modules=(), emulator="qemu-system-x86_64"):
+    """Runs the commands inside a machine with those files of this one, options of qemu and modules of
+    the kernel; what each printed, by name.
 
     The machine is emulated: the acceleration of nested machines is not to be relied on."""
     directory = Path(directory)
     image = directory / "initramfs.gz"
     linux = kernel(directory / "kernel")
-    initramfs(image, programs, commands, module_files(directory / "kernel", modules))
+    initramfs(image, files, commands, module_files(directory / "kernel", modules))
     run = subprocess.run(
-        ["qemu-system-x86_64", "-accel", "tcg", "-display", "none", "-serial", "stdio",
+        [emulator, "-accel", "tcg", "-display", "none", "-serial", "stdio",
          "-monitor", "none", "-nic", "none", "-no-reboot", "-kernel", linux, "-initrd", image,
          "-append", "console=ttyS0 quiet panic=-1", *options],
         stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, timeout=LIMIT_SECONDS, check=True)
