@@ -102,8 +102,8 @@ HostileMachine& hostileMachine() {
 // Loads drivers and waits for them; storage_fuzz has what it reads.
 constexpr unsigned long kStorage = 5;
 
-// Processors, addresses, adapters, file systems, devices, what diskscan tells, and what only a guest
-// has; the other groups tell of one machine.
+// Processors, addresses, adapters, file systems, devices, what diskscan tells, and what only a
+// guest has; the other groups tell of one machine.
 bool hasAnyNumberOfRows(unsigned long group) {
   constexpr unsigned long kGroups[] = {2, 6, 7, 27, 29, 44, 45, 50, 51, 53, 54};
   return std::find(std::begin(kGroups), std::end(kGroups), group) != std::end(kGroups);
