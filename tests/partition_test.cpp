@@ -35,7 +35,9 @@ Answers listed(const std::string& mtab, const std::string& swaps = "") {
 }
 
 Answers mounted(const std::string& mountinfo) {
-  return {.files = {{"/proc/self/mountinfo", {0, mountinfo}}, {"/etc/mtab", {0, "old /x ext4\n"}}}};
+  return {.files = {{"/proc/self/mountinfo", {0, mountinfo}},
+                    {"/etc/mtab", {0, "old /x ext4\n"}},
+                    {"/run/udev/data/b8:18", {0, "E:ID_FS_TYPE=ntfs\n"}}}};
 }
 
 TEST(Partition, TakesListedMountsByTheClassicRules) {
@@ -83,6 +85,9 @@ TEST(Partition, KnowsNativelyWhatTheRulesLeaveOpen) {
       {"8:17 / /d rw - udf /dev/sdb1 ro", "1|3|/dev/sdb1|265|/dev/sdb1|/d||"},
       {"0:5 / /r rw - ramfs none rw", "1|6|none|65535|none|/r||"},
       {"0:5 / /o rw - overlay overlay rw", "1|0|overlay|65535|overlay|/o||"},
+      {"8:18 / /n rw - fuseblk /dev/sdb2 rw", "1|3|/dev/sdb2|7|/dev/sdb2|/n||"},
+      {"8:19 / /n rw - fuseblk.ntfs /dev/sdb3 rw", "1|3|/dev/sdb3|7|/dev/sdb3|/n||"},
+      {"8:19 / /n rw - fuseblk /dev/sdb3 rw", "1|3|/dev/sdb3|65535|/dev/sdb3|/n||"},
       {"0:6 / /f rw - fuse.x /dev/sda1 rw", "1|0|/dev/sda1|65535|/dev/sda1|/f||"},
       {"0:7 / /s rw - fuse.sshfs me@[fe80::1]:in/to rw",
        "2|4|remote|65535|me@[fe80::1]:in/to|/s|fe80::1|in/to"},

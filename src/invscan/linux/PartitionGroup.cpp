@@ -162,6 +162,9 @@ using enum Behaviour;
 
 constexpr char kMounts[] =
     "/proc/self/mountinfo; /proc/self/mounts; /proc/mounts; /etc/mtab; /proc/swaps";
+constexpr char kTypes[] =
+    "/proc/self/mountinfo; /proc/self/mounts; /proc/mounts; /etc/mtab; /proc/swaps; "
+    "/run/udev/data/*";
 constexpr char kMountsAlone[] = "/proc/self/mountinfo; /proc/self/mounts; /proc/mounts; /etc/mtab";
 constexpr char kSpace[] = "statvfs *; /proc/swaps";
 
@@ -173,7 +176,7 @@ const AttributeTraits kPartitionTraits[] = {
     {4, "", Stable, kSensitive, "Device or swap file; remote for a network file system.", kMounts,
      nullptr, kPath},
     {5, "KiB", Stable, kPublic, "Size of the file system or swap area.", kSpace, "0"},
-    {6, "", Stable, kPublic, "Type of the file system, from its mount type.", kMounts, "65535"},
+    {6, "", Stable, kPublic, "Type of the file system, from its mount type.", kTypes, "65535"},
     {7, "", Identity, kSensitive,
      "What is mounted: a device, or server and path of a network file system.", kMounts, nullptr,
      kPath},
@@ -252,7 +255,7 @@ std::optional<FileSystem> describe(MountEntry entry, bool skipRemote, bool isNat
   }
   FileSystem system;
   const char* const type = entry.type.c_str();
-  system.code = isNative ? fileSystemCode(entry.type) : get_fstype_enum(type);
+  system.code = isNative ? fileSystemCode(entry) : get_fstype_enum(type);
   if (auto server = findServer(entry, isNative)) {
     if (skipRemote) return std::nullopt;
     system.partitionType = kRemoteDrive;

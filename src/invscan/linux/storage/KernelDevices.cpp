@@ -144,8 +144,7 @@ unsigned long kilobytesOf(const std::string& name) {
 }
 
 std::string udevRecordOf(const std::string& name) {
-  const std::string number = readAttribute(kBlockDevices + name + "/dev");
-  return number.empty() ? number : readUdevRecord(number);
+  return readUdevRecord(readAttribute(kBlockDevices + name + "/dev"));
 }
 
 void DeviceReader::addScsiBlockDevice(const std::string& name, const std::string& path) {

@@ -6,6 +6,8 @@
 
 #include <invscan/partition.h>
 
+#include "invscan/linux/utils/Sysfs.h"
+
 namespace invscan {
 namespace {
 
@@ -199,9 +201,20 @@ constexpr struct {
     {"smb3", splitSmb},
 };
 
+// Of a device whose file system a program sees to, the type that udev found, else what the program
+// calls it: "fuseblk.ntfs".
+std::string typeOf(const MountEntry& entry) {
+  constexpr std::string_view kProgram = "fuseblk";
+  if (!entry.type.starts_with(kProgram)) return entry.type;
+  const std::string found = udevProperty(readUdevRecord(entry.number), "ID_FS_TYPE");
+  return found.empty() ? entry.type.substr(std::min(kProgram.size() + 1, entry.type.size()))
+                       : found;
+}
+
 }  // namespace
 
-unsigned long fileSystemCode(std::string_view type) {
+unsigned long fileSystemCode(const MountEntry& entry) {
+  const std::string type = typeOf(entry);
   const unsigned long code = codeAmong(type, kCodes);
   return code == kUnknownType ? codeAmong(type, kFurtherCodes) : code;
 }

@@ -15,8 +15,9 @@ inline constexpr unsigned long kMediaUnknown = 0, kRemovableDisk = 2, kLocalDisk
                                kRemoteMedia = 4, kCdRom = 5, kRamDisk = 6;
 inline constexpr unsigned long kNfsType = 260, kSwapType = 130, kUnknownType = 65535;
 
-// The code of a type, also of those that get_fstype_enum() does not know.
-unsigned long fileSystemCode(std::string_view type);
+// The code of a mount's type, also of those that get_fstype_enum() does not know, and of what a
+// program in user space finds on a block device.
+unsigned long fileSystemCode(const MountEntry& entry);
 
 // The medium of a mount for which getMediaType() has none: by its block device, else by its type.
 unsigned long mediumOf(const MountEntry& entry);

@@ -99,7 +99,7 @@ bool isNoDisk(std::string_view name) {
 
 std::string readUdevRecord(const std::string& number) {
   // A device's number comes from outside, and is not to lead anywhere else.
-  const bool isNumbers = number.find_first_not_of("0123456789:") == number.npos;
+  const bool isNumbers = !number.empty() && number.find_first_not_of("0123456789:") == number.npos;
   return isNumbers ? machine().readFile("/run/udev/data/b" + number).text : std::string();
 }
 
