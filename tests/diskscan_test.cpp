@@ -236,7 +236,7 @@ ata_link link2;sata_spd=<unknown>
 /sys/bus/pci/devices/0000:00:1f.2/vendor=0x8086
 /sys/bus/pci/devices/0000:07:00.1/device=0x7010
 /sys/bus/pci/devices/0000:07:00.2/device=0x2922
-/sys/bus/pci/devices/0000:07:00.0/driver=>am53c974
+/sys/devices/0000:07:00.0/driver=>../../bus/pci/drivers/am53c974
 )");
   EXPECT_EQ(machine.scan("HbaTable"), R"(
 2|sas||S-8i|SAS||12.0 Gbit|running||

@@ -136,14 +136,15 @@ HostAdapter HostReader::read(const std::string& host) {
   return adapter;
 }
 
-// Its name; some drivers do not tell it themselves.
+// Its name; of a driver that does not tell it itself, that of the device above the host.
 std::string HostReader::driverOf(const std::string& own, const std::string& path) {
+  constexpr std::string_view kToDevices = "../../devices/";
   std::string name = readAttribute(own + "/proc_name");
-  const std::string address = pciAddress(path);
-  if ((name.empty() || name == "(null)" || name == "<NULL>") && !address.empty()) {
-    return componentFromEnd(machine().readLink(kPciDevices + address + "/driver").text, 0);
-  }
-  return name == "(null)" || name == "<NULL>" ? std::string() : name;
+  if (!name.empty() && name != "(null)" && name != "<NULL>") return name;
+  const std::size_t host = path.find("/host");
+  if (!path.starts_with(kToDevices) || host == path.npos) return {};
+  const std::string above = path.substr(kToDevices.size(), host - kToDevices.size());
+  return componentFromEnd(machine().readLink("/sys/devices/" + above + "/driver").text, 0);
 }
 
 // Whether the ports of an ATA host are older than SATA.
