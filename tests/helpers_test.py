@@ -15,8 +15,8 @@ from collections import defaultdict
 from pathlib import Path
 
 LSBLK = "lsblk --json --bytes --output-all"
-# Disks to lsblk, but in memory.
-NO_DISKS = re.compile(r"(ram|zram|loop)\d+$")
+# Disks to lsblk, but in memory, or floppies.
+NO_DISKS = re.compile(r"(ram|zram|loop|fd)\d+$")
 
 # A processor with a hypervisor and a brand that would close its node and open another.
 LEAVES = {
@@ -68,7 +68,8 @@ def assert_agreement(test, answer, listing):
     """What diskscan and lsblk both tell: disks and their SCSI addresses, what lies on which disks,
     and where it is mounted. lsblk tells more, as it opens devices."""
     scan = tree_of(answer).only("ScsiInfo")
-    ours = {disk["Block"]: disk["Id"] for disk in scan.only("DiskTable").children["Disk"]}
+    ours = {disk["Block"]: disk["Id"] for disk in scan.only("DiskTable").children["Disk"]
+            if not disk["Block"].startswith("st")}  # tapes, which lsblk does not have
     partitions = {each["Name"]: each for each in scan.only("PartitionTable").children["Partition"]}
     disks, below = {}, defaultdict(set)
     for node, under in walk(json.loads(listing)["blockdevices"]):
