@@ -11,6 +11,7 @@
 #include "Rendering.h"
 #include "TestMachine.h"
 #include "common/md5/Digest.h"
+#include "common/text/Lines.h"
 #include "invscan/linux/storage/ScsiData.h"
 
 namespace invscan {
@@ -70,20 +71,21 @@ TEST(StorageRelations, TellWhatTheHelperTold) {
   }
 }
 
-// Of a machine with one block device; its attributes are told as "model=..." below "device/".
-std::string kernelRows(const std::string& name, const std::string& path,
-                       const std::map<std::string, std::string>& attributes,
+// Of a machine with one block device; its attributes are told as "size=8;device/model=...".
+std::string kernelRows(const std::string& name, const std::string& path, std::string_view rest,
                        const std::string& udev = "") {
   const std::string own = "/sys/block/" + name;
-  Answers answers{.directories = {{"/sys/block", {name}}},
+  Answers answers{.files = {{own + "/dev", file("8:0")},
+                            {"/run/udev/data/b8:0", {udev.empty() ? ENOENT : 0, udev}},
+                            {"/sys/bus/usb/devices/2-1/serial", file("USB1")}},
+                  .directories = {{"/sys/block", {name}}},
                   .links = {{own, "../devices/" + path + "/" + name}},
                   .helpers = {{"diskscan", kDiskScan}}};
-  answers.files[own + "/dev"] = file("8:0");
-  for (const auto& [attribute, text] : attributes) {
-    answers.files[own + "/" + attribute] = {0, text};
+  while (!rest.empty()) {
+    std::string_view text = nextField(rest, ";");
+    const std::string attribute(nextField(text, "="));
+    answers.files[own + "/" + attribute] = file(std::string(text));
   }
-  if (!udev.empty()) answers.files["/run/udev/data/b8:0"] = {0, udev};
-  answers.files["/sys/bus/usb/devices/2-1/serial"] = file("USB1");
   const OnMachine machine(answers, "native");
   return valuesOf(
       kStorage, {"Type", "Model", "Manufacturer", "Serial Number", "Cylinders", "Sectors", "Heads",
@@ -93,93 +95,48 @@ std::string kernelRows(const std::string& name, const std::string& path,
 TEST(NativeStorage, TellsEveryKindOfDevice) {
   const std::string scsi = "pci0/host0/target0:0:0/0:0:0:0/block";
   const std::string usb = "pci0/usb2/2-1/2-1:1.0/host6/target6:0:0/6:0:0:0/block";
-  const std::map<std::string, std::string> disk = {{"size", "1953525168\n"},
-                                                   {"device/vendor", "ATA     \n"},
-                                                   {"device/model", "Samsung SSD 860 \n"},
-                                                   {"device/type", "0\n"}};
-  auto with = [&](const std::string& attribute, const std::string& text) {
-    auto changed = disk;
-    changed[attribute] = text;
-    return changed;
-  };
-  const std::string geometry = "|121601|63|255|953869|";
+  const std::string disk =
+      "size=1953525168;device/vendor=ATA     ;device/model=Samsung SSD 860 ;device/type=0;";
+  const std::string two = "size=4194304;", geometry = "|121601|63|255|953869|";
   const std::string udev =
       "E:ID_MODEL_ENC=Samsung\\x20SSD\\x20860\\x20EVO\\x20\nE:ID_SERIAL_SHORT=S1\n";
   const std::string naa = page(0x83, "\2\3\0\2ab\1\1\0\1z\1\2\0\2ee\1\3\0\x8\x50\0\xc5\0\1\2\3\4"s);
   const struct {
     const char *what, *name;
-    std::string path;
-    std::map<std::string, std::string> attributes;
-    std::string udev, expected;
+    std::string path, attributes, udev, expected;
   } cases[] = {
       {"a disk in a network", "sda", scsi, disk, "",
        "30|Samsung SSD 860|ATA|" + geometry + "sda|1|0x20|host0"},
-      {"a page with its number", "sda", scsi, with("device/vpd_pg80", page(0x80, "  N 1 \0x"s)),
+      {"a page with its number", "sda", scsi, disk + "device/vpd_pg80=" + page(0x80, "  N 1 \0x"s),
        udev, "30|Samsung SSD 860 EVO|ATA|N 1" + geometry + "sda|1|0x20|host0"},
       {"a record of another disk", "sdc", scsi, disk, "E:ID_MODEL_ENC=Other\nE:ID_SERIAL=No\n",
        "30|Samsung SSD 860|ATA|" + geometry + "sdc|||"},
       {"a bridge, which has a name as well", "sdc", scsi, disk,
        "E:ID_MODEL_ENC=Other\nE:ID_USB_MODEL_ENC=Samsung\\x20SSD\\x20860\nE:ID_SERIAL=N\n",
        "30|Samsung SSD 860|ATA|N" + geometry + "sdc|||"},
-      {"a name in place of a number", "sdc", scsi, with("device/vpd_pg83", naa), "",
+      {"a name in place of a number", "sdc", scsi, disk + "device/vpd_pg83=" + naa, "",
        "30|Samsung SSD 860|ATA|5000c50001020304" + geometry + "sdc|||"},
       {"a USB disk", "sdb", usb, disk, "", "30|Samsung SSD 860|ATA|USB1" + geometry + "sdb|||"},
-      {"an empty slot", "sdb", usb, with("size", "0\n"), "", ""},
-      {"a size that is none", "sdb", usb, with("size", "-5\n"), "", ""},
-      {"a type that is not told", "sdb", usb, with("device/type", "3\n"), "", ""},
-      {"no medium",
-       "sr0",
-       scsi,
-       {{"size", "2097151\n"}},
-       "",
-       "17|||"
-       "|0|0|0|0|sr0|||"},
-      {"a medium", "sr0", scsi, {{"size", "1433600\n"}}, "", "17||||0|0|0|700|sr0|||"},
-      {"NVMe",
-       "nvme0n1",
-       "pci0/nvme/nvme0",
-       {{"size", "4194304\n"}, {"device/model", "Fast  \n"}, {"device/serial", "F1 \n"}},
-       "",
+      {"an empty slot", "sdb", usb, disk + "size=0", "", ""},
+      {"a size that is none", "sdb", usb, disk + "size=-5", "", ""},
+      {"a type that is not told", "sdb", usb, disk + "device/type=3", "", ""},
+      {"no medium", "sr0", scsi, "size=2097151", "", "17||||0|0|0|0|sr0|||"},
+      {"a medium", "sr0", scsi, "size=1433600", "", "17||||0|0|0|700|sr0|||"},
+      {"NVMe", "nvme0n1", "pci0/nvme/nvme0", two + "device/model=Fast  ;device/serial=F1 ", "",
        "68|Fast||F1|2048|32|64|2048|nvme0n1|||"},
-      {"a path to NVMe",
-       "nvme0c0n1",
-       "pci0/nvme/nvme0",
-       {{"size", "4096\n"}, {"hidden", "1\n"}},
-       "",
-       ""},
-      {"virtio",
-       "vda",
-       "pci0/virtio1/block",
-       {{"size", "4194304\n"}, {"serial", "v1"}},
-       "",
+      {"a path to NVMe", "nvme0c0n1", "pci0/nvme/nvme0", two + "hidden=1", "", ""},
+      {"virtio", "vda", "pci0/virtio1/block", two + "serial=v1", "",
        "69|||v1|2048|32|64|2048|vda|||"},
-      {"a memory card",
-       "mmcblk0",
-       "mmc_host/mmc0/mmc0:0001/block",
-       {{"size", "4194304\n"}, {"device/name", "SD1\n"}, {"device/serial", "0x12\n"}},
-       "",
-       "31|SD1||0x12|65536|16|4|2048|mmcblk0|||"},
-      {"what it starts from", "mmcblk0boot0", "x", {{"size", "8192\n"}}, "", ""},
-      {"Xen",
-       "xvda",
-       "vbd-51712/block",
-       {{"size", "4194304\n"}},
-       "",
-       "69||||261|63|255|2048|xvda|||"},
-      {"a name with a slash",
-       "cciss!c0d0",
-       "cciss0/c0d0/block",
-       {{"size", "4194304\n"}},
-       "",
+      {"a memory card", "mmcblk0", "mmc0:0001/block", two + "device/name=SD1;device/serial=0x12",
+       "", "31|SD1||0x12|65536|16|4|2048|mmcblk0|||"},
+      {"what it starts from", "mmcblk0boot0", "x", two, "", ""},
+      {"Xen", "xvda", "vbd-51712/block", two, "", "69||||261|63|255|2048|xvda|||"},
+      {"a name with a slash", "cciss!c0d0", "cciss0/c0d0/block", two, "",
        "30||||261|63|255|2048|cciss/c0d0|||"},
-      {"a floppy",
-       "fd0",
-       "platform/floppy.0/block",
-       {{"size", "8\n"}, {"device/cmos", "4\n"}},
-       "",
+      {"a floppy", "fd0", "platform/floppy.0/block", "size=8;device/cmos=4", "",
        "29|3.5 inch 1.44 MB|||80|18|2|1|fd0|||"},
-      {"a loop", "loop0", "virtual/block", {{"size", "4096\n"}}, "", ""},
-      {"a volume", "dm-0", "virtual/block", {{"size", "4096\n"}}, "", ""},
+      {"a loop", "loop0", "virtual/block", two, "", ""},
+      {"a volume", "dm-0", "virtual/block", two, "", ""},
   };
   for (const auto& test : cases) {
     EXPECT_EQ(kernelRows(test.name, test.path, test.attributes, test.udev), test.expected)

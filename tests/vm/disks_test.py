@@ -54,16 +54,16 @@ DEVICES = """
 """.split()
 DRIVES = {**{f"d{number}": 128 << 20 for number in range(14)}, "path1": 64 << 20, "path2": 64 << 20,
           "cd": 5 << 20, "floppy": 1440 << 10}
-DISKS = 16  # all but the last two
+DISKS = 17  # all but the last two, and one in memory
 
 # A mirror of two disks, a logical volume on it and a third, a map of both paths, swap, a file system
 # on a bare disk, and one that is mounted twice, first at a place with a blank in its name; a tape.
 SETUP = r"""
-    exec 2>&1; export DM_DISABLE_UDEV=1; cd /root
+    exec 2>&1; export DM_DISABLE_UDEV=1; cd /root; echo 1 >/proc/sys/kernel/printk
     busybox rmmod scsi_debug; busybox insmod scsi_debug.ko ptype=1
     shared=$(echo /dev/nvme[12]n1)
     paths=$(busybox grep -hs . /sys/bus/scsi/devices/*:[56]/block/*/dev)
-    sas=$(for disk in /sys/class/sas_end_device/*/device/target*/*/block/*; do echo /dev/${disk##*/}; done)
+    sas=$(for disk in /sys/class/sas_end_device/*/device/*/*/block/*; do echo /dev/${disk##*/}; done)
     printf 'n\np\n1\n\n+60M\nn\np\n2\n\n\nw\n' | busybox fdisk /dev/vda
     mdadm --create /dev/md0 --level=1 --raid-devices=2 --metadata=1.2 --run $sas
     lvm vgcreate vg /dev/md0 /dev/nvme0n1
@@ -84,7 +84,7 @@ GROUPS = 'Storage Partition PartitionToStorage "SAN Adapter"'
 COMMANDS = {
     # Disks come up in their own time.
     "wait": "for second in $(busybox seq 60); do "
-            f"[ $(ls /sys/class/block | busybox grep -cE '^(sd[a-l]|vda|nvme.n.|mmcblk0)$') = {DISKS + 1} ] "
+            f"[ $(ls /sys/class/block | busybox grep -cE '^(sd.|vda|nvme.n.|mmcblk0)$') = {DISKS} ] "
             "&& break; busybox sleep 1; done",
     "setup": f"({SETUP})",
     "lsblk": helpers_test.LSBLK,
@@ -97,6 +97,9 @@ COMMANDS = {
               "2>&1 >/dev/null | busybox grep -oE '(\"/dev/|execve.\"|module).*'",
     "classic": f"busybox rmmod sg; {AGENT} --classic --format json Storage 2>/dev/null",
     "modules": "busybox lsmod",
+    **{f"replay{how}": f"{AGENT} {how} capture /root/of{how} {GROUPS} >/dev/null 2>&1; "
+                       f"{AGENT} {how} --machine /root/of{how} --format json {GROUPS} 2>/dev/null"
+       for how in ("", "--classic")},
 }
 
 # Device, attribute, lsblk's value and the row's, where they differ.
@@ -124,6 +127,10 @@ def options():
         yield from ["-drive", f"file={image},if=none,format=raw,id={name},file.locking=off"]
 
 
+def rows_of(scan):
+    return {name: group["rows"] for name, group in json.loads(scan)["groups"].items()}
+
+
 def differences(rows, others, attributes, key):
     """Where rows of a device are not what others have, which are of the same devices."""
     return {(row[key], each, others[device][each], row[each]) for device, row in rows.items()
@@ -144,8 +151,7 @@ class Disks(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.outputs = machine.boot(DIRECTORY, PROGRAMS, COMMANDS, *options(), modules=MODULES)
-        groups = json.loads(cls.outputs["native"])["groups"]
-        cls.rows = {name: group["rows"] for name, group in groups.items()}
+        cls.rows = rows_of(cls.outputs["native"])
         cls.devices = by_device(cls.rows["Storage"])
 
     def test_helper_agrees_with_lsblk(self):
@@ -172,7 +178,7 @@ class Disks(unittest.TestCase):
                           if row["SAN Adapter"]})
 
     def test_classic_storage_equals_native_storage(self):
-        rows = by_device(json.loads(self.outputs["classic"])["groups"]["Storage"]["rows"])
+        rows = by_device(rows_of(self.outputs["classic"])["Storage"])
         # Of the block layer alone.
         self.assertEqual(self.devices.keys() - rows.keys(),
                          {"vda", "mmcblk0", "nvme0n1", "nvme0n2",
@@ -180,6 +186,12 @@ class Disks(unittest.TestCase):
         self.assertEqual(differences(self.devices, rows, [*self.devices["sda"]][1:], "Serial Number"),
                          UNLIKE_CLASSIC)
         self.assertNotRegex(self.outputs["modules"], r"(?m)^sg ")
+
+    def test_capture_replays_commands_to_devices_too(self):
+        native, classic = (rows_of(self.outputs[name]) for name in ("replay", "replay--classic"))
+        for group in ("Storage", "PartitionToStorage", "SAN Adapter"):
+            self.assertEqual(native[group], self.rows[group])
+        self.assertEqual(classic["Storage"], rows_of(self.outputs["classic"])["Storage"])
 
     def test_partitions_agree_with_findmnt_and_join(self):
         mounts = [mount for mount in json.loads(self.outputs["findmnt"])["filesystems"]
