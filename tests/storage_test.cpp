@@ -388,17 +388,10 @@ TEST(ScsiData, ReadsNothingBeyondItsEnd) {
     std::string name, found, expected;
   } cases[] = {
       {"a serial number", serialOfPage80(page(0x80, "AB")), "AB"},
-      {"one that is cut",
-       serialOfPage80("\0\x80\0\x10"
-                      "AB"s),
-       "AB"},
+      {"one that is cut", serialOfPage80("\0\x80\0\x10ZZ"s), "ZZ"},
       {"another page", serialOfPage80(page(0x83, "AB")), ""},
       {"half a head", serialOfPage80("\0\x80\0"s), ""},
-      {"a name that is cut",
-       nameOfPage83(page(0x83,
-                         "\1\3\0\x10"
-                         "AB"s)),
-       "4142"},
+      {"a name that is cut", nameOfPage83(page(0x83, "\1\3\0\x10ZZ"s)), "5a5a"},
       {"no name", nameOfPage83(page(0x83, "\1\3\0\0"s)), ""},
       {"a port's name", nameOfPage83(page(0x83, "\1\x13\0\1A"s)), ""},
       {"the better of two", nameOfPage83(page(0x83, "\1\2\0\1A\1\3\0\1B"s)), "42"},

@@ -8,6 +8,7 @@
 #include <clocale>
 #include <cstdlib>
 #include <filesystem>
+#include <string_view>
 
 #include <nlohmann/json.hpp>
 
@@ -76,6 +77,10 @@ bool isAbsence(int error) {
   return error == ENOENT || error == ENOTDIR;
 }
 
+bool isDevice(std::string_view path) {
+  return path.starts_with("/dev/");
+}
+
 // Makes or empties a file.
 bool writeFile(const std::string& path, const std::string& contents) {
   Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
@@ -120,7 +125,8 @@ int RecordingMachine::doExists(const std::string& path) {
   const int recorded = files_.exists(path);
   if (recorded == 0) return 0;
   if (source_->exists(path)) {
-    readFile(path);  // what is noted unreadable is there
+    // What is noted unreadable is there. To read a device could start it, or copy its medium.
+    isDevice(path) ? rememberError(path, EINVAL) : static_cast<void>(readFile(path));
     return 0;
   }
   rememberError(path, ENOENT);
