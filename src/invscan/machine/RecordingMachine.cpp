@@ -126,7 +126,11 @@ int RecordingMachine::doExists(const std::string& path) {
   if (recorded == 0) return 0;
   if (source_->exists(path)) {
     // What is noted unreadable is there. To read a device could start it, or copy its medium.
-    isDevice(path) ? rememberError(path, EINVAL) : static_cast<void>(readFile(path));
+    if (isDevice(path)) {
+      rememberError(path, EINVAL);
+    } else {
+      readFile(path);
+    }
     return 0;
   }
   rememberError(path, ENOENT);
