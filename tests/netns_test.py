@@ -306,42 +306,62 @@ def test_networks(program):
         print("classic rows: skipped, ifconfig (net-tools) is not installed")
 
 
+NOT_ASKED = "not asked: the name services took too long, or none was there"
+NO_NAME = "the name services know no name for it"
+# What a server does with a question (none: there is no server), and what becomes of eight addresses.
+NAME_SERVERS = {
+    "one that is silent": ("127.0.0.9", "pass", {"no name service answered in time": 1, NOT_ASKED: 7}),
+    "one that fails": ("127.0.0.9", r"s.sendto(question[:2] + b'\x81\x82' + question[4:], asker)",
+                       {NO_NAME: 8, NOT_ASKED: 0}),
+    "a closed port": ("127.0.0.9", None, {"no name server can be reached": 1, NOT_ASKED: 7}),
+    "no route": ("198.18.0.1", None, {"no name server can be reached": 1, NOT_ASKED: 7}),
+    "no IPv6 route": ("2001:db8:9::1", None, {"no name server can be reached": 1, NOT_ASKED: 7}),
+}
+
+
 @contextlib.contextmanager
-def name_server(namespace, address):
-    """One that takes every question and answers none."""
+def name_server(namespace, address, reaction):
     configuration = pathlib.Path("/etc/netns") / namespace.name
     configuration.mkdir(parents=True)
     (configuration / "resolv.conf").write_text(f"nameserver {address}\n")
-    server = subprocess.Popen(
-        ["ip", "netns", "exec", namespace.name, sys.executable, "-c",
-         "import socket; s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM);"
-         f"s.bind(('{address}', 53)); print(flush=True); s.recv(0); __import__('time').sleep(99)"],
-        stdout=subprocess.PIPE)
+    (configuration / "nsswitch.conf").write_text("hosts: files dns\n")
+    (configuration / "hosts").write_text(
+        "#\n198.51.100.1\tpeer.example.org p # first\n198.51.100.1 q\n2001:DB8:0::11 six\n")
+    program = ("import socket\ns = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)\n"
+               f"s.bind(('{address}', 53))\nprint(flush=True)\n"
+               f"while True:\n  question, asker = s.recvfrom(999)\n  {reaction}")
+    server = subprocess.Popen(["ip", "netns", "exec", namespace.name, sys.executable, "-c",
+                               program if reaction else "print()"], stdout=subprocess.PIPE)
     try:
         server.stdout.readline()
         yield
     finally:
         server.kill()
         server.wait()
-        (configuration / "resolv.conf").unlink()
-        configuration.rmdir()
+        shutil.rmtree(configuration)
 
 
-def test_dead_name_server(program):
+def test_name_server(program, what, address, reaction, outcomes):
     commands = NETWORKS["veth pair with aliases and peers"] + ["link set lo up"]
-    with Namespace(commands) as namespace, name_server(namespace, "127.0.0.9"):
+    if not reaction:
+        commands = [each for each in commands if "add default" not in each]
+    with Namespace(commands) as namespace, name_server(namespace, address, reaction):
         begin = time.monotonic()
         found = scan(namespace, program, *GROUPS)
         seconds = time.monotonic() - begin
-        compare("dead name server", found, expected(namespace))
-        assert all(row["Hostname"] for row in found["IP Address"])
-        assert found["IP Address"][0]["Primary DNS"] == "127.0.0.9"
+        compare(what, found, expected(namespace))
+        names = {row["Address"]: row["Hostname"] + "." + row["Domain"]
+                 for row in found["IP Address"] + found["IPv6 Address"]}
+        assert all(names[row["Address"]] != "." for row in found["IP Address"]), names
+        # Those of the host table, neither of which is looked up first.
+        assert (names["198.51.100.1"], names["2001:db8::11"]) == ("peer.example.org", "six."), names
+        assert found["IP Address"][0]["Primary DNS"] == address
         assert seconds < 6, f"took {seconds:.1f} s"
         text = namespace.run(program, "explain", "IP Address", "IPv6 Address").stdout
-        for reason in ("no name service answered in time", "the name services took too long",
-                       "no route has a gateway in the subnet of the address"):
-            assert reason in text, f"{reason}:\n{text}"
-    print(f"dead name server: {seconds:.1f} s")
+        assert "no route has a gateway in the subnet of the address" in text, text
+        for outcome, times in outcomes.items():  # in the column of outcomes
+            assert text.count("  " + outcome + "\n") == times, f"{outcome}:\n{text}"
+    print(f"name server, {what}: {seconds:.1f} s")
 
 
 def main(program):
@@ -352,7 +372,8 @@ def main(program):
         print(f"skipped: no network namespace can be made: {error}")
         return SKIPPED
     test_networks(program)
-    test_dead_name_server(program)
+    for what, (address, reaction, outcomes) in NAME_SERVERS.items():
+        test_name_server(program, what, address, reaction, outcomes)
     return 0
 
 

@@ -613,31 +613,42 @@ TEST(KernelTables, TakeNoAttributeOfAWrongSize) {
       read(readRoute, message(RTM_NEWROUTE, route, attribute(RTA_GATEWAY, std::string(4, '\0')))));
 }
 
-TEST(NameLookups, AskEachAddressOnceAndNoneOnThatMachineAfterATimeOut) {
-  const Answers answers{
-      .plain = {answered<HostLookupQuestion>({HostLookupOutcome::Found, "a.b"}, {"192.0.2.1", {}}),
-                answered<HostLookupQuestion>({HostLookupOutcome::TimedOut, ""}, {"192.0.2.3", {}}),
-                answered<HostLookupQuestion>({HostLookupOutcome::Found, "c"}, {"192.0.2.4", {}})}};
-  const OnMachine scanned(answers);
-  startAccessLog();
-  NameLookups lookups;
-  for (const char* address : {"192.0.2.1", "192.0.2.1", "192.0.2.2", "192.0.2.3", "192.0.2.4"}) {
-    const std::string known = std::string_view(address) == "192.0.2.1" ? "a.b" : "none";
-    EXPECT_EQ(lookups.find(address).value_or("none"), known) << address;
+TEST(NameLookups, AskEachAddressOnceAndNoServiceOfThatMachineAfterOneThatIsDead) {
+  const auto answer = [](HostLookupOutcome outcome, const char* name, const char* address) {
+    return answered<HostLookupQuestion>({outcome, name}, {address, {}});
+  };
+  for (const auto& [outcome, reason] :
+       {std::pair(HostLookupOutcome::TimedOut, "no name service answered in time"),
+        std::pair(HostLookupOutcome::Unreachable, "no name server can be reached")}) {
+    const Answers answers{.plain = {answer(HostLookupOutcome::Found, "a.b", "192.0.2.1"),
+                                    answer(outcome, "", "192.0.2.3"),
+                                    answer(HostLookupOutcome::Found, "c", "192.0.2.4")}};
+    const OnMachine scanned(answers);
+    startAccessLog();
+    NameLookups lookups;
+    for (const auto& [address, name] : {std::pair("192.0.2.1", "a.b"),
+                                        {"192.0.2.1", "a.b"},
+                                        {"192.0.2.2", "none"},
+                                        {"192.0.2.3", "none"},
+                                        {"192.0.2.4", "c"},
+                                        {"192.0.2.5", "none"}}) {
+      EXPECT_EQ(lookups.find(address).value_or("none"), name) << address;
+    }
+    EXPECT_EQ(NameLookups().find("192.0.2.6"), std::nullopt);
+    const OnMachine another(answers);
+    EXPECT_EQ(NameLookups().find("192.0.2.6"), std::nullopt);
+    std::string outcomes;
+    for (const Access& access : accessLog()) {
+      outcomes += access.source.substr(access.source.rfind('.')) + " " + access.outcome + "\n";
+    }
+    EXPECT_EQ(outcomes, ".1 ok\n.2 the name services know no name for it\n.3 " +
+                            std::string(reason) +
+                            "\n.4 ok\n"
+                            ".5 not asked: the name services took too long, or none was there\n"
+                            ".6 not asked: the name services took too long, or none was there\n"
+                            ".6 the name services know no name for it\n");
+    stopAccessLog();
   }
-  EXPECT_EQ(NameLookups().find("192.0.2.1"), std::nullopt);
-  const OnMachine another(answers);
-  EXPECT_EQ(NameLookups().find("192.0.2.4"), "c");
-  std::string outcomes;
-  for (const Access& access : accessLog()) outcomes += access.source + ": " + access.outcome + "\n";
-  EXPECT_EQ(outcomes,
-            "host name of 192.0.2.1: ok\n"
-            "host name of 192.0.2.2: the name services know no name for it\n"
-            "host name of 192.0.2.3: no name service answered in time\n"
-            "host name of 192.0.2.4: not asked: the name services took too long\n"
-            "host name of 192.0.2.1: not asked: the name services took too long\n"
-            "host name of 192.0.2.4: ok\n");
-  stopAccessLog();
 }
 
 TEST(Netlink, AnswersAHostThatHasTakenItsProcessId) {

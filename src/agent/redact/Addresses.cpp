@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "base/Hex.h"
+#include "common/net/NetlinkMessages.h"
 
 namespace invscan::agent {
 namespace {
@@ -77,10 +78,8 @@ std::optional<Address> Address::ofBytes(std::string_view bytes) {
 std::optional<Address> Address::spelled(const std::string& text) {
   const std::string pairs = bytesOfPairs(text, ":");
   if (pairs.size() >= kLeastHardwareAddress) return Address(pairs);
-  char bytes[sizeof(in6_addr)];
-  if (inet_pton(AF_INET, text.c_str(), bytes) == 1) return Address({bytes, sizeof(in_addr)});
-  if (inet_pton(AF_INET6, text.c_str(), bytes) == 1) return Address({bytes, sizeof bytes});
-  return std::nullopt;
+  const auto bytes = addressBytes(text);
+  return bytes ? std::optional(Address(*bytes)) : std::nullopt;
 }
 
 std::optional<Address> Address::inDigits(std::string_view text) {

@@ -62,6 +62,13 @@ std::optional<std::string> ipv6Text(std::string_view bytes) {
   return addressText(AF_INET6, bytes, sizeof(in6_addr));
 }
 
+std::optional<std::string> addressBytes(const std::string& text) {
+  char bytes[sizeof(in6_addr)];
+  if (inet_pton(AF_INET, text.c_str(), bytes) == 1) return std::string(bytes, sizeof(in_addr));
+  if (inet_pton(AF_INET6, text.c_str(), bytes) == 1) return std::string(bytes, sizeof bytes);
+  return std::nullopt;
+}
+
 std::string maskText(unsigned prefixLength) {
   const std::uint64_t ones = 0xFFFFFFFF;
   const std::uint32_t mask =

@@ -65,6 +65,9 @@ std::optional<std::string> terminatedText(std::string_view value);
 std::optional<std::string> ipv4Text(std::string_view bytes);
 std::optional<std::string> ipv6Text(std::string_view bytes);
 
+// The bytes of an IPv4 or IPv6 address, 4 or 16; none when the text is neither.
+std::optional<std::string> addressBytes(const std::string& text);
+
 // The mask of a prefix length as a dotted quad; 32 for any that is longer.
 std::string maskText(unsigned prefixLength);
 

@@ -143,8 +143,8 @@ class Machine : public std::enable_shared_from_this<Machine> {
   // any of them; each of the others names one.
   void ask(Question& question);
   template <class Kind>
-  typename Kind::Answer ask(typename Kind::Key key = {}) {
-    Asked<Kind> question(std::move(key));
+  typename Kind::Answer ask(typename Kind::Key key = {}, typename Kind::Answer untold = {}) {
+    Asked<Kind> question(std::move(key), std::move(untold));
     ask(question);
     return std::move(question.answer);
   }
@@ -169,7 +169,7 @@ class Machine : public std::enable_shared_from_this<Machine> {
   auto hardwareProperties(const std::string& alias) { return ask<HardwareQuestion>(alias); }
   // Collectors with several addresses call NameLookups, which asks no more than needed.
   auto lookUpHost(const std::string& address, std::chrono::milliseconds limit) {
-    return ask<HostLookupQuestion>({address, limit});
+    return ask<HostLookupQuestion>({address, limit}, HostLookupQuestion::unanswered(limit));
   }
   auto memoryFigures() { return ask<MemoryFiguresQuestion>(); }
   auto netlinkDump(int type, int family) { return ask<NetlinkQuestion>({type, family}); }

@@ -14,7 +14,7 @@ using Clock = std::chrono::steady_clock;
 // Long enough for all groups of a scan.
 constexpr Clock::duration kSilence = std::chrono::seconds(30);
 
-// A name service that did not answer is left alone for a while, whoever asked it.
+// Name services that did not answer are left alone for a while, whoever asked it.
 class Silence {
  public:
   Silence() {
@@ -42,16 +42,16 @@ std::optional<std::string> NameLookups::find(const std::string& address) {
 }
 
 std::optional<std::string> NameLookups::ask(const std::string& address) {
+  using std::chrono::milliseconds;
   Silence& silence = Silence::silence();
-  if (rest_.count() <= 0 || silence.lasts()) {
-    noteAccess("host name of " + address, "not asked: the name services took too long", 0);
-    return std::nullopt;
-  }
+  const bool isSilent = rest_.count() <= 0 || silence.lasts();
+  const auto limit = std::chrono::ceil<milliseconds>(std::min(rest_, kLimit));
   const auto begin = Clock::now();
-  HostLookup answer = machine().lookUpHost(
-      address, std::chrono::ceil<std::chrono::milliseconds>(std::min(rest_, kLimit)));
+  HostLookup answer = machine().lookUpHost(address, isSilent ? milliseconds(0) : limit);
   rest_ -= Clock::now() - begin;
-  if (answer.outcome == HostLookupOutcome::TimedOut) silence.begin();
+  const bool isDead = answer.outcome == HostLookupOutcome::TimedOut ||
+                      answer.outcome == HostLookupOutcome::Unreachable;
+  if (isDead && !isSilent) silence.begin();
   if (answer.outcome != HostLookupOutcome::Found) return std::nullopt;
   return std::move(answer.name);
 }

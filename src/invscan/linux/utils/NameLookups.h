@@ -9,8 +9,9 @@
 namespace invscan {
 
 // The look-ups of one enumeration of addresses: each address is asked once, and all together take
-// seconds, however many addresses there are and however slow the name services. After one that
-// timed out none is asked for a while, by other enumerations of this process neither.
+// seconds, however many addresses there are and however slow the name services. After a look-up
+// that timed out, or found no name server within reach, the machine's own host table alone is asked
+// for a while, by other enumerations of this process too.
 class NameLookups {
  public:
   // The official name that an address has; none when it was not found.

@@ -14,6 +14,8 @@
 #include <string_view>
 #include <utility>
 
+#include "common/net/NetlinkMessages.h"
+
 namespace invscan {
 namespace {
 
@@ -93,11 +95,9 @@ class Fields {
   std::optional<std::string> address(const char* name) const {
     const auto value = object_.find(name);
     if (!value) return std::nullopt;
-    const std::string text = value->text();
-    char bytes[sizeof(in6_addr)];
-    if (inet_pton(AF_INET, text.c_str(), bytes) == 1) return std::string(bytes, sizeof(in_addr));
-    if (inet_pton(AF_INET6, text.c_str(), bytes) == 1) return std::string(bytes, sizeof bytes);
-    value->refuse("an IPv4 or IPv6 address");
+    auto bytes = addressBytes(value->text());
+    if (!bytes) value->refuse("an IPv4 or IPv6 address");
+    return bytes;
   }
 
  private:
