@@ -1,27 +1,19 @@
 // Hostile tables of mounts and swap areas: lines are read as the C library reads them.
 #include <mntent.h>
 
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
-#include <string>
-#include <string_view>
 #include <vector>
 
 #include <invscan/partition.h>
 
 #include "../tests/TestMachine.h"
+#include "FuzzTarget.h"
 #include "invscan/linux/utils/FileSystemTypes.h"
 #include "invscan/linux/utils/MountedFileSystems.h"
 
 namespace {
 
 using namespace invscan;
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 // The C library drops what comes behind a NUL, too, but loses the line after it.
 void checkListed(const std::string& text, const std::vector<MountEntry>& entries) {
@@ -52,8 +44,8 @@ void checkServer(const MountEntry& entry) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string text(reinterpret_cast<const char*>(data), size);
+void invscan::tryInput(std::string_view input) {
+  const std::string text(input);
   for (const char* path : {"/etc/mtab", "/proc/self/mountinfo"}) {
     const bool isNative = std::string_view(path) != "/etc/mtab";
     const OnMachine scanned({.files = {{path, {0, text}}, {"/proc/swaps", {0, text}}}},
@@ -67,5 +59,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       require(isNative || (area.size <= UINT32_MAX && text.find(area.name) != text.npos));
     }
   }
-  return 0;
 }

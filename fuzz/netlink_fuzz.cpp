@@ -1,16 +1,13 @@
 // Hostile datagrams of the routing socket: through the messages' readers, the enumerator's
 // callbacks, and as what the kernel answers to every dump that the native collectors ask for.
-#include <cstdint>
-#include <cstdlib>
-#include <list>
-#include <memory>
-#include <string>
-#include <string_view>
+#include <linux/rtnetlink.h>
+#include <sys/socket.h>
 
 #include <invscan/base/OrvCfg.h>
 #include <invscan/network.h>
 
 #include "../tests/TestMachine.h"
+#include "FuzzTarget.h"
 #include "agent/redact/NetlinkRedaction.h"
 #include "agent/redact/Redactor.h"
 #include "invscan/linux/utils/KernelAdapters.h"
@@ -20,10 +17,6 @@
 namespace {
 
 using namespace invscan;
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 // Whether the message walk stays inside, moves on, and hands out views of the datagram. The number
 // of links, addresses and routes in it.
@@ -75,40 +68,25 @@ void checkRedaction(const std::string& datagram, std::size_t known) {
   require(checkWalk(agent::redactDatagram(datagram, replacements)) == known);
 }
 
-// Every dump is this datagram and an end.
-class DatagramMachine : public TestMachine {
- public:
-  DatagramMachine() : TestMachine(Answers{}) {}
-
-  void answerWith(std::string_view datagram) { datagram_ = datagram; }
-
- private:
-  void doAsk(Question& question) override {
-    if (&question.kind() != &kKindOf<NetlinkQuestion>) return;
-    auto& answer = static_cast<Asked<NetlinkQuestion>&>(question).answer;
-    answer = {NetlinkFailure::None, 0, {std::string(datagram_)}};
+// Every dump is this datagram.
+PlainFacts dumpsOf(std::string_view datagram) {
+  PlainFacts dumps;
+  for (const auto& [type, family] : {std::pair(RTM_GETLINK, AF_PACKET),
+                                     {RTM_GETADDR, AF_PACKET},
+                                     {RTM_GETROUTE, AF_INET},
+                                     {RTM_GETROUTE, AF_INET6}}) {
+    const NetlinkDump dump{NetlinkFailure::None, 0, {std::string(datagram)}};
+    dumps.add(answered<NetlinkQuestion>(dump, {type, family}));
   }
-
-  std::string_view datagram_;
-};
-
-// Machines are kept to the end of the process, so there is one for all inputs.
-DatagramMachine& datagramMachine() {
-  static DatagramMachine* const instance = [] {
-    auto* const made = new DatagramMachine;
-    setMachine(std::unique_ptr<Machine>(made));
-    return made;
-  }();
-  return *instance;
+  return dumps;
 }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string_view datagram(reinterpret_cast<const char*>(data), size);
+void invscan::tryInput(std::string_view datagram) {
   checkCallbacks(std::string(datagram));
   checkRedaction(std::string(datagram), checkWalk(datagram));
-  datagramMachine().answerWith(datagram);
+  const OnMachine scanned({.plain = dumpsOf(datagram)}, "native");
   const auto ipv4 = kernelIpv4Records();
   for (const auto& record : ipv4.value()) {
     require(!record.address.empty() && !record.address.starts_with("127.0.0."));
@@ -120,5 +98,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   const auto adapters = kernelAdapters();
   for (const Adapter& adapter : adapters.value()) require(adapter.type >= 2);
-  return 0;
 }

@@ -1,12 +1,8 @@
 // Hostile outputs of ifconfig, netstat and nslookup, routing tables and resolv.conf. The first byte
 // says which.
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
-
 #include <invscan/network.h>
 
+#include "FuzzTarget.h"
 #include "invscan/linux/utils/Gateways.h"
 #include "invscan/linux/utils/HostNames.h"
 #include "invscan/linux/utils/InterfaceList.h"
@@ -15,10 +11,6 @@
 namespace {
 
 using namespace invscan;
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 void checkHardwareAddress(const std::string& text) {
   std::string buffer = text;
@@ -112,11 +104,9 @@ void checkNames(std::string_view text) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void invscan::tryInput(std::string_view input) {
   constexpr void (*kChecks[])(std::string_view) = {checkInterfaces, checkGateways,
                                                    checkIpv6Gateways, checkNameServers, checkNames};
-  if (size == 0) return 0;
-  const std::string_view text(reinterpret_cast<const char*>(data + 1), size - 1);
-  kChecks[data[0] % std::size(kChecks)](text);
-  return 0;
+  if (input.empty()) return;
+  kChecks[static_cast<unsigned char>(input[0]) % std::size(kChecks)](input.substr(1));
 }

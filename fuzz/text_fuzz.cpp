@@ -50,9 +50,7 @@ void checkFields(std::string_view text, std::string_view delimiters) {
 // questions. An empty one says that the machine does not tell; plain questions take JSON.
 class HostileMachine : public TestMachine {
  public:
-  HostileMachine() : TestMachine(Answers{}) {}
-
-  void answerInTurn(std::string_view answers) { rest_ = answers; }
+  explicit HostileMachine(std::string_view answers) : TestMachine(Answers{}), rest_(answers) {}
 
  private:
   std::string answer() {
@@ -89,16 +87,6 @@ class HostileMachine : public TestMachine {
   std::string_view rest_;
 };
 
-// Machines are kept to the end of the process, so there is one for all inputs.
-HostileMachine& hostileMachine() {
-  static HostileMachine* const instance = [] {
-    auto* const made = new HostileMachine;
-    setMachine(std::unique_ptr<Machine>(made));
-    return made;
-  }();
-  return *instance;
-}
-
 // Loads drivers and waits for them; storage_fuzz has what it reads.
 constexpr unsigned long kStorage = 5;
 
@@ -112,7 +100,7 @@ bool hasAnyNumberOfRows(unsigned long group) {
 void collectAll(std::string_view answers) {
   for (const Collector& collector : collectors()) {
     if (collector.id == kStorage) continue;
-    hostileMachine().answerInTurn(answers);
+    setMachine(std::make_shared<HostileMachine>(answers));
     const std::unique_ptr<KelGroup> group(collector.make());
     const std::unique_ptr<KelTable> table(group->getTable());
     // There is no firmware table here; smbios_fuzz has those.

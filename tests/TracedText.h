@@ -31,6 +31,19 @@ class TracedText {
     return text;
   }
 
+  // The first of some texts that was not written behind those before it, with all that was; empty
+  // when each was.
+  template <class Texts>
+  std::string missing(const Texts& texts) {
+    const std::string all = written();
+    std::size_t place = 0;
+    for (const auto& text : texts) {
+      place = all.find(text, place);
+      if (place == all.npos) return std::string(text) + " is missing in\n" + all;
+    }
+    return "";
+  }
+
  private:
   int descriptor_ = memfd_create("trace", MFD_CLOEXEC);
 };

@@ -30,15 +30,17 @@ const kelAttribDef* const kTablesWithoutGroup[] = {
     WIN_CLUSTER_ATTRS_DEF,    WIN_CLUSTER_NODE_ATTRS_DEF,
 };
 
-std::span<const kelGroupDef> allGroups() {
+// Up to the end mark.
+template <class Row>
+std::span<const Row> rowsOf(const Row* table, unsigned long Row::*id = &Row::id) {
   std::size_t count = 0;
-  while (GROUPS_DEF[count].id != kEndOfTable) ++count;
-  return {GROUPS_DEF, count};
+  while (table[count].*id != kEndOfTable) ++count;
+  return {table, count};
 }
 
 std::vector<Table> allTables() {
   std::vector<Table> tables;
-  for (const kelGroupDef& group : allGroups()) {
+  for (const kelGroupDef& group : rowsOf(GROUPS_DEF)) {
     tables.push_back({group.name, group.attribs, {group.keys, group.keyCount}});
   }
   for (const kelAttribDef* rows : kTablesWithoutGroup) {
@@ -47,24 +49,12 @@ std::vector<Table> allTables() {
   return tables;
 }
 
-std::span<const kelAttribDef> rowsOf(const kelAttribDef* table) {
-  std::size_t count = 0;
-  while (table[count].id != kEndOfTable) ++count;
-  return {table, count};
-}
-
-std::span<const kelEnumDef> rowsOf(const kelEnumDef* table) {
-  std::size_t count = 0;
-  while (table[count].value != kEndOfTable) ++count;
-  return {table, count};
-}
-
 bool isTrimmedText(const char* text) {
   return text && *text && *text != ' ' && text[std::strlen(text) - 1] != ' ';
 }
 
 void expectWellFormed(const kelEnumDef* table) {
-  const std::span<const kelEnumDef> rows = rowsOf(table);
+  const auto rows = rowsOf(table, &kelEnumDef::value);
   std::set<unsigned long> values;
   std::set<std::string> texts;
   for (const kelEnumDef& row : rows) {
@@ -148,7 +138,7 @@ bool namesSomethingSensitive(const kelAttribDef& attribute) {
 }
 
 TEST(Traits, DescribeEveryAttributeInTheOrderOfItsTable) {
-  for (const kelGroupDef& group : allGroups()) {
+  for (const kelGroupDef& group : rowsOf(GROUPS_DEF)) {
     const std::span<const kelAttribDef> attributes = rowsOf(group.attribs);
     const invscan::AttributeTraits* traits = invscan::attributeTraits(group.id, attributes[0].id);
     std::set<std::string> descriptions;

@@ -140,6 +140,7 @@ TEST(FirmwareGroups, TellWhatMemoryFits) {
   for (const auto& [sources, limits] : {std::pair("classic", "65536|4"), {"native", "196608|12"}}) {
     const Firmware firmware(arrays + memoryDevice(8192, 9, 3), sources);
     EXPECT_EQ(valuesOf(3, {"Max Memory MB", "Num Slots Supported"}), limits);
+    EXPECT_EQ(valuesOf(31, {"Max Module Size MB"}), "16384");
   }
 }
 

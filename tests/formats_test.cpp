@@ -8,7 +8,6 @@
 #include "agent/formats/Json.h"
 #include "agent/formats/Value.h"
 #include "agent/redact/Addresses.h"
-#include "agent/redact/NetlinkRedaction.h"
 #include "agent/redact/Redactor.h"
 #include "agent/redact/Replacements.h"
 #include "base/Hex.h"
@@ -241,49 +240,6 @@ TEST_F(Redaction, FindsUuidsInAllTheirForms) {
        {"\0\x11\x22\x33\x44\x55\x66\x77"s, "\x33\x22\x11\0\x55\x44\x77\x66"s}) {
     const std::string redacted = replacements.inBytes("\1" + begin + end + "\2");
     EXPECT_EQ(redacted, "\1" + token("00112233-4455-6677-8899-AABBCCDDEEFF").substr(9) + "\2");
-  }
-}
-
-// A link, in little-endian digits: header, ifinfomsg, then attributes.
-TEST_F(Redaction, DatagramsKeepWhatIsKnown) {
-  const std::string link =
-      "00000000000000000000000000000000"
-      "00000100020000000000000000000000";
-  const struct {
-    const char* what;
-    std::string attributes, expected;
-  } cases[] = {
-      {"name and MTU", "09000300657468300000000008000400dc050000",
-       "09000300657468300000000008000400dc050000"},
-      {"an alias that says whose it is", "09001400776f726b00000000", ""},
-      {"a name that is one's own",
-       "09000300"
-       "6e6f646500000000",
-       "name"},
-      {"numbers of a wrong size, and a text without an end",
-       "0c0004000000000000000000080003006574683"
-       "0",
-       ""},
-      {"one that is longer than the message", "ff000300", ""},
-  };
-  Replacements replacements(makeSecretScan(), redactor_);
-  for (const auto& test : cases) {
-    const std::string digits = link + test.attributes;
-    std::string bytes;
-    for (std::size_t i = 0; i < digits.size(); i += 2) {
-      bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
-    }
-    bytes[0] = static_cast<char>(bytes.size());
-    bytes[4] = 16;
-    const std::string redacted = redactDatagram(bytes, replacements).substr(32);
-    if (test.expected == "name"s) {
-      EXPECT_EQ(redacted.substr(4, 25), token("node"));
-    } else {
-      EXPECT_EQ(
-          hex(reinterpret_cast<const unsigned char*>(redacted.data()), redacted.size(), kLowerHex),
-          test.expected)
-          << test.what;
-    }
   }
 }
 

@@ -198,19 +198,11 @@ TEST_F(Helpers, AreAskedOnceForEachMachine) {
   OrvCfg::setKey("common_trace_path", "");
 }
 
-TEST_F(Helpers, ShowTheirAnswers) {
-  writeHelper("echo 1.0 3 partly; echo x:i=5");
+TEST(HelperAnswers, ShowTheirFirstLine) {
   testing::internal::CaptureStdout();
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(vtExecTest("cpuid"), 0);
-  EXPECT_EQ(vtExecTest("diskscan"), 1);
   vtDumpResponse(2, "told");
   vtDumpResponse(0, nullptr);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "Command 'cpuid' executed successfully\n"
-            "VT version = 1.0, result = 3, message = partly\n"
-            "(\n   x:i=5\n)\n1.0 2 told\n1.0 0\n");
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "*** Fatal: could not execute 'diskscan'\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "1.0 2 told\n1.0 0\n");
 }
 
 }  // namespace

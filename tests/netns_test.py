@@ -119,6 +119,14 @@ def ipv4_gateway(address, routes):
     return ""
 
 
+def ipv4_addresses(links):
+    """Each that has a row, with the link that has it and its prefix."""
+    for link in links:
+        for each in addresses_of(link, "inet"):
+            if not each["local"].startswith("127.0.0."):
+                yield link, each["local"], f"{each['local']}/{each['prefixlen']}"
+
+
 def ipv6_gateway(address, device, routes):
     for hop in hops(routes):
         gateway = ipaddress.ip_address(hop["gateway"])
@@ -144,12 +152,9 @@ def expected(namespace):
     rows = {group: [] for group in GROUPS}
     for link in links:
         ipv6 = addresses_of(link, "inet6")
-        for each in addresses_of(link, "inet"):
-            if each["local"].startswith("127.0.0."):
-                continue
-            address = f"{each['local']}/{each['prefixlen']}"
+        for _, local, address in ipv4_addresses([link]):
             rows["IP Address"].append({
-                "Index": len(rows["IP Address"]) + 1, "Address": each["local"],
+                "Index": len(rows["IP Address"]) + 1, "Address": local,
                 "Subnet": str(ipaddress.ip_interface(address).netmask),
                 "Gateway": ipv4_gateway(address, ipv4_routes),
                 "Permanent Mac Address": hardware(link)[:17] or "00:00:00:00:00:00",
@@ -223,14 +228,11 @@ def classic(namespace):
     fields = [line.split() for line in table.splitlines()[2:]]
     routes = [{"gateway": line[1]} for line in fields if len(line) == 8 and {"U", "G"} <= set(line[3])]
     links = sorted(namespace.tables("ip", "-j", "addr"), key=lambda link: link["ifindex"])
-    for link, each in ((link, each) for link in links for each in addresses_of(link, "inet")):
-        if each["local"].startswith("127.0.0."):
-            continue
-        address = f"{each['local']}/{each['prefixlen']}"
+    for link, local, address in ipv4_addresses(links):
         mac = link.get("address", "").upper()
-        carrier = [one["inet6"] for one in interfaces.values() if one["inet"] == each["local"]][:1]
+        carrier = [one["inet6"] for one in interfaces.values() if one["inet"] == local][:1]
         rows["IP Address"].append({
-            "Index": len(rows["IP Address"]) + 1, "Address": each["local"],
+            "Index": len(rows["IP Address"]) + 1, "Address": local,
             "Subnet": str(ipaddress.ip_interface(address).netmask),
             "Gateway": ipv4_gateway(address, routes),
             "Permanent Mac Address": mac[:17] if mac.count(":") >= 5 else "00:00:00:00:00:00",
