@@ -343,9 +343,10 @@ class OutputFiles(AgentTest):
         file = self.store("out/scan", "old")
         os.symlink("scan", directory / "link")
         expected = self.answer("Memory")
-        self.answer("Memory", "--output", directory / "link", umask=0o027)
+        file.chmod(0o604)
+        self.answer("Memory", "--output", directory / "link")
         self.assertEqual(file.read_text(), expected)
-        self.assertEqual(stat.S_IMODE(file.stat().st_mode), 0o640)
+        self.assertEqual(stat.S_IMODE(file.stat().st_mode), 0o604)
         self.assertEqual(sorted(os.listdir(directory)), ["link", "scan"])
         self.assertEqual(self.answer("Memory", "--output", "/dev/stdout"), expected)
 
@@ -583,7 +584,7 @@ class Captures(AgentTest):
         # The program itself, what the C library reads for its own needs, and the capture; "???" is
         # the guard, killed while strace looks at it.
         expected = re.compile(
-            rf"""execve\(|"{re.escape(str(self.scratch))}/|openat2\(\d+,\s"|\(\d+,\s"",
+            rf"""execve\(|"{re.escape(str(self.scratch))}/|openat2?\(\d+,\s"|\(\d+,\s"",
             |"(/usr)?/lib/|"/etc/ld\.so\.|"/usr/share/locale/|"/dev/null["/]|"/etc/invscan/
             |"/proc/self/(exe|fd|maps|task|environ|cmdline)|socketpair\(AF_UNIX
             |recv|send|resumed>|\+\+\+|---|\?\?\?\(""", re.VERBOSE)

@@ -86,8 +86,12 @@ const Option kOptions[] = {
      "How to write: text, json, jsonl, csv (describe: text, json, markdown, schema)",
      [](Options& options, const Value& value) { options.format = named(value); },
      [](const Command& command) { return !command.formats.empty(); }},
-    {"output", "FILE", "Write to a file, which appears whole or not at all",
-     [](Options& options, const Value& value) { options.output = named(value); }, kAlways},
+    {"output", "FILE",
+     "Write to a file, which appears whole or not at all; \"-\" is standard output",
+     [](Options& options, const Value& value) {
+       options.output = named(value) == "-" ? "" : value.text;
+     },
+     kAlways},
     {"timeout", "S", "Time limit of each group in seconds (30)",
      [](Options& options, const Value& value) { options.timeoutSeconds = secondsIn(value); },
      kScans},

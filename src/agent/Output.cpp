@@ -1,108 +1,91 @@
 #include "agent/Output.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <system_error>
 
 #include "agent/Failure.h"
 #include "agent/Text.h"
 #include "base/Descriptor.h"
+#include "base/WrittenFile.h"
 
 namespace invscan::agent {
 namespace {
 
-[[noreturn]] void failWriting(const std::string& name, int error) {
-  throw Failure(name + ": " + errorText(error) + "; nothing usable was written");
+[[noreturn]] void failWriting(const std::string& name, const std::string& reason) {
+  throw Failure(name + ": " + reason + "; nothing usable was written");
 }
 
-// A file that is being written under another name beside its own. Gone unless it was put in place.
-class UnfinishedFile {
+constexpr mode_t kPrivate = 0600, kByUmask = 0666;
+constexpr mode_t kPrivateUmask = S_IRWXG | S_IRWXO;
+
+mode_t callersUmask = kPrivateUmask;
+
+class UmaskInForce {
  public:
-  explicit UnfinishedFile(const std::string& path)
-      : path_(path), name_(path + ".XXXXXX"), file_(mkostemp(name_.data(), O_CLOEXEC)) {
-    if (!file_) failWriting(path_, errno);
-  }
-  ~UnfinishedFile() {
-    if (!isInPlace_) unlink(name_.c_str());
-  }
-  UnfinishedFile(const UnfinishedFile&) = delete;
-  UnfinishedFile& operator=(const UnfinishedFile&) = delete;
-
-  void write(std::string_view text, mode_t mode) {
-    const bool isWritten = writeAll(file_.get(), text) && fchmod(file_.get(), mode) == 0 &&
-                           fsync(file_.get()) == 0 && file_.close();
-    if (!isWritten) failWriting(path_, errno);
-  }
-
-  // Where there is nothing yet. The name that it was written under goes with this object.
-  void putInFreePlace() {
-    if (link(name_.c_str(), path_.c_str()) != 0) failWriting(path_, errno);
-  }
-
-  void putInPlace() {
-    isInPlace_ = rename(name_.c_str(), path_.c_str()) == 0;
-    if (!isInPlace_) failWriting(path_, errno);
-  }
+  explicit UmaskInForce(mode_t mask) : before_(umask(mask)) {}
+  ~UmaskInForce() { umask(before_); }
+  UmaskInForce(const UmaskInForce&) = delete;
+  UmaskInForce& operator=(const UmaskInForce&) = delete;
 
  private:
-  const std::string path_;
-  std::string name_;
-  Descriptor file_;
-  bool isInPlace_ = false;
+  const mode_t before_;
 };
 
-void writeDirectly(const std::string& path, std::string_view text) {
-  Descriptor file(open(path.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC));
-  if (!file || !writeAll(file.get(), text) || !file.close()) failWriting(path, errno);
+// The descriptor of this process that a path names; -1 when it names none. Opening the path anew
+// would begin at the front of a file that was partly written.
+int descriptorNamedBy(std::string_view path) {
+  if (path == "/dev/stdout") return STDOUT_FILENO;
+  if (path == "/dev/stderr") return STDERR_FILENO;
+  for (const std::string_view directory : {"/dev/fd/", "/proc/self/fd/"}) {
+    int number = 0;
+    const char* const end = path.data() + path.size();
+    if (!path.starts_with(directory)) continue;
+    const auto [rest, error] = std::from_chars(path.data() + directory.size(), end, number);
+    if (error == std::errc() && rest == end && number >= 0) return number;
+  }
+  return -1;
 }
 
-mode_t accessLeftByUmask() {
-  const mode_t mask = umask(0);
-  umask(mask);
-  return 0666 & ~mask;
-}
-
-// The file that a link leads to, so that it is replaced rather than the link.
-std::string resolved(const std::string& path) {
-  char* real = realpath(path.c_str(), nullptr);
-  const std::string result = real ? real : path;
-  free(real);
-  return result;
+void writeToDescriptor(int descriptor, const std::string& name, std::string_view text) {
+  if (!writeAll(descriptor, text)) failWriting(name, errorText(errno));
 }
 
 }  // namespace
 
+void keepFilesPrivate() {
+  callersUmask = umask(kPrivateUmask);
+}
+
 void writeOutput(const std::string& file, std::string_view text) {
   returnFromFailedWrites();
-  if (file.empty()) {
-    if (!writeAll(STDOUT_FILENO, text)) failWriting("standard output", errno);
-    return;
-  }
-  struct stat status {};
-  const bool isDevice = stat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
-  if (isDevice) {
-    writeDirectly(file, text);
-  } else {
-    replaceFile(resolved(file), text, accessLeftByUmask());
-  }
+  if (file.empty()) return writeToDescriptor(STDOUT_FILENO, "standard output", text);
+  const int descriptor = descriptorNamedBy(file);
+  if (descriptor >= 0) return writeToDescriptor(descriptor, file, text);
+  const bool isRoot = geteuid() == 0;
+  const UmaskInForce mask(isRoot ? kPrivateUmask : callersUmask);
+  writeFile(file, text, isRoot ? kPrivate : kByUmask, true);
 }
 
-void replaceFile(const std::string& path, std::string_view text, mode_t mode) {
-  UnfinishedFile file(path);
-  file.write(text, mode);
-  file.putInPlace();
+void writeFile(const std::string& path, std::string_view text, mode_t mode, bool followsLast) try {
+  invscan::writeFile(placeOf(path, followsLast), text, mode);
+} catch (const WriteError& error) {
+  failWriting(path, error.what());
 }
 
-void makeFile(const std::string& path, std::string_view text, mode_t mode) {
-  UnfinishedFile file(path);
-  file.write(text, mode);
+void makeFile(const std::string& path, std::string_view text, mode_t mode) try {
+  const Place place = placeOf(path, false);
+  NewFile file(place, mode);
+  file.write(text);
   file.putInFreePlace();
+} catch (const WriteError& error) {
+  failWriting(path, error.what());
 }
 
 void returnFromFailedWrites() {

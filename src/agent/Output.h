@@ -8,13 +8,19 @@
 
 namespace invscan::agent {
 
+// From now on files and directories that this process makes are for its user alone. What
+// writeOutput() makes is under the umask that was in force before.
+void keepFilesPrivate();
+
 // Writes to a file, or to standard output when its name is empty. A regular file appears whole or
-// not at all, with the access that the umask leaves; a device or pipe is written to as it is.
-// Throws Failure.
+// not at all; one that is there keeps owner and access rights, and a new one has those that the
+// umask leaves, but root's is for root alone. A device or pipe is written to as it is, and a name
+// of an open descriptor (/dev/stdout, /dev/fd/3) is that descriptor. Throws Failure.
 void writeOutput(const std::string& file, std::string_view text);
 
-// Makes or replaces a regular file, whole or not at all. Throws Failure.
-void replaceFile(const std::string& path, std::string_view text, mode_t mode);
+// Writes a file as base/WrittenFile.h tells. Throws Failure.
+void writeFile(const std::string& path, std::string_view text, mode_t mode,
+               bool followsLast = false);
 
 // Makes a regular file where there is nothing yet, whole or not at all. Throws Failure.
 void makeFile(const std::string& path, std::string_view text, mode_t mode);

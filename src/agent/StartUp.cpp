@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/auxv.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -24,6 +23,7 @@
 #include "agent/Text.h"
 #include "base/ConfigurationFile.h"
 #include "base/Descriptor.h"
+#include "base/WrittenFile.h"
 
 namespace invscan::agent {
 namespace {
@@ -68,17 +68,12 @@ void setEnvironment() {
   if (!home || !*home) setenv("ORV_HOMEDIR", homeDirectory().c_str(), 1);
 }
 
-int openTraceFile(const std::string& path) {
-  Descriptor file(
-      open(path.c_str(),
-           O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0600));
-  if (!file)
-    throw Failure(path + ": " + errorText(errno) + "; --trace-file needs a file to append to");
-  struct stat status {};
-  if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
-    throw Failure(path + ": not a regular file; --trace-file needs one");
-  }
+int openTraceFile(const std::string& path) try {
+  Descriptor file = openOwnFile(path);
+  if (fcntl(file.get(), F_SETFL, O_APPEND | O_NONBLOCK) != 0) throw WriteError(errno);
   return file.release();
+} catch (const WriteError& error) {
+  throw Failure(path + ": " + error.what() + "; --trace-file needs a file of yours to append to");
 }
 
 void setTrace(const Options& options) {
@@ -172,6 +167,7 @@ void dropRelativeLibraryPaths(char** arguments) {
 }
 
 void setUp(const Options& options) {
+  keepFilesPrivate();
   if (options.machine.empty()) setEnvironment();  // a replay starts our own helpers only, by path
   setTrace(options);
   setStore(options);

@@ -18,7 +18,11 @@ class Descriptor {
   explicit Descriptor(int number = -1) : number_(number) {}
   ~Descriptor() { close(); }
   Descriptor(Descriptor&& other) noexcept : number_(other.release()) {}
-  Descriptor& operator=(Descriptor&&) = delete;
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    close();
+    number_ = other.release();
+    return *this;
+  }
 
   explicit operator bool() const { return number_ >= 0; }
   int get() const { return number_; }

@@ -1,4 +1,8 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 
 #include <invscan/machine.h>
@@ -11,75 +15,81 @@
 #include "agent/redact/CaptureRedaction.h"
 #include "agent/redact/Redactor.h"
 #include "agent/scan/ScanRun.h"
+#include "agent/scan/SignalWatch.h"
+#include "base/WrittenFile.h"
 
 namespace invscan::agent {
 namespace {
 
 namespace fs = std::filesystem;
 
-bool isThere(const fs::path& path) {
-  std::error_code ignored;  // recording there tells
-  return fs::exists(path, ignored);
-}
+// The process works in another directory while this lives: what is done there is done to the one
+// that is open, whatever its path leads to by now.
+class WorkingDirectory {
+ public:
+  explicit WorkingDirectory(const Descriptor& directory)
+      : before_(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+    if (!before_ || fchdir(directory.get()) != 0) throw Failure("./: " + errorText(errno));
+  }
+  ~WorkingDirectory() { [[maybe_unused]] const int isBack = fchdir(before_.get()); }
+  WorkingDirectory(const WorkingDirectory&) = delete;
+  WorkingDirectory& operator=(const WorkingDirectory&) = delete;
 
-// The directory while it is being filled. What is not kept is removed, and no more than was made.
+ private:
+  const Descriptor before_;
+};
+
+// The directory while it is being filled. What is not kept is removed, and no more than was made;
+// that holds for an interruption, too.
 class UnfinishedCapture {
  public:
-  explicit UnfinishedCapture(const std::string& directory)
-      : directory_(directory), wasThere_(isThere(directory)) {
+  explicit UnfinishedCapture(const std::string& path) try : directory_(path) {
     std::string error;
-    if (!recordMachine(directory, error)) throw Failure(error);
+    if (!recordMachine(path, error)) throw Failure(error);
+  } catch (const WriteError& error) {
+    throw Failure(path + ": " + error.what());
   }
-  ~UnfinishedCapture() {
-    if (!isKept_) remove();
-  }
+  ~UnfinishedCapture() { useLiveMachine(); }
   UnfinishedCapture(const UnfinishedCapture&) = delete;
   UnfinishedCapture& operator=(const UnfinishedCapture&) = delete;
+
+  const Descriptor& directory() const { return directory_.descriptor(); }
 
   void finish() {
     std::string error;
     if (!finishRecording(error)) throw Failure(error);
   }
-  void keep() { isKept_ = true; }
 
- private:
-  void remove() const {
-    useLiveMachine();
-    std::error_code ignored;
-    if (!wasThere_) {
-      fs::remove_all(directory_, ignored);
-      return;
-    }
-    for (const auto& entry : fs::directory_iterator(directory_, ignored)) {
-      fs::remove_all(entry.path(), ignored);
-    }
+  void heedInterruption() const {
+    if (const int signal = signals_.takeInterruption()) throw Interruption{signal};
   }
 
-  const fs::path directory_;
-  const bool wasThere_;
-  bool isKept_ = false;
+  void keep() { directory_.keep(); }
+
+ private:
+  const SignalWatch signals_;
+  NewDirectory directory_;
 };
 
-std::size_t fileCount(const std::string& directory) {
+std::size_t fileCount() {
   std::size_t count = 0;
   std::error_code ignored;
-  for (const auto& entry : fs::recursive_directory_iterator(directory + "/root", ignored)) {
+  for (const auto& entry : fs::recursive_directory_iterator("root", ignored)) {
     count += entry.is_regular_file(ignored);
   }
   return count;
 }
 
-void writeSummary(const Options& options, const Scan& scan) {
-  const std::string& directory = options.words.front();
+std::string summaryOf(const std::string& directory, const Scan& scan) {
   const auto answered = std::count_if(scan.groups.begin(), scan.groups.end(),
                                       [](const GroupResult& r) { return r.status == Status::Ok; });
-  writeOutput(options.output, "captured " + counted(fileCount(directory), "file") + " into " +
-                                  printable(directory) + "; " + std::to_string(answered) + " of " +
-                                  counted(scan.groups.size(), "group") + " had a table\n");
+  return "captured " + counted(fileCount(), "file") + " into " + printable(directory) + "; " +
+         std::to_string(answered) + " of " + counted(scan.groups.size(), "group") +
+         " had a table\n";
 }
 
 void redactAll(const std::string& directory, Scan& scan, const Redactor& redactor) {
-  const CaptureRedaction done = redactCapture(directory, scan, redactor);
+  const CaptureRedaction done = redactCapture(".", scan, redactor);
   redactor.redact(scan);
   reportLine(directory + ": " + counted(done.replaced, "sensitive value") + " replaced in " +
              counted(done.files, "file"));
@@ -98,8 +108,15 @@ int runCapture(const Options& options) {
   UnfinishedCapture capture(directory);
   Scan scan = scanMachine(options, groups, false, directory);
   capture.finish();
-  if (redactor) redactAll(directory, scan, *redactor);
-  options.format.empty() ? writeSummary(options, scan) : writeScan(options, scan);
+  std::string summary;
+  {
+    const WorkingDirectory inside(capture.directory());
+    if (redactor) redactAll(directory, scan, *redactor);
+    summary = summaryOf(directory, scan);
+  }
+  capture.heedInterruption();
+  options.format.empty() ? writeOutput(options.output, summary) : writeScan(options, scan);
+  capture.heedInterruption();
   capture.keep();
   return reportTroubles(scan);
 }

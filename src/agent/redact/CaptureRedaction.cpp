@@ -89,7 +89,7 @@ template <class Replace>
 void redactWhole(const fs::path& path, Replace replace) {
   const std::string text = contentsOf(path);
   const std::string redacted = replace(text);
-  if (redacted != text) replaceFile(path, redacted, kMode);
+  if (redacted != text) writeFile(path, redacted, kMode);
 }
 
 void redactFile(const fs::path& path, Replacements& replacements) {
@@ -249,7 +249,7 @@ void redactUdevRecord(const fs::path& path, Replacements& replacements) {
         isAmong(kPlain, key.substr(2)) || (isAmong(kSerial, key.substr(2)) && redacted != line);
     if (isKept) kept += redacted + "\n";
   }
-  replaceFile(path, kept, kMode);
+  writeFile(path, kept, kMode);
 }
 
 void redactMachine(const fs::path& path, const Json& machine, Replacements& replacements) {
@@ -263,7 +263,7 @@ void redactMachine(const fs::path& path, const Json& machine, Replacements& repl
   if (redacted.contains("devices")) dropNames(redacted["devices"]);
   if (redacted.contains("guest_channel")) keepVersionOnly(redacted["guest_channel"]);
   if (redacted != machine) {
-    replaceFile(path, redacted.dump(1, ' ', false, Json::error_handler_t::replace) + "\n", kMode);
+    writeFile(path, redacted.dump(1, ' ', false, Json::error_handler_t::replace) + "\n", kMode);
   }
 }
 

@@ -20,6 +20,7 @@
 #include "agent/redact/MountNames.h"
 #include "base/Descriptor.h"
 #include "base/Hex.h"
+#include "base/WrittenFile.h"
 
 namespace invscan::agent {
 namespace {
@@ -86,30 +87,20 @@ std::optional<std::string> readKey(const std::string& path) {
   return key;
 }
 
-bool writeNewKey(int descriptor) {
-  std::string key(kKeySize, '\0');
-  return getrandom(key.data(), key.size(), 0) == static_cast<ssize_t>(key.size()) &&
-         writeAll(descriptor, key) && fsync(descriptor) == 0;
-}
-
-void makePrivateDirectories(const std::filesystem::path& directory) {
-  const mode_t mask = umask(077);
-  std::error_code ignored;  // opening a file there tells
-  std::filesystem::create_directories(directory, ignored);
-  umask(mask);
-}
-
 // Appears whole; when another process was first, its key stands.
-void makeKeyFile(const std::filesystem::path& path) {
-  makePrivateDirectories(path.parent_path());
-  std::string name = path.string() + ".XXXXXX";
-  Descriptor file(mkostemp(name.data(), O_CLOEXEC));
-  if (!file) failKey(path, errorText(errno));
-  const bool isMade =
-      writeNewKey(file.get()) && (link(name.c_str(), path.c_str()) == 0 || errno == EEXIST);
-  const int error = errno;
-  unlink(name.c_str());
-  if (!isMade) failKey(path, errorText(error));
+void makeKeyFile(const std::filesystem::path& path) try {
+  std::error_code ignored;  // making a file there tells
+  std::filesystem::create_directories(path.parent_path(), ignored);
+  std::string key(kKeySize, '\0');
+  if (getrandom(key.data(), key.size(), 0) != static_cast<ssize_t>(key.size())) {
+    failKey(path, errorText(errno));
+  }
+  const Place place = placeOf(path, false);
+  NewFile file(place, 0600);
+  file.write(key);
+  file.putInFreePlace();
+} catch (const WriteError& error) {
+  if (error.error != EEXIST) failKey(path, error.what());
 }
 
 std::string loadKey() {

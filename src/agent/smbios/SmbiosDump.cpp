@@ -185,7 +185,7 @@ void writeDump(const std::string& file, const SMBIOSTable& table, bool replace) 
   if (isThere && !replace) throw Failure(file + ": is there already; --force replaces it");
   const std::string text = textDump(table);
   returnFromFailedWrites();
-  replace ? replaceFile(file, text, kOwnerOnly) : makeFile(file, text, kOwnerOnly);
+  replace ? writeFile(file, text, kOwnerOnly) : makeFile(file, text, kOwnerOnly);
 }
 
 }  // namespace invscan::agent

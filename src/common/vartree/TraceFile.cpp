@@ -1,21 +1,15 @@
 #include "common/vartree/TraceFile.h"
 
 #include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <ctime>
 
 #include "base/LocalTime.h"
+#include "base/WrittenFile.h"
 
 namespace invscan {
 namespace {
-
-// A second name of a file is a link too.
-bool isPlainFile(const Descriptor& file) {
-  struct stat status;
-  return fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
-}
 
 void writeStartTime(const Descriptor& file) {
   const time_t now = time(nullptr);
@@ -29,12 +23,13 @@ void writeStartTime(const Descriptor& file) {
 
 }  // namespace
 
-Descriptor openTraceFile(const char* path) {
-  constexpr int kFlags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  Descriptor file(open(path, kFlags, 0600));
-  if (!file || !isPlainFile(file) || ftruncate(file.get(), 0) != 0) return Descriptor();
+Descriptor openTraceFile(const char* path) try {
+  Descriptor file = openOwnFile(path);
+  if (ftruncate(file.get(), 0) != 0) return Descriptor();
   writeStartTime(file);
   return file;
+} catch (const WriteError&) {
+  return Descriptor();
 }
 
 bool canListDirectory(const std::string& path) {

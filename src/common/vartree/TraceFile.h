@@ -8,7 +8,7 @@
 namespace invscan {
 
 // Makes or empties the file and writes its first line, which tells the time. None when it cannot be
-// had, or when the path is a link or anything but a regular file.
+// had, or when it is anything but a regular file of the user's own.
 Descriptor openTraceFile(const char* path);
 
 bool canListDirectory(const std::string& path);

@@ -100,9 +100,9 @@ Json writeLocale(const LocaleName& locale);
 // read.
 class CaptureFiles {
  public:
-  // A capture without a root has no files. Throws CaptureError where the system cannot confine
-  // opening to a directory.
-  explicit CaptureFiles(const std::string& directory);
+  // Those of the capture that is open. One without a root has no files. Throws CaptureError where
+  // the system cannot confine opening to a directory.
+  explicit CaptureFiles(const Descriptor& capture);
   CaptureFiles() = default;
 
   FileText read(const std::string& path, std::size_t limit) const;

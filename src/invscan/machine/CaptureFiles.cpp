@@ -24,8 +24,8 @@ bool hasOpenat2(const Descriptor& directory) {
 
 }  // namespace
 
-CaptureFiles::CaptureFiles(const std::string& directory)
-    : root_(::open((directory + "/root").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+CaptureFiles::CaptureFiles(const Descriptor& capture)
+    : root_(openat(capture.get(), "root", O_PATH | O_DIRECTORY | O_CLOEXEC)) {
   if (root_ && !hasOpenat2(root_)) {
     throw CaptureError(
         "cannot be kept apart from this machine's files: openat2 is refused here; "

@@ -116,6 +116,9 @@ class Machine : public std::enable_shared_from_this<Machine> {
   // Has something that was learnt of this machine last as long as it does.
   void keep(std::shared_ptr<const void> learnt) { kept_.push_back(std::move(learnt)); }
 
+  // What a child that closes all others keeps open, to ask plain questions.
+  virtual std::vector<int> descriptorsForQuestions() const { return {}; }
+
   // Regular files and kernel files, never blocking on a FIFO.
   FileText readFile(const std::string& path, std::size_t limit = kTextLimit);
   bool exists(const std::string& path);

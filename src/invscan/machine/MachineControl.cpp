@@ -99,7 +99,7 @@ bool finishRecording(std::string& error) {
   }
   const auto recording = currentRecording;
   beLive();
-  return attempt(recording->directory(), error, [&] { recording->finish(); });
+  return attempt(recording->name(), error, [&] { recording->finish(); });
 }
 
 void useLiveMachine() {

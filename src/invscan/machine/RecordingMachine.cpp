@@ -9,9 +9,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string_view>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
+#include "base/ChildPipe.h"
 #include "invscan/machine/CaptureDocument.h"
 
 namespace invscan {
@@ -19,33 +21,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kNotes = "/.recording";
+constexpr const char* kRoot = "root";
+constexpr const char* kNotes = ".recording";
 constexpr const char* kDraft = "draft.";
 constexpr std::size_t kLargestNote = 1 << 30;
-
-// An empty directory that only its owner can read: a capture holds serial numbers and addresses.
-std::string makeDirectory(const std::string& directory) {
-  if (mkdir(directory.c_str(), 0700) != 0 && errno != EEXIST) {
-    throw CaptureError(std::string(strerrordesc_np(errno)));
-  }
-  std::error_code error;
-  if (!fs::is_empty(directory, error) || error) {
-    throw CaptureError(error ? error.message() : "not empty; name a new directory");
-  }
-  for (const char* part : {"/root", kNotes}) {
-    if (mkdir((directory + part).c_str(), 0700) != 0) throw CaptureError(strerrordesc_np(errno));
-  }
-  return directory;
-}
-
-std::string findRecording(const std::string& directory) {
-  struct stat status {};
-  const std::string notes = directory + kNotes;
-  if (lstat(notes.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
-    throw CaptureError("no recording is going on there");
-  }
-  return directory;
-}
+constexpr int kDirectory = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 std::string hexHash(const std::string& text) {
   unsigned long hash = 0xcbf29ce484222325;
@@ -66,12 +46,6 @@ std::string dump(const Json& json, int indent = -1) {
   return json.dump(indent, ' ', false, Json::error_handler_t::replace);
 }
 
-// What a note holds; a null answer for one that is not there.
-Json readNote(const std::string& path) {
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  return file ? Json::parse(readFileText(file, kLargestNote).text) : Json(nullptr);
-}
-
 // The path leads to nothing, which is no more than a capture says by not having it.
 bool isAbsence(int error) {
   return error == ENOENT || error == ENOTDIR;
@@ -81,19 +55,36 @@ bool isDevice(std::string_view path) {
   return path.starts_with("/dev/");
 }
 
-// Makes or empties a file.
-bool writeFile(const std::string& path, const std::string& contents) {
-  Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
-  return file && writeAll(file.get(), contents) && file.close();
+Descriptor directoryIn(const Descriptor& parent, const char* name) {
+  return Descriptor(openat(parent.get(), name, kDirectory));
+}
+
+// A capture holds serial numbers and addresses: nobody but its owner can read it.
+std::unique_ptr<NewDirectory> makeCapture(const std::string& path) {
+  auto made = std::make_unique<NewDirectory>(path);
+  for (const char* const name : {kRoot, kNotes}) {
+    if (mkdirat(made->descriptor().get(), name, S_IRWXU) != 0) throw WriteError(errno);
+  }
+  return made;
+}
+
+Descriptor openJoined(const std::string& path) {
+  Descriptor directory = openOwnDirectory(path);
+  if (!directoryIn(directory, kNotes)) throw CaptureError("no recording is going on there");
+  return directory;
 }
 
 }  // namespace
 
 RecordingMachine::RecordingMachine(const std::string& directory, std::unique_ptr<Machine> source,
                                    Part part)
-    : directory_(part == Part::Begins ? makeDirectory(directory) : findRecording(directory)),
+    : name_(directory),
+      made_(part == Part::Begins ? makeCapture(directory) : nullptr),
+      joined_(part == Part::Joins ? openJoined(directory) : Descriptor()),
+      root_(directoryIn(this->directory(), kRoot)),
+      notes_(aboveStandardStreams(directoryIn(this->directory(), kNotes))),
       source_(std::move(source)),
-      files_(directory) {
+      files_(this->directory()) {
   void* shared =
       mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (shared == MAP_FAILED) throw CaptureError(strerrordesc_np(errno));
@@ -102,6 +93,7 @@ RecordingMachine::RecordingMachine(const std::string& directory, std::unique_ptr
   remember("environment", nullptr, 0, [&] { return Json(environment); });
   const std::string zone = timeZoneFile(getenv("TZ"));
   if (isPlainPath(zone)) doReadFile(zone, kTextLimit);
+  if (made_) made_->keep();
 }
 
 RecordingMachine::~RecordingMachine() {
@@ -254,13 +246,13 @@ std::size_t RecordingMachine::countTurn(const std::string& program) {
 Json RecordingMachine::remember(const std::string& section, const Json& name, std::size_t turn,
                                 const std::function<Json()>& ask) {
   const std::string question = section + " " + std::to_string(turn) + " " + dump(name);
-  const std::string path = directory_ + kNotes + "/" + hexHash(question);
-  Json note = readNote(path);
+  const std::string file = hexHash(question);
+  Json note = readNote(file);
   if (!note.is_null()) return note["answer"];
   const std::string ours =
       dump({{"section", section}, {"name", name}, {"turn", turn}, {"answer", ask()}});
-  publish(AT_FDCWD, path, ours);
-  note = readNote(path);
+  publish(notes_, file, ours);
+  note = readNote(file);
   return (note.is_null() ? Json::parse(ours) : note)["answer"];
 }
 
@@ -300,17 +292,15 @@ std::string RecordingMachine::placeOf(const std::string& path, bool followsLast)
 // a worker that found the machine changed; it is not followed, so that nothing is ever written
 // outside the capture.
 Descriptor RecordingMachine::makeParent(const std::string& place) const {
-  constexpr int kFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
   const fs::path directory = fs::path(place).parent_path();
-  if (!directory.has_relative_path())
-    return Descriptor(open((directory_ + "/root").c_str(), kFlags));
+  if (!directory.has_relative_path()) return directoryIn(root_, ".");
   const Descriptor parent = makeParent(directory);
   mkdirat(parent.get(), directory.filename().c_str(), S_IRWXU);
-  return Descriptor(openat(parent.get(), directory.filename().c_str(), kFlags));
+  return directoryIn(parent, directory.filename().c_str());
 }
 
 void RecordingMachine::keepFile(const std::string& place, const std::string& contents) {
-  publish(makeParent(place).get(), fs::path(place).filename(), contents);
+  publish(makeParent(place), fs::path(place).filename(), contents);
 }
 
 void RecordingMachine::keepLink(const std::string& place, const std::string& target) {
@@ -326,13 +316,22 @@ void RecordingMachine::keepDirectory(const std::string& place) {
   }
 }
 
-void RecordingMachine::publish(int directory, const std::string& name,
+void RecordingMachine::publish(const Descriptor& directory, const std::string& name,
                                const std::string& contents) {
-  const std::string draft = directory_ + kNotes + "/" + kDraft + std::to_string(gettid());
-  const bool isNew = writeFile(draft, contents) &&
-                     linkat(AT_FDCWD, draft.c_str(), directory, name.c_str(), 0) == 0;
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+  const std::string draft = kDraft + std::to_string(gettid());
+  unlinkat(notes_.get(), draft.c_str(), 0);  // that a killed child of the same number left
+  Descriptor file(openat(notes_.get(), draft.c_str(), kFlags, S_IRUSR | S_IWUSR));
+  const bool isNew = file && writeAll(file.get(), contents) && file.close() &&
+                     linkat(notes_.get(), draft.c_str(), directory.get(), name.c_str(), 0) == 0;
   if (!isNew && errno != EEXIST) noteFailure();
-  unlink(draft.c_str());
+  unlinkat(notes_.get(), draft.c_str(), 0);
+}
+
+// A null answer for a note that is not there.
+Json RecordingMachine::readNote(const std::string& name) const {
+  const Descriptor file(openat(notes_.get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  return file ? Json::parse(readFileText(file, kLargestNote).text) : Json(nullptr);
 }
 
 void RecordingMachine::noteFailure() {
@@ -342,10 +341,10 @@ void RecordingMachine::noteFailure() {
 Json RecordingMachine::mergeNotes() const {
   Json merged = {{"capture", 1}, {"absent", Json::array()}};
   std::map<std::pair<std::string, std::string>, std::map<std::size_t, Json>> programs;
-  for (const auto& entry : fs::directory_iterator(directory_ + kNotes)) {
+  for (const std::string& file : namesIn(notes_)) {
     // Of a child that was killed while it was writing.
-    if (entry.path().filename().string().starts_with(kDraft)) continue;
-    const Json note = readNote(entry.path());
+    if (file.starts_with(kDraft)) continue;
+    const Json note = readNote(file);
     const std::string section = note["section"];
     const Json& name = note["name"];
     if (note["answer"].is_null() && section != "locales") continue;
@@ -369,14 +368,14 @@ Json RecordingMachine::mergeNotes() const {
 void RecordingMachine::finish() {
   try {
     if (*failure_ != 0) throw CaptureError(strerrordesc_np(*failure_));
-    const std::string draft = directory_ + "/machine.json.new";
-    if (!writeFile(draft, dump(mergeNotes(), 1) + "\n")) {
-      throw CaptureError("machine.json: " + std::string(strerrordesc_np(errno)));
-    }
-    fs::rename(draft, directory_ + "/machine.json");
-    fs::remove_all(directory_ + kNotes);
-  } catch (const fs::filesystem_error& error) {
-    throw CaptureError(error.code().message());
+    const Place place{directoryIn(directory(), "."), "machine.json"};
+    NewFile facts(place, S_IRUSR | S_IWUSR);
+    facts.write(dump(mergeNotes(), 1) + "\n");
+    facts.putInFreePlace();
+    removeContents(notes_);
+    unlinkat(directory().get(), kNotes, AT_REMOVEDIR);
+  } catch (const WriteError& error) {
+    throw CaptureError("machine.json: " + std::string(error.what()));
   } catch (const Json::exception&) {
     throw CaptureError("machine.json: a note of the recording is damaged");
   }

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <string>
 
+#include "base/WrittenFile.h"
 #include "invscan/machine/Capture.h"
 #include "invscan/machine/Machine.h"
 
@@ -24,7 +25,9 @@ class RecordingMachine : public Machine {
                    Part part = Part::Begins);
   ~RecordingMachine() override;
 
-  const std::string& directory() const { return directory_; }
+  const std::string& name() const { return name_; }
+
+  std::vector<int> descriptorsForQuestions() const override { return {notes_.get()}; }
 
   // Completes the capture. Throws CaptureError when anything could not be written.
   void finish();
@@ -65,11 +68,16 @@ class RecordingMachine : public Machine {
   void keepLink(const std::string& place, const std::string& target);
   void keepDirectory(const std::string& place);
   // Makes a file appear whole in a directory, unless it is there already.
-  void publish(int directory, const std::string& name, const std::string& contents);
+  void publish(const Descriptor& directory, const std::string& name, const std::string& contents);
+  Json readNote(const std::string& name) const;
   void noteFailure();
   Json mergeNotes() const;
 
-  std::string directory_;
+  const Descriptor& directory() const { return made_ ? made_->descriptor() : joined_; }
+
+  std::string name_;
+  std::unique_ptr<NewDirectory> made_;  // else the one that another process made is joined
+  Descriptor joined_, root_, notes_;
   std::unique_ptr<Machine> source_;
   CaptureFiles files_;
   std::mutex turnsMutex_;

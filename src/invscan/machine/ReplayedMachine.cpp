@@ -17,9 +17,9 @@ namespace {
 constexpr std::size_t kFactsLimit = 64 << 20;
 constexpr std::size_t kTimeZoneLimit = 1 << 16;
 
-CaptureFacts loadFacts(const std::string& directory) {
-  const std::string path = directory + "/machine.json";
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+CaptureFacts loadFacts(const Descriptor& capture) {
+  constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+  const Descriptor file(capture ? openat(capture.get(), "machine.json", kFlags) : -1);
   FileText facts = readFileText(file, kFactsLimit);
   if (facts.error != 0) {
     throw CaptureError("machine.json: " + std::string(strerrordesc_np(facts.error)) +
@@ -71,7 +71,11 @@ bool isFileOfThisMachine(std::string_view timeZone) {
 }  // namespace
 
 ReplayedMachine::ReplayedMachine(const std::string& directory)
-    : facts_(loadFacts(directory)), files_(directory) {
+    : ReplayedMachine(Descriptor(open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC))) {
+}
+
+ReplayedMachine::ReplayedMachine(const Descriptor& capture)
+    : facts_(loadFacts(capture)), files_(capture) {
 }
 
 ReplayedMachine::ReplayedMachine(CaptureFacts facts) : facts_(std::move(facts)) {

@@ -26,6 +26,8 @@ class ReplayedMachine : public Machine {
   CommandOutput doRunCommand(const std::string& line, const CommandLimits& limits) override;
 
  private:
+  explicit ReplayedMachine(const Descriptor& capture);
+
   FileText doReadFile(const std::string& path, std::size_t limit) override;
   int doExists(const std::string& path) override;
   FileText doReadLink(const std::string& path) override;

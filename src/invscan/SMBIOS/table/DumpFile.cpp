@@ -7,6 +7,7 @@
 #include <invscan/smbios.h>
 
 #include "base/Hex.h"
+#include "base/WrittenFile.h"
 #include "invscan/SMBIOS/table/TableReader.h"
 
 using namespace invscan;
@@ -43,12 +44,12 @@ int SMBIOSTable::readBytesFromFile(char* path) {
   return 1;
 }
 
-int SMBIOSTable::writeBytesToFile(char* path) const {
-  const FilePtr file(fopen(path, "w"), fclose);
-  if (!file) return 0;
-  const std::string text = textDump(*this);
-  std::fwrite(text.data(), 1, text.size(), file.get());
+int SMBIOSTable::writeBytesToFile(char* path) const try {
+  constexpr mode_t kByUmask = 0666;
+  writeFile(placeOf(path), textDump(*this), kByUmask);
   return 1;
+} catch (const WriteError&) {
+  return 0;
 }
 
 std::string invscan::textDump(const SMBIOSTable& table) {

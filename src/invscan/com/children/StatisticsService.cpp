@@ -5,11 +5,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <vector>
 
 #include "base/ChildStart.h"
 #include "invscan/machine/Machine.h"
@@ -30,16 +30,18 @@ void closeRange(int first, int last) {
 }
 
 // Files and connections that the host closes must be closed. The trace goes on into the host's
-// sink, which may be one of the standard streams. Nothing else is needed: statistics are asked for
-// by path, also of a capture that is replayed (its figures are in memory) or recorded (its notes
-// are files by name), and other questions are not asked here.
+// sink, which may be one of the standard streams, and a recording into its directory. Nothing else
+// is needed: statistics are asked for by path, also of a capture that is replayed, whose figures are
+// in memory.
 void keepOnly(int requests, int answers) {
   const TraceSink sink = traceSink();
   const bool isTraced = sink.level != CcLogWrapper::kOff;
   const int trace = isTraced ? fcntl(sink.descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1) : -1;
   CcLogWrapper::setSink(trace, sink.level);
   emptyStandardStreams(STDERR_FILENO);
-  std::array kept{STDERR_FILENO, requests, answers, std::max(trace, STDERR_FILENO), INT_MAX};
+  std::vector<int> kept = machine().descriptorsForQuestions();
+  kept.insert(kept.end(),
+              {STDERR_FILENO, requests, answers, std::max(trace, STDERR_FILENO), INT_MAX});
   std::sort(kept.begin(), kept.end());
   for (std::size_t i = 1; i < kept.size(); ++i) {
     if (kept[i] > kept[i - 1]) closeRange(kept[i - 1] + 1, kept[i] - 1);
