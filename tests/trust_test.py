@@ -7,6 +7,7 @@ be made.
 
 import os
 import resource
+import shutil
 import stat
 import subprocess
 import sys
@@ -115,6 +116,87 @@ class WrittenFiles(TrustTest):
                                cwd=self.scratch)
             self.assertRegex(file.read_text(), r"^before\n\d+\nbehind\n$", name)
             self.assertEqual(os.listdir(self.scratch), ["redirected"])
+
+
+class Programs(TrustTest):
+    def helper(self, home, body):
+        """A home whose cpuid does that and answers."""
+        (home / "bin").mkdir()
+        self.file(home / "bin/cpuid", f"#!/bin/sh\n{body}\necho 1.0 0 OK\n", 0o755)
+        return {"env": os.environ | {"ORV_HOMEDIR": str(home)}}
+
+    def test_only_homes_that_nobody_else_can_change_are_believed(self):
+        mark = self.scratch / "mark"
+        inner = self.directory("theirs", 0o755, OTHER) / "inner"
+        inner.mkdir()
+        os.chdir(self.scratch)
+        self.addCleanup(os.chdir, "/")
+        for home, believed in ((self.directory("own", 0o755), True), (inner, False),
+                               (self.directory("open", 0o777), False),
+                               (self.directory("relative", 0o755), False)):
+            options = self.helper(home, f"touch {mark}")
+            if home.name == "relative":
+                options["env"]["ORV_HOMEDIR"] = "relative"
+            run = self.run_agent("helper", "cpuid", **options)
+            self.assertEqual((run.returncode, mark.exists()), (0, believed), (home, run))
+            self.assertEqual("ORV_HOMEDIR" in run.stderr, not believed)
+            mark.unlink(missing_ok=True)
+
+    def test_nothing_runs_of_the_current_directory(self):
+        mark = self.scratch / "mark"
+        self.file(self.scratch / "cpuid", f"#!/bin/sh\ntouch {mark}\necho 1.0 0 OK\n", 0o755)
+        hidden = 'mount -t tmpfs none /proc || exit 77; "$0" helper cpuid; exit 0'
+        run = subprocess.run(["unshare", "-m", "sh", "-c", hidden, PROGRAM], cwd=self.scratch,
+                             capture_output=True, timeout=PATIENCE)
+        if run.returncode != 0:
+            self.skipTest("no namespace for mounts can be made")
+        self.assertFalse(mark.exists(), run)
+
+    def test_little_of_the_environment_is_passed_on(self):
+        own, told = self.directory("own", 0o755), self.scratch / "told"
+        options = self.helper(own, f"/usr/bin/env > {told}")
+        for name in ("BASH_FUNC_ls%%", "BASH_ENV", "ENV", "LOCPATH", "GCONV_PATH", "LD_LIBRARY_PATH", "HOME"):
+            options["env"][name] = "."
+        self.assertEqual(self.run_agent("helper", "cpuid", **options).returncode, 0)
+        names = {line.split("=")[0] for line in told.read_text().splitlines()}
+        self.assertIn("PATH", names)
+        known = self.run_agent("--help").stdout.split("get of the environment: ")[1].split(".\n")[0].split(", ")
+        self.assertEqual({name for name in names - {"PWD", "SHLVL", "OLDPWD", "_"}
+                          if name not in known and not name.startswith("LC_")}, set())
+
+    def test_no_wait_is_without_an_end(self):
+        zone = os.environ | {"TZ": f":{self.fifo(self.scratch / 'zone', 0)}"}
+        self.assertEqual(self.run_agent("Memory", "--format", "json", env=zone).returncode, 0)
+        pid = self.scratch / "pid"
+        options = self.helper(self.directory("own", 0o755),
+                              f"setsid sh -c 'echo $$ > {pid}; sleep 1000' & sleep 1000")
+        self.assertIn("no answer within", self.refused("helper", "cpuid", "--timeout", "1", **options))
+        self.assertFalse(Path("/proc", pid.read_text().strip()).exists())
+
+
+class Shortage(TrustTest):
+    def limited(self, limit, value, *arguments, **options):
+        return self.run_agent(*arguments, preexec_fn=lambda: resource.setrlimit(limit, (value, value)),
+                              **options)
+
+    def test_groups_wait_for_processes(self):
+        for built in ("bin/invscan", "lib/invscan/bin/diskscan", "lib/invscan/bin/cpuid"):
+            copy = self.scratch / built
+            copy.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(Path(PROGRAM).parent.parent / built, copy)
+        run = self.limited(resource.RLIMIT_NPROC, 3, "--jobs", "16", user=61234,
+                           program=self.scratch / "bin/invscan")
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+
+    def test_little_stack_and_small_files_end_nothing(self):
+        run = self.limited(resource.RLIMIT_STACK, 64 << 10, "--format", "json")
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+        trace = self.scratch / "trace"
+        run = self.limited(resource.RLIMIT_FSIZE, 100, "Regional", "--trace", "max", "--trace-file", trace)
+        self.assertEqual((run.returncode, trace.stat().st_size), (0, 100), run)
+        run = self.limited(resource.RLIMIT_FSIZE, 1000, "capture", self.scratch / "capture", "Memory")
+        self.assertIn("too large", run.stderr)
+        self.assertEqual((run.returncode, os.listdir(self.scratch)), (2, ["trace"]))
 
 
 if __name__ == "__main__":

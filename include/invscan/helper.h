@@ -104,9 +104,12 @@ INVSCAN_EXPORT VtExecInfo* vtParseProgramOutput(VtIStream* in);
 INVSCAN_EXPORT VtExecInfo* vtExecProgram(const char* path, const char* arguments,
                                          const char* tracePath);
 
-// The same for a helper of the machine under scan, by its name: a live machine's is
-// $ORV_HOMEDIR/bin/NAME, or NAME in the current directory when that variable is unset or empty; of
-// a replayed one it is what was recorded, and no response when nothing was.
+// The same for a helper of the machine under scan, by its name: a live machine's is in the home
+// that setHelperHome() named; else it is $ORV_HOMEDIR/bin/NAME, or NAME in the current directory
+// when that variable is unset or empty. Such a variable has to be absolute, and root runs only what
+// belongs to root in directories that do, up to /, and where nobody else may replace it; a process
+// that has more rights than its caller (AT_SECURE) takes neither. Of a replayed machine it is what
+// was recorded. There is no response when no helper can be had.
 INVSCAN_EXPORT VtExecInfo* vtExecCommand(const char* command, const char* arguments,
                                          const char* tracePath);
 
@@ -118,6 +121,10 @@ INVSCAN_EXPORT VtExecInfo* getCpuidVT();
 INVSCAN_EXPORT VtExecInfo* getDiskScanVT();
 
 namespace invscan {
+
+// Names the install directory whose bin holds the helpers, for hosts that know theirs: it is
+// believed as it is. Empty: none. Not while another thread asks a helper.
+INVSCAN_EXPORT void setHelperHome(const std::string& directory);
 
 // The two halves of getCpuidVT() and getDiskScanVT(), for hosts that collect in several processes:
 // one process has a helper run, and each that collects is given what that printed, so that no

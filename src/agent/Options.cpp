@@ -11,6 +11,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "agent/Environment.h"
 #include "agent/Failure.h"
 #include "agent/Names.h"
 #include "agent/Text.h"
@@ -136,6 +137,9 @@ std::string help() {
   }
   return "Usage: invscan [COMMAND] [ARGUMENT...] [OPTION...]\n\nCommands:\n" + all.text("  ") +
          "\nOptions:\n" + options.text("  ") +
+         "\nWorkers, and the programs that they start, get of the environment: " +
+         knownVariables() +
+         ".\nORV_HOMEDIR may name another directory whose bin holds the helper programs.\n"
          "\nExit status: 0 every group answered, 1 a group timed out or crashed, 2 wrong usage, "
          "unreadable input, or a helper that gives no valid answer.\n";
 }

@@ -15,14 +15,17 @@
 
 #include <invscan/base/CcLogWrapper.h>
 #include <invscan/base/OrvCfg.h>
+#include <invscan/helper.h>
 #include <invscan/machine.h>
 
 #include "agent/Failure.h"
 #include "agent/Names.h"
 #include "agent/Output.h"
 #include "agent/Text.h"
+#include "agent/scan/SignalWatch.h"
 #include "base/ConfigurationFile.h"
 #include "base/Descriptor.h"
+#include "base/TrustedPath.h"
 #include "base/WrittenFile.h"
 
 namespace invscan::agent {
@@ -30,11 +33,12 @@ namespace {
 
 constexpr char kSystemPath[] = "/usr/sbin:/usr/bin:/sbin:/bin";
 
-// <prefix>/lib/invscan of the <prefix>/bin/invscan that runs; empty when the kernel does not tell.
-std::string homeDirectory() {
+// <prefix>/lib/invscan of the <prefix>/bin/invscan that runs; when the kernel does not tell, of the
+// prefix that it was built for.
+std::string ownHome() {
   char path[PATH_MAX];
   const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
-  if (length <= 0 || length == sizeof path) return "";
+  if (length <= 0 || length == sizeof path) return INVSCAN_HOME;
   std::string prefix(path, static_cast<std::size_t>(length));
   for (int i = 0; i < 2; ++i) prefix.resize(std::min(prefix.rfind('/'), prefix.size()));
   return prefix + "/lib/invscan";
@@ -60,12 +64,29 @@ bool isStartedByTheKernel() {
   return getauxval(AT_BASE) != 0;
 }
 
+// The directory that the caller's environment names; empty when it is not to be trusted.
+std::string homeSetByCaller() {
+  const char* const set = secure_getenv("ORV_HOMEDIR");
+  return set && *set == '/' ? trustedPath(set) : "";
+}
+
+std::string helperHome() {
+  const std::string set = homeSetByCaller();
+  return set.empty() ? ownHome() : set;
+}
+
 // Neither the caller's PATH nor a dead name server matters to a scan of this machine.
 void setEnvironment() {
   setenv("PATH", kSystemPath, 1);
   setenv("RES_OPTIONS", "timeout:1 attempts:1", 0);
-  const char* home = getenv("ORV_HOMEDIR");
-  if (!home || !*home) setenv("ORV_HOMEDIR", homeDirectory().c_str(), 1);
+  const char* const set = getenv("ORV_HOMEDIR");
+  if (set && *set && homeSetByCaller().empty()) {
+    reportLine(
+        "ORV_HOMEDIR is left aside: it has to be absolute, and for root a directory that nobody "
+        "else "
+        "could change, nor any above it");
+  }
+  setHelperHome(helperHome());
 }
 
 int openTraceFile(const std::string& path) try {
@@ -144,9 +165,7 @@ void openStandardStreams() {
 }
 
 std::string helperPath(const std::string& name) {
-  const char* const set = getenv("ORV_HOMEDIR");
-  const std::string home = set && *set ? set : homeDirectory();
-  return home.empty() ? "" : home + "/bin/" + name;
+  return helperHome() + "/bin/" + name;
 }
 
 void dropRelativeLibraryPaths(char** arguments) {
@@ -168,6 +187,7 @@ void dropRelativeLibraryPaths(char** arguments) {
 
 void setUp(const Options& options) {
   keepFilesPrivate();
+  surviveFailedWrites();
   if (options.machine.empty()) setEnvironment();  // a replay starts our own helpers only, by path
   setTrace(options);
   setStore(options);

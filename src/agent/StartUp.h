@@ -11,7 +11,7 @@ namespace invscan::agent {
 // file that is opened later becomes one of them.
 void openStandardStreams();
 
-// Where our own helper program of that name is; empty when that cannot be told.
+// Where our own helper program of that name is.
 std::string helperPath(const std::string& name);
 
 // Starts the program again when the loader was told to look for libraries in relative places: the

@@ -53,7 +53,7 @@ constexpr Command kCommands[] = {
      1,
      1,
      {},
-     false,
+     true,
      false,
      runHelper},
 };

@@ -1,3 +1,6 @@
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -8,13 +11,45 @@
 #include <invscan/helper.h>
 
 #include "agent/Failure.h"
+#include "agent/Output.h"
+#include "agent/StartUp.h"
 #include "agent/Text.h"
 #include "agent/commands/Commands.h"
+#include "agent/scan/Wire.h"
+#include "agent/scan/WorkerPool.h"
+#include "base/Descriptor.h"
 
 namespace invscan::agent {
 namespace {
 
 constexpr std::array kHelpers = {"cpuid", "diskscan"};
+
+// In a worker, whose standard output is a file then: what it has printed counts when it answers.
+void printAnswer(const std::string& name, const Descriptor& file, int answer) {
+  dup2(file.get(), STDOUT_FILENO);
+  const bool hasAnswered = vtExecTest(name.c_str()) == 0 && std::fflush(stdout) == 0;
+  if (!hasAnswered) _exit(1);
+  sendAnswer(answer, encodePayload(nullptr, 0, {}));
+}
+
+std::string readFromStart(const Descriptor& file) {
+  constexpr std::size_t kLimit = 1 << 30;
+  std::string text;
+  if (lseek(file.get(), 0, SEEK_SET) != 0 || !readAll(file.get(), text, kLimit)) {
+    throw Failure("helper: " + errorText(errno));
+  }
+  return text;
+}
+
+[[noreturn]] void failAnswer(const Options& options, const std::string& name,
+                             const GroupResult& result) {
+  if (result.status == Status::Timeout) {
+    throw Failure("helper " + name + ": " + result.trouble + "; --timeout gives it longer");
+  }
+  throw Failure(options.machine.empty()
+                    ? helperPath(name) + ": no valid answer; is it there?"
+                    : options.machine + ": holds no valid answer of \"" + name + "\"");
+}
 
 }  // namespace
 
@@ -23,18 +58,15 @@ int runHelper(const Options& options) {
   if (std::find(kHelpers.begin(), kHelpers.end(), name) == kHelpers.end()) {
     throw Failure("no helper \"" + name + "\"; there are cpuid and diskscan");
   }
-  if (!options.output.empty()) {
-    throw Failure("--output has no meaning for \"helper\", which prints; redirect it");
-  }
-  const bool hasAnswered = vtExecTest(name.c_str()) == 0;
-  if (std::fflush(stdout) != 0 || std::ferror(stdout))
-    throw Failure("standard output: " + errorText(errno));
-  if (!hasAnswered) {
-    const char* home = std::getenv("ORV_HOMEDIR");
-    throw Failure(options.machine.empty()
-                      ? std::string(home) + "/bin/" + name + ": no valid answer; is it there?"
-                      : options.machine + ": holds no valid answer of \"" + name + "\"");
-  }
+  const Descriptor file(memfd_create("answer", MFD_CLOEXEC));
+  Job job{nullptr, [&](int answer) { printAnswer(name, file, answer); }};
+  job.startsPrograms = true;
+  ScannerOptions limits;
+  limits.timeoutSeconds = options.timeoutSeconds;
+  limits.jobs = 1;
+  const GroupResult result = std::move(runJobs({job}, limits).front());
+  if (result.status != Status::Absent) failAnswer(options, name, result);
+  writeOutput(options.output, readFromStart(file));
   return kAnswered;
 }
 

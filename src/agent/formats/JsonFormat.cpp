@@ -1,6 +1,7 @@
+#include <chrono>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 
 #include "agent/Text.h"
 #include "agent/Version.h"
@@ -26,19 +27,27 @@ const char* statusName(Status status) {
   return "";
 }
 
-// Null for a time that the calendar does not reach.
+// By arithmetic alone: the C library would read the time zone first, whatever that is. Null for a
+// time that the calendar does not reach.
 void appendUtcTime(std::string& json, long time) {
-  struct tm fields {};
-  if (!gmtime_r(&time, &fields)) {
+  namespace chrono = std::chrono;
+  constexpr long kDay = 24 * 60 * 60, kDaysInFourCenturies = 146'097, kFourCenturies = 400;
+  const auto floor = [](long value, long unit) { return value / unit - (value % unit < 0); };
+  // The calendar repeats itself every four centuries.
+  const long days = floor(time, kDay);
+  const long turns = floor(days, kDaysInFourCenturies);
+  const chrono::sys_days day(chrono::days(days - turns * kDaysInFourCenturies));
+  const chrono::year_month_day date(day);
+  const long year = int{date.year()} + turns * kFourCenturies;
+  const long second = (time % kDay + kDay) % kDay;
+  if (std::labs(year) > INT_MAX) {
     json += "null";
     return;
   }
-  constexpr long kFirstYear = 1900;
-  const long year = kFirstYear + fields.tm_year;
   char text[64];
-  std::snprintf(text, sizeof text, "\"%s%04ld-%02d-%02dT%02d:%02d:%02dZ\"", year < 0 ? "-" : "",
-                std::labs(year), fields.tm_mon + 1, fields.tm_mday, fields.tm_hour, fields.tm_min,
-                fields.tm_sec);
+  std::snprintf(text, sizeof text, "\"%s%04ld-%02u-%02uT%02ld:%02ld:%02ldZ\"", year < 0 ? "-" : "",
+                std::labs(year), unsigned{date.month()}, unsigned{date.day()}, second / 3600,
+                second / 60 % 60, second % 60);
   json += text;
 }
 

@@ -2,10 +2,11 @@
 
 #include <signal.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <set>
+
+#include "base/ChildPipe.h"
 
 namespace invscan::agent {
 namespace {
@@ -54,8 +55,11 @@ int Guard::start() {
 
 Guard::~Guard() {
   if (process_ <= 0) return;
+  // It ends by itself, too, where no signal is allowed to reach it.
   kill(process_, SIGKILL);
-  waitpid(process_, nullptr, 0);
+  line_.close();
+  int status = 0;
+  awaitEnd(process_, status, kBurialPatience);
 }
 
 void Guard::workerBegan() {

@@ -30,16 +30,15 @@ struct Head {
 };
 
 // What our own helper prints with an option and a directory; empty when it cannot.
-std::string runOwn(const std::string& name, const char* option, const std::string& directory) {
-  const std::string program = helperPath(name);
+std::string runOwn(const std::string& program, const char* option, const std::string& directory) {
   Pipe pipe = makePipe();
-  const pid_t child = pipe && !program.empty() ? fork() : -1;
+  const pid_t child = pipe ? fork() : -1;
   if (child == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     // The other streams are empty ones already, but what it complains about would be ours.
     dup2(pipe.writeEnd.get(), STDOUT_FILENO);
     dup2(STDIN_FILENO, STDERR_FILENO);
-    execl(program.c_str(), name.c_str(), option, directory.c_str(), nullptr);
+    execl(program.c_str(), program.c_str(), option, directory.c_str(), nullptr);
     _exit(127);
   }
   pipe.writeEnd.close();
@@ -73,6 +72,7 @@ std::string readFrom(int file, off_t offset) {
 HelperErrand::HelperErrand(std::string name, unsigned need, std::string capture,
                            std::string recording)
     : name_(std::move(name)),
+      program_(helperPath(name_)),
       need_(need),
       capture_(std::move(capture)),
       recording_(std::move(recording)),
@@ -82,9 +82,9 @@ HelperErrand::HelperErrand(std::string name, unsigned need, std::string capture,
 void HelperErrand::run() const {
   const auto start = std::chrono::steady_clock::now();
   std::string output = askHelper(name_);
-  if (output.empty() && !capture_.empty()) output = runOwn(name_, "--machine", capture_);
+  if (output.empty() && !capture_.empty()) output = runOwn(program_, "--machine", capture_);
   // The answer is recorded as it is; what our helper asks besides serves later ones.
-  if (!recording_.empty()) runOwn(name_, "--record", recording_);
+  if (!recording_.empty()) runOwn(program_, "--record", recording_);
   const std::chrono::duration<double, std::milli> spent = std::chrono::steady_clock::now() - start;
   const Head head{true, spent.count()};
   const Head none;

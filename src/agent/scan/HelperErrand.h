@@ -28,6 +28,7 @@ class HelperErrand {
 
  private:
   const std::string name_;
+  const std::string program_;  // by what the environment said before a worker forgot it
   const unsigned need_;
   const std::string capture_, recording_;
   const Descriptor file_;

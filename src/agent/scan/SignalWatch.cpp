@@ -50,12 +50,14 @@ int SignalWatch::takeInterruption() const {
 
 void resetSignals() {
   for (int signal = 1; signal < NSIG; ++signal) std::signal(signal, SIG_DFL);
-  // A command that does not read its input must not end the worker. A handler, unlike ignoring, is
-  // not inherited by the command.
-  std::signal(SIGPIPE, [](int) {});
+  surviveFailedWrites();
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+void surviveFailedWrites() {
+  for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, [](int) {});
 }
 
 void dieBy(int signal) {

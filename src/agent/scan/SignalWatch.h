@@ -39,6 +39,10 @@ class SignalWatch {
 // For a forked worker: the dispositions that its commands expect, and nothing blocked.
 void resetSignals();
 
+// A write to a pipe that nobody reads, or beyond the limit of a file, fails and does not end the
+// process. A handler, unlike ignoring, is not inherited by commands.
+void surviveFailedWrites();
+
 // Ends this process by the signal, so that whoever started it sees why it ended.
 [[noreturn]] void dieBy(int signal);
 

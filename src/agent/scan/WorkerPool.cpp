@@ -21,8 +21,10 @@
 #include <system_error>
 #include <utility>
 
+#include "agent/Environment.h"
 #include "agent/scan/Guard.h"
 #include "agent/scan/SignalWatch.h"
+#include "agent/scan/Strays.h"
 #include "agent/scan/Wire.h"
 #include "base/ChildPipe.h"
 #include "base/Descriptor.h"
@@ -152,10 +154,12 @@ class Pool {
   int groups_ = 0, groupsDone_ = 0;
   SignalWatch signals_;
   int interruption_ = 0;
+  std::optional<Strays> strays_;
   std::optional<Guard> guard_;
   std::list<Room> rooms_;
   std::list<Worker> workers_;
-  Clock::time_point lastStart_;
+  Clock::time_point lastStart_, lastEnd_;
+  bool isShort_ = false;       // of processes or descriptors: the last start failed
   std::vector<pid_t> killed_;  // and not yet reaped
 };
 
@@ -186,7 +190,7 @@ Pool::Pool(const std::vector<Job>& jobs, const ScannerOptions& options)
 std::vector<GroupResult> Pool::run() {
   while (!interruption_) {
     while (Room* const room = nextRoom()) startWorker(*room);
-    if (workers_.empty()) break;
+    if (workers_.empty() && (!isShort_ || rooms_.empty())) break;
     await(nextMoment());
     for (Worker& worker : workers_) attend(worker);
     for (Worker& worker : workers_) {
@@ -204,6 +208,7 @@ std::vector<GroupResult> Pool::run() {
 
 // Where the next worker is to start; null when none is to.
 Room* Pool::nextRoom() {
+  if (isShort_ && Clock::now() < lastStart_ + kPatience) return nullptr;
   if (workers_.size() >= static_cast<std::size_t>(std::max(1, options_.jobs))) return nullptr;
   for (Room& room : rooms_) {
     if (room.workers == 0 && isReady(room, true)) return &room;
@@ -243,7 +248,10 @@ void Pool::startWorker(Room& room) {
   lastStart_ = Clock::now();
   const bool isFirst = room.workers == 0;
   if (isFirst) room.queue.emplace(room.jobs);
-  if (room.startsPrograms && !guard_) guard_.emplace();
+  if (room.startsPrograms && !guard_) {
+    strays_.emplace();
+    guard_.emplace();
+  }
   Pipe pipe = *room.queue ? makePipe() : Pipe();
   const bool isPrepared = pipe && setNonBlocking(pipe.readEnd);
   const pid_t agent = getpid();
@@ -251,10 +259,15 @@ void Pool::startWorker(Room& room) {
   if (process == 0) work(room, pipe.writeEnd.get(), agent);
   if (process < 0) {
     const std::string reason = std::system_category().message(errno);
-    room.takesMore = false;
-    if (isFirst) settle(room, room.jobs.front(), Status::Crash, "cannot start a worker: " + reason);
+    // What others have is free again soon.
+    const bool isFreedSoon = !killed_.empty() && lastStart_ < lastEnd_ + kBurialPatience;
+    isShort_ = !workers_.empty() || isFreedSoon;
+    if (isFirst && !isShort_) {
+      settle(room, room.jobs.front(), Status::Crash, "cannot start a worker: " + reason);
+    }
     return;
   }
+  isShort_ = false;
   setpgid(process, process);  // here too: it may have to be killed before it ran at all
   ++room.workers;
   workers_.push_back({&room, process, lastStart_, std::move(pipe.readEnd)});
@@ -269,6 +282,7 @@ void Pool::work(const Room& room, int answer, pid_t agent) noexcept {
   if (getppid() != agent) _exit(1);
   resetSignals();
   emptyStandardStreams();
+  keepKnownVariables();
   while (const auto job = room.queue->take()) {
     if (*job >= jobs_.size() || !sendBegin(answer, *job)) break;
     jobs_[*job].work(answer);
@@ -280,7 +294,7 @@ void Pool::work(const Room& room, int answer, pid_t agent) noexcept {
 Clock::time_point Pool::nextMoment() const {
   auto moment = Clock::time_point::max();
   for (const Worker& worker : workers_) moment = std::min(moment, worker.start + timeout_);
-  return hasRoomForMore() ? std::min(moment, lastStart_ + kPatience) : moment;
+  return isShort_ || hasRoomForMore() ? std::min(moment, lastStart_ + kPatience) : moment;
 }
 
 // Returns when there may be something to do, at the latest then.
@@ -313,7 +327,7 @@ void Pool::attend(Worker& worker) {
 
 // Takes what has come; what is wrong with it, if anything.
 std::string Pool::receive(Worker& worker) {
-  char buffer[1 << 16];
+  static char buffer[1 << 16];  // which a small stack would not hold
   while (worker.answer) {
     const ssize_t got = read(worker.answer.get(), buffer, sizeof buffer);
     if (got < 0) break;
@@ -400,6 +414,7 @@ void Pool::dismiss(Worker& worker) {
   kill(-worker.process, SIGKILL);
   if (guard_ && worker.room->startsPrograms) guard_->workerEnded(worker.process);
   killed_.push_back(worker.process);
+  lastEnd_ = Clock::now();
   --worker.room->workers;
   worker.isDone = true;
 }
@@ -429,6 +444,8 @@ void Pool::end() {
   workers_.clear();
   const auto patience = Clock::now() + kBurialPatience;
   for (bury(); !killed_.empty() && Clock::now() < patience; bury()) await(patience);
+  guard_.reset();
+  strays_.reset();
 }
 
 }  // namespace

@@ -18,6 +18,7 @@
 #include <thread>
 
 #include "base/ChildPipe.h"
+#include "common/vartree/HelperPlace.h"
 #include "common/vartree/ProgramOutput.h"
 #include "invscan/machine/FileMapping.h"
 
@@ -185,8 +186,8 @@ CommandOutput LiveMachine::doRunCommand(const std::string& line, const CommandLi
 
 HelperOutput LiveMachine::doRunHelper(const std::string& command, const char* arguments,
                                       const char* tracePath) {
-  const char* home = getenv("ORV_HOMEDIR");
-  const std::string path = home && *home ? std::string(home) + "/bin/" + command : command;
+  const std::string path = helperProgram(command);
+  if (path.empty()) return {true, {}};
   auto text = readProgramOutput(path.c_str(), arguments, tracePath, kHelperOutputLimit);
   if (!text) return {};
   return {true, std::move(*text)};
