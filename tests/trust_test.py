@@ -118,6 +118,33 @@ class WrittenFiles(TrustTest):
             self.assertEqual(os.listdir(self.scratch), ["redirected"])
 
 
+class ReadFiles(TrustTest):
+    def test_replays_open_regular_files_only(self):
+        capture = self.directory("capture", 0o755)
+        self.file(capture / "machine.json", '{"capture": 1}', 0o644)
+        (capture / "root/proc").mkdir(parents=True)
+        try:
+            os.mknod(capture / "root/proc/meminfo", stat.S_IFCHR | 0o666, os.makedev(1, 5))
+        except PermissionError:
+            self.fifo(capture / "root/proc/meminfo", 0)
+        outside = self.directory("outside", 0o755)
+        self.file(outside / "machine.json", '{"capture": 1}', 0o644)
+        self.link(outside / "root", "/", 0)
+        run = self.run_agent("--machine", outside, "get", "Memory", "Total Physical")
+        self.assertEqual(run.stdout, "0\n", "this machine's own files")
+        for broken in (False, True):
+            if broken:
+                (capture / "machine.json").unlink()
+                self.fifo(capture / "machine.json", 0)
+            run = self.run_agent("-f", "-e", "trace=open,openat,openat2", PROGRAM, "--machine", capture,
+                                 "Memory", program="strace", env={"ASAN_OPTIONS": "detect_leaks=0"})
+            self.assertEqual(run.returncode, 2 if broken else 0, run)
+            name = "machine.json" if broken else "meminfo"
+            opened = [line for line in run.stderr.splitlines() if f'{name}"' in line]
+            self.assertGreater(len(opened), 0)
+            self.assertEqual([line for line in opened if "O_PATH" not in line], [])
+
+
 class Programs(TrustTest):
     def helper(self, home, body):
         """A home whose cpuid does that and answers."""

@@ -9,21 +9,30 @@
 namespace invscan {
 namespace {
 
-int whyNotRegular(int descriptor) {
-  struct stat status {};
-  if (fstat(descriptor, &status) != 0) return errno;
+int whyNotRegular(const Descriptor& file, struct stat& status) {
+  if (!file || fstat(file.get(), &status) != 0) return errno;
   if (S_ISDIR(status.st_mode)) return EISDIR;
   return S_ISREG(status.st_mode) ? 0 : EINVAL;
 }
 
 }  // namespace
 
-Descriptor openRegularFile(const std::string& path, int& error) {
-  // Non-blocking, so that a pipe without a writer is refused rather than waited for.
-  Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  error = file ? whyNotRegular(file.get()) : errno;
+Descriptor openIfRegular(const std::function<int(int flags)>& open, int& error) {
+  struct stat seen {
+  }, opened{};
+  const Descriptor place(open(O_PATH | O_CLOEXEC));
+  error = whyNotRegular(place, seen);
+  if (error) return Descriptor();
+  // Non-blocking, as something else may have come into its place.
+  Descriptor file(open(O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  error = whyNotRegular(file, opened);
+  if (!error && (opened.st_dev != seen.st_dev || opened.st_ino != seen.st_ino)) error = EINVAL;
   if (error) file.close();
   return file;
+}
+
+Descriptor openRegularFile(const std::string& path, int& error) {
+  return openIfRegular([&path](int flags) { return open(path.c_str(), flags); }, error);
 }
 
 int readRegularFile(const std::string& path, std::size_t limit, std::string& text) {

@@ -2,11 +2,18 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 
 #include "base/Descriptor.h"
 
 namespace invscan {
+
+// Opens a regular file for reading by a function that opens it with the flags that it is given, and
+// returns its descriptor: at first to look only, as opening a device may set that going. Without
+// one the error is set: EISDIR, EINVAL for what else is no regular file, or why the system does not
+// open it.
+Descriptor openIfRegular(const std::function<int(int flags)>& open, int& error);
 
 // Opens a regular file for reading. Without one the error is set: EISDIR, EINVAL for what else is
 // no regular file, or why the system does not open it.

@@ -1,6 +1,5 @@
 #include "agent/smbios/SmbiosDump.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -12,7 +11,7 @@
 #include "agent/Failure.h"
 #include "agent/Output.h"
 #include "agent/Text.h"
-#include "base/Descriptor.h"
+#include "base/RegularFile.h"
 #include "base/Trim.h"
 
 namespace invscan::agent {
@@ -23,15 +22,13 @@ constexpr std::size_t kLargestFile = 6 * kLargestTable;  // a byte is five chara
 constexpr mode_t kOwnerOnly = 0600;
 
 std::string readWhole(const std::string& file) {
-  const Descriptor descriptor(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  struct stat status {};
-  if (!descriptor || fstat(descriptor.get(), &status) != 0) {
-    throw Failure(file + ": " + errorText(errno));
-  }
-  if (!S_ISREG(status.st_mode)) throw Failure(file + ": not a regular file; --read needs a dump");
   std::string text;
-  if (!readAll(descriptor.get(), text, kLargestFile)) throw Failure(file + ": " + errorText(errno));
-  if (text.size() == kLargestFile) throw Failure(file + ": too large for a dump");
+  const int error = readRegularFile(file, kLargestFile, text);
+  if (error == EFBIG) throw Failure(file + ": too large for a dump");
+  if (error == EINVAL || error == EISDIR) {
+    throw Failure(file + ": not a regular file; --read needs a dump");
+  }
+  if (error) throw Failure(file + ": " + errorText(error));
   return text;
 }
 

@@ -1,7 +1,6 @@
 // What a capture holds below its root.
 #include <fcntl.h>
 #include <linux/openat2.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 #include <deque>
 #include <filesystem>
 
+#include "base/RegularFile.h"
 #include "invscan/machine/Capture.h"
 
 namespace invscan {
@@ -25,7 +25,7 @@ bool hasOpenat2(const Descriptor& directory) {
 }  // namespace
 
 CaptureFiles::CaptureFiles(const Descriptor& capture)
-    : root_(openat(capture.get(), "root", O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+    : root_(openat(capture.get(), "root", O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)) {
   if (root_ && !hasOpenat2(root_)) {
     throw CaptureError(
         "cannot be kept apart from this machine's files: openat2 is refused here; "
@@ -46,13 +46,11 @@ Descriptor CaptureFiles::open(const std::string& path, unsigned long flags) cons
 }
 
 Descriptor CaptureFiles::openFile(const std::string& path) const {
-  Descriptor file = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-  struct stat status;
-  if (!file || fstat(file.get(), &status) != 0) return Descriptor();
-  if (S_ISREG(status.st_mode)) return file;
-  file.close();
-  errno = S_ISDIR(status.st_mode) ? EISDIR : ENOENT;
-  return Descriptor();
+  int error = 0;
+  Descriptor file = openIfRegular(
+      [&](int flags) { return open(path, static_cast<unsigned long>(flags)).release(); }, error);
+  if (error) errno = error == EINVAL ? ENOENT : error;
+  return file;
 }
 
 FileText CaptureFiles::read(const std::string& path, std::size_t limit) const {

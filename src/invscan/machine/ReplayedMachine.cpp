@@ -11,6 +11,8 @@
 #include <cstring>
 #include <thread>
 
+#include "base/RegularFile.h"
+
 namespace invscan {
 namespace {
 
@@ -18,11 +20,14 @@ constexpr std::size_t kFactsLimit = 64 << 20;
 constexpr std::size_t kTimeZoneLimit = 1 << 16;
 
 CaptureFacts loadFacts(const Descriptor& capture) {
-  constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
-  const Descriptor file(capture ? openat(capture.get(), "machine.json", kFlags) : -1);
-  FileText facts = readFileText(file, kFactsLimit);
+  int error = capture ? 0 : errno;
+  const Descriptor file =
+      error ? Descriptor()
+            : openIfRegular([&](int flags) { return openat(capture.get(), "machine.json", flags); },
+                            error);
+  FileText facts = error ? FileText{error, {}} : readFileText(file, kFactsLimit);
   if (facts.error != 0) {
-    throw CaptureError("machine.json: " + std::string(strerrordesc_np(facts.error)) +
+    throw CaptureError("machine.json: " + regularFileError(facts.error) +
                        " (is this a finished capture?)");
   }
   if (facts.text.size() == kFactsLimit) throw CaptureError("machine.json: longer than 64 MiB");
