@@ -81,6 +81,9 @@ TEST_F(Helpers, DoNotOutliveTheirAnswer) {
   EXPECT_EQ(run("exec yes"), "killed");
   EXPECT_EQ(run("head -c 1001 /dev/zero").find('\0'), std::string::npos);
   EXPECT_EQ(run("printf '%01000d' 0; sleep 0.2; :"), std::string(1000, '0') + "ended by itself");
+  OrvCfg::setKey("hwscanner.helper_timeout", "300");
+  EXPECT_EQ(run("echo text; exec sleep 1000"), "killed");
+  OrvCfg::setKey("hwscanner.helper_timeout", "");
 }
 
 // The standard descriptors, the script, and the directory in which the shell looks them up.

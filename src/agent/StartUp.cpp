@@ -114,8 +114,9 @@ bool isWorthALine(std::string_view key, const std::string& suggested) {
 // An unknown key stops nothing: another version may know it.
 void warnOfUnknownKeys() {
   const std::vector<const char*> known = {
-      "agent.redact_key",       "common_trace_path",  "config_dir",        "hwscanner.config_file",
-      "hwscanner.cputhreshold", "hwscanner.deadline", "hwscanner.sources", "hwscanner.timeout"};
+      "agent.redact_key",         "common_trace_path",      "config_dir",
+      "hwscanner.config_file",    "hwscanner.cputhreshold", "hwscanner.deadline",
+      "hwscanner.helper_timeout", "hwscanner.sources",      "hwscanner.timeout"};
   const ConfigurationFile& file = configurationFile();
   std::map<int, std::string> complaints;  // by line
   for (const auto& [key, entry] : file.entries) {

@@ -18,8 +18,9 @@
 //
 // Known keys: config_dir, common_trace_path, hwscanner.config_file, hwscanner.cputhreshold,
 // hwscanner.deadline (milliseconds that the collection of a group may take, so that questions which
-// wait share them; empty: each waits for its own time-out), hwscanner.sources ("classic" or
-// "native"), hwscanner.timeout.
+// wait share them; empty: each waits for its own time-out), hwscanner.helper_timeout (milliseconds
+// that a helper may take; empty: as many as it likes), hwscanner.sources ("classic" or "native"),
+// hwscanner.timeout.
 class INVSCAN_EXPORT OrvCfg {
  public:
   // Replaces the store with the contents of a file. Returns getError().

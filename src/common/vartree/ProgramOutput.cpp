@@ -6,11 +6,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <cwchar>
 #include <memory>
 #include <new>
 #include <vector>
 
+#include <invscan/base/OrvCfg.h>
 #include <invscan/helper.h>
 
 #include "base/Descriptor.h"
@@ -19,8 +23,10 @@ namespace invscan {
 namespace {
 
 constexpr std::size_t kBlock = 1 << 16;
-constexpr int kForever = -1;
-constexpr int kAskAgain = 50;  // milliseconds, where the kernel does not announce a child's end
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+constexpr milliseconds kAskAgain{50};  // where the kernel does not announce a child's end
+constexpr milliseconds kLong{60'000};
 
 // A child that nobody has waited for.
 class Child {
@@ -59,6 +65,14 @@ bool readBlock(VtIStream& stream, std::vector<char>& block, std::string* text) {
   return count > 0 || (count < 0 && errno == EINTR);
 }
 
+// When the host has no more use for an answer; by default it waits for as long as it takes.
+Clock::time_point endOfPatience() {
+  constexpr long kYear = 365L * 24 * 60 * 60 * 1000;
+  const long limit = std::wcstol(OrvCfg::getKey("hwscanner.helper_timeout").toWide(), nullptr, 10);
+  if (limit <= 0) return Clock::time_point::max();
+  return Clock::now() + milliseconds(std::min(limit, kYear));
+}
+
 // Standard output to its end, or to what there is when the program has ended: what it left running
 // may hold the pipe. Standard error is drained, lest the program wait for a reader.
 std::string takeOutput(VtProcess& process, const Child& child, std::size_t limit) {
@@ -67,10 +81,16 @@ std::string takeOutput(VtProcess& process, const Child& child, std::size_t limit
   pollfd polled[] = {{process.outputPipe[0], POLLIN, 0},
                      {process.errorPipe[0], POLLIN, 0},
                      {child.handle(), POLLIN, 0}};
+  const auto end = endOfPatience();
   while (text.size() <= limit) {
     const bool ended = child.hasEnded();
-    const int patience = ended ? 0 : child.handle() < 0 ? kAskAgain : kForever;
-    if (poll(polled, std::size(polled), patience) < 0) {
+    const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
+    if (!ended && left.count() <= 0) return "";
+    const auto patience =
+        ended ? milliseconds(0) : std::min(left, child.handle() < 0 ? kAskAgain : kLong);
+    const int found = poll(polled, std::size(polled), static_cast<int>(patience.count()));
+    if (found == 0 && !ended) continue;
+    if (found < 0) {
       if (errno == EINTR) continue;
       break;
     }
