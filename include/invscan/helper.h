@@ -100,8 +100,8 @@ INVSCAN_EXPORT VtExecInfo* vtParseProgramOutput(VtIStream* in);
 // Runs the program at a path, as VtProcess::create does, and reads its answer; null when no process
 // could be made. Blocks until the program closes its standard output or ends; then it is killed,
 // but not waited for, and the three descriptors stay open. Its standard error is read and dropped,
-// and more than 64 MiB or 4 Mi lines are no response, nor is what there is no memory for. By default
-// there is no limit of time but that of whoever waits for the caller; with the key
+// and more than 64 MiB or 4 Mi lines are no response, nor is what there is no memory for. By
+// default there is no limit of time but that of whoever waits for the caller; with the key
 // hwscanner.helper_timeout (milliseconds) in the store a program that takes longer is killed, and
 // gives no response. That holds for all that run a helper.
 INVSCAN_EXPORT VtExecInfo* vtExecProgram(const char* path, const char* arguments,
