@@ -252,15 +252,15 @@ def test_classic(network, namespace, program):
 
 
 def forms(text):
-    """An address as it may stand in a file, in lower case."""
+    """Patterns of an address as it may stand in a file, in lower case. The other order of bytes is
+    that of the kernel's tables, where it stands alone; elsewhere such digits come about by chance."""
     hardware = text.count(":") >= 5 and "::" not in text and all(
         len(part) == 2 for part in text.split(":"))
     address = bytes.fromhex(text.replace(":", "")) if hardware else ipaddress.ip_address(text).packed
-    for value in (address, address[::-1]):
-        yield from (value.lower(), value.hex().encode())
-    yield text.lower().encode()
+    yield from (re.escape(address.lower()), address.hex().encode(), re.escape(text.lower().encode()))
+    yield rb"(?<![0-9a-f])%s(?![0-9a-f])" % address[::-1].hex().encode()
     if not hardware:
-        yield ipaddress.ip_address(text).exploded.encode()
+        yield re.escape(ipaddress.ip_address(text).exploded.encode())
 
 
 def secrets(namespace):
@@ -288,7 +288,7 @@ def test_redaction(network, namespace, program, capture, found):
     for secret in secrets(namespace):
         for form in forms(secret):
             for path, contents in files.items():
-                assert form not in contents, f"{network}: {secret} stands in {path} as {form}"
+                assert not re.search(form, contents), f"{network}: {secret} stands in {path} as {form}"
 
 
 def test_networks(program):
