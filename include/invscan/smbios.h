@@ -498,10 +498,10 @@ class INVSCAN_EXPORT SMBIOSTable {
   void dump() const;
 
   // A text form of the table, for diagnosis. Both return 1, or 0 when the file cannot be opened;
-  // the version is not in the file, but the revision is. Writing replaces what is there, whole or not
-  // at all; it follows no link of another user, or in a directory that all can write to. Reading a
-  // file of another format ends the process with status -1 (255): do not offer it files of unknown
-  // origin. Lengths below 0 or above 16 MiB count as 0, missing values as 0.
+  // the version is not in the file, but the revision is. Writing replaces what is there, whole or
+  // not at all; it follows no link of another user, or in a directory that all can write to.
+  // Reading a file of another format ends the process with status -1 (255): do not offer it files
+  // of unknown origin. Lengths below 0 or above 16 MiB count as 0, missing values as 0.
   int readBytesFromFile(char* path);
   int writeBytesToFile(char* path) const;
 

@@ -31,8 +31,8 @@ void closeRange(int first, int last) {
 
 // Files and connections that the host closes must be closed. The trace goes on into the host's
 // sink, which may be one of the standard streams, and a recording into its directory. Nothing else
-// is needed: statistics are asked for by path, also of a capture that is replayed, whose figures are
-// in memory.
+// is needed: statistics are asked for by path, also of a capture that is replayed, whose figures
+// are in memory.
 void keepOnly(int requests, int answers) {
   const TraceSink sink = traceSink();
   const bool isTraced = sink.level != CcLogWrapper::kOff;
