@@ -66,7 +66,8 @@ class WrittenFiles(TrustTest):
         victim = self.file(self.scratch / "victim", "untouched", 0o644)
         shared, others = self.directory("shared", 0o1777), self.directory("others", 0o755, OTHER)
         own = self.directory("own", 0o755)
-        planted = [self.link(shared / "of other", victim, OTHER), self.link(shared / "of root", victim, 0),
+        planted = [self.link(shared / "of other", victim, OTHER),
+                   self.link(shared / "of root", victim, 0),
                    self.link(others / "link", victim, OTHER), self.fifo(shared / "fifo", OTHER),
                    self.file(shared / "file", "planted", 0o666, OTHER),
                    self.link(shared / "directory", own, OTHER) / "report"]
@@ -106,8 +107,8 @@ class WrittenFiles(TrustTest):
             script = 'echo before; "$0" get "Operating System" Type --output "$1"; echo behind'
             file = self.scratch / "redirected"
             with file.open("w") as stream:
-                subprocess.run(["sh", "-c", script, PROGRAM, name], stdout=stream, check=True, timeout=PATIENCE,
-                               cwd=self.scratch)
+                subprocess.run(["sh", "-c", script, PROGRAM, name], stdout=stream, check=True,
+                               timeout=PATIENCE, cwd=self.scratch)
             self.assertRegex(file.read_text(), r"^before\n\d+\nbehind\n$", name)
             self.assertEqual(os.listdir(self.scratch), ["redirected"])
 
@@ -141,7 +142,8 @@ class Programs(TrustTest):
         self.directory("theirs", 0o755, OTHER)
         os.chdir(self.scratch)
         self.addCleanup(os.chdir, "/")
-        for home, believed in ((self.directory("own", 0o755), True), (self.directory("theirs/inner", 0o755), False),
+        for home, believed in ((self.directory("own", 0o755), True),
+                               (self.directory("theirs/inner", 0o755), False),
                                (self.directory("open", 0o777), False),
                                (self.directory("relative", 0o755), False)):
             options = self.helper(home, f"touch {mark}")
@@ -165,11 +167,13 @@ class Programs(TrustTest):
     def test_little_of_the_environment_is_passed_on(self):
         told = self.scratch / "told"
         options = self.helper(self.directory("own", 0o755), f"/usr/bin/env > {told}")
-        for name in ("BASH_FUNC_ls%%", "BASH_ENV", "ENV", "LOCPATH", "GCONV_PATH", "LD_LIBRARY_PATH", "HOME"):
+        for name in ("BASH_FUNC_ls%%", "BASH_ENV", "ENV", "LOCPATH", "GCONV_PATH", "LD_LIBRARY_PATH",
+                     "HOME"):
             options["env"][name] = "."
         self.assertEqual(self.run_agent("helper", "cpuid", **options).returncode, 0)
         names = {line.split("=")[0] for line in told.read_text().splitlines()}
-        known = self.run_agent("--help").stdout.split("get of the environment: ")[1].split(".\n")[0].split(", ")
+        told_of = self.run_agent("--help").stdout.split("get of the environment: ")[1]
+        known = told_of.split(".\n")[0].split(", ")
         self.assertEqual({name for name in names - {"PWD", "SHLVL", "OLDPWD", "_"}
                           if name not in known and not name.startswith("LC_")}, set())
 
@@ -185,8 +189,9 @@ class Programs(TrustTest):
 
 class Shortage(TrustTest):
     def limited(self, limit, value, *arguments, **options):
-        return self.run_agent(*arguments, preexec_fn=lambda: resource.setrlimit(limit, (value, value)),
-                              **options)
+        def preparation():
+            resource.setrlimit(limit, (value, value))
+        return self.run_agent(*arguments, preexec_fn=preparation, **options)
 
     def test_groups_wait_for_processes(self):
         shutil.copytree(Path(PROGRAM).parent.parent / "lib/invscan", self.scratch / "lib/invscan")
@@ -201,9 +206,11 @@ class Shortage(TrustTest):
         run = self.limited(resource.RLIMIT_STACK, stack, "--format", "json")
         self.assertEqual((run.returncode, run.stderr), (0, ""))
         trace = self.scratch / "trace"
-        run = self.limited(resource.RLIMIT_FSIZE, 100, "Regional", "--trace", "max", "--trace-file", trace)
+        options = ("--trace", "max", "--trace-file", trace)
+        run = self.limited(resource.RLIMIT_FSIZE, 100, "Regional", *options)
         self.assertEqual((run.returncode, trace.stat().st_size), (0, 100), run)
-        run = self.limited(resource.RLIMIT_FSIZE, 1000, "capture", self.scratch / "capture", "Memory")
+        capture = self.scratch / "capture"
+        run = self.limited(resource.RLIMIT_FSIZE, 1000, "capture", capture, "Memory")
         self.assertEqual((run.returncode, os.listdir(self.scratch)), (2, ["trace"]), run)
 
 

@@ -83,8 +83,7 @@ void setEnvironment() {
   if (set && *set && homeSetByCaller().empty()) {
     reportLine(
         "ORV_HOMEDIR is left aside: it has to be absolute, and for root a directory that nobody "
-        "else "
-        "could change, nor any above it");
+        "else could change, nor any above it");
   }
   setHelperHome(helperHome());
 }
