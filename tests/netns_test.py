@@ -368,8 +368,8 @@ def test_name_server(program, what, address, reaction, outcomes):
 
 def main(program):
     try:
-        with Namespace([]):
-            pass
+        with Namespace([]) as namespace:
+            namespace.run("true")
     except (OSError, subprocess.CalledProcessError) as error:
         print(f"skipped: no network namespace can be made: {error}")
         return SKIPPED

@@ -203,15 +203,15 @@ struct Grant {
   std::optional<unsigned long> memoryMb;
 };
 
-std::optional<unsigned long> numberIn(const char* path) {
-  const auto number = findInteger(machine().readFile(path, 64).text);
-  return number && *number > 0 ? std::optional(static_cast<unsigned long>(*number)) : std::nullopt;
+// 0 where the file has no number above that.
+unsigned long numberIn(const char* path) {
+  const long number = findInteger(machine().readFile(path, 64).text).value_or(0);
+  return number > 0 ? static_cast<unsigned long>(number) : 0;
 }
 
-std::optional<double> quotientOf(std::optional<unsigned long> quota,
-                                 std::optional<unsigned long> period) {
-  if (!quota || !period) return std::nullopt;
-  return static_cast<double>(*quota) / static_cast<double>(*period);
+std::optional<double> quotientOf(unsigned long quota, unsigned long period) {
+  if (quota == 0 || period == 0) return std::nullopt;
+  return static_cast<double>(quota) / static_cast<double>(period);
 }
 
 // The root of what this process sees of the control groups, in the form of today's kernels, else
@@ -229,10 +229,10 @@ Grant readControlGroup() {
     grant.processors = quotientOf(numberIn("/sys/fs/cgroup/cpu/cpu.cfs_quota_us"),
                                   numberIn("/sys/fs/cgroup/cpu/cpu.cfs_period_us"));
   }
-  auto bytes = numberIn("/sys/fs/cgroup/memory.max");
-  if (!bytes) bytes = numberIn("/sys/fs/cgroup/memory/memory.limit_in_bytes");
+  unsigned long bytes = numberIn("/sys/fs/cgroup/memory.max");
+  if (bytes == 0) bytes = numberIn("/sys/fs/cgroup/memory/memory.limit_in_bytes");
   constexpr unsigned long kUnlimited = 1UL << 62;  // and above, by size of page
-  if (bytes && *bytes < kUnlimited) grant.memoryMb = *bytes >> 20;
+  if (bytes != 0 && bytes < kUnlimited) grant.memoryMb = bytes >> 20;
   return grant;
 }
 
