@@ -16,7 +16,9 @@ import machine  # noqa: E402
 PROGRAM = str(Path(sys.argv[1]).resolve())
 DIRECTORY = Path(sys.argv[2]).resolve()
 
-GROUPS = 'SMBIOS "Memory Modules" Memory'
+HELPER = str(Path(PROGRAM).parent.parent / "lib/invscan/bin/cpuid")
+
+GROUPS = 'SMBIOS "Memory Modules" Memory ComponentID'
 COMMANDS = {
     "dmidecode": "dmidecode",
     "native": f"{PROGRAM} --format json {GROUPS}",
@@ -41,7 +43,7 @@ FIRMWARE = [
 
 class VirtualMachines(unittest.TestCase):
     def boot(self, *options):
-        programs = [PROGRAM, "/usr/sbin/dmidecode", "/usr/bin/setpriv"]
+        programs = [PROGRAM, HELPER, "/usr/sbin/dmidecode", "/usr/bin/setpriv"]
         return machine.boot(DIRECTORY, programs, COMMANDS, "-m", MEMORY, *FIRMWARE, *options)
 
     def assert_agreement(self, outputs, mode):
