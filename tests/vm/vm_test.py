@@ -21,8 +21,8 @@ HELPER = str(Path(PROGRAM).parent.parent / "lib/invscan/bin/cpuid")
 GROUPS = 'SMBIOS "Memory Modules" Memory ComponentID'
 COMMANDS = {
     "dmidecode": "dmidecode",
-    "native": f"{PROGRAM} --format json {GROUPS}",
-    "classic": f"{PROGRAM} --classic --format json {GROUPS}",
+    "native": f"{PROGRAM} --format json {GROUPS} 2>/dev/null",
+    "classic": f"{PROGRAM} --classic --format json {GROUPS} 2>/dev/null",
     "explain": f"/usr/bin/setpriv --reuid 65534 --clear-groups {PROGRAM} --classic explain SMBIOS",
 }
 
