@@ -2,6 +2,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 
 #include <invscan/smbios.h>
@@ -23,18 +24,27 @@ struct MemoryFile {
   }
 };
 
+// What is written has to have a name.
+std::string namedFile() {
+  std::string path = "/dev/shm/dump.XXXXXX";
+  close(mkstemp(path.data()));
+  return path;
+}
+
 }  // namespace
 
 void invscan::tryInput(std::string_view text) {
-  static MemoryFile input, output;
+  static const MemoryFile input;
   input.hold("SMBIOS File Format=0x0001\n" + std::string(text));
-  SMBIOSTable table(input.path.data());
+  std::string path = input.path;
+  SMBIOSTable table(path.data());
   table.parseData();
   // What was read comes back the same through a file of our own. Long tables of zeros take long.
   if (table.getTotalLength() > 1 << 16) return;
-  output.hold("");
-  require(table.writeBytesToFile(output.path.data()) == 1);
-  const SMBIOSTable copy(output.path.data());
+  std::string output = namedFile();
+  require(table.writeBytesToFile(output.data()) == 1);
+  const SMBIOSTable copy(output.data());
+  unlink(output.c_str());
   const auto length = static_cast<std::size_t>(table.getTotalLength());
   require(copy.getTotalLength() == table.getTotalLength());
   require(copy.getRevision() == table.getRevision());

@@ -2,9 +2,11 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <poll.h>
 #include <sys/random.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -57,6 +59,14 @@ bool isShared(const Descriptor& directory) {
   return (statusOf(directory).st_mode & (S_ISVTX | S_IWOTH)) != 0;
 }
 
+// Links of the kernel's to open files say in words what they lead to, where that has no name.
+bool isPlainWords(const Descriptor& directory, const std::string& target) {
+  struct statfs system {};
+  struct stat status {};
+  return fstatfs(directory.get(), &system) == 0 && system.f_type == PROC_SUPER_MAGIC &&
+         fstatat(directory.get(), target.c_str(), &status, 0) != 0;
+}
+
 // The text of the link, if that is what is there.
 std::string linkAt(const Descriptor& directory, const std::string& name) {
   const Descriptor link(openat(directory.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
@@ -68,7 +78,9 @@ std::string linkAt(const Descriptor& directory, const std::string& name) {
   char target[PATH_MAX];
   const ssize_t length = readlinkat(link.get(), "", target, sizeof target);
   if (length <= 0 || length == sizeof target) fail();
-  return std::string(target, static_cast<std::size_t>(length));
+  std::string text(target, static_cast<std::size_t>(length));
+  if (isPlainWords(directory, text)) refuse("leads to what has no name");
+  return text;
 }
 
 Descriptor startOf(const std::string& path) {
