@@ -238,12 +238,18 @@ TEST_F(CpuThresholdOfAFile, ComesFromTheFileOrElseFromTheStore) {
   for (const auto& row : rows) {
     SCOPED_TRACE(std::string(row.text) + " " + row.key);
     OrvCfg::setKey("hwscanner.cputhreshold", row.key);
-    const ShareMeter meter;
-    ASSERT_EQ(load(row.text), 0);
-    useProcessor(4ms);  // is 400 ms with the limit
-    group->iteration();
-    EXPECT_GE(meter.time(), row.isLimited ? 400ms : 0ms);
-    EXPECT_TRUE(row.isLimited || meter.timeWithProcessor() < 200ms);
+    // A busy machine may keep one attempt waiting, but not all.
+    ShareMeter::Duration shortest = 1min;
+    for (int attempt = 0; attempt < 5 && shortest >= 200ms; ++attempt) {
+      const ShareMeter meter;
+      ASSERT_EQ(load(row.text), 0);
+      useProcessor(4ms);  // is 400 ms with the limit
+      group->iteration();
+      shortest = std::min(shortest, meter.time());
+      if (row.isLimited) break;
+    }
+    EXPECT_EQ(shortest >= 400ms, row.isLimited);
+    EXPECT_EQ(shortest >= 200ms, row.isLimited);
   }
 }
 

@@ -168,6 +168,10 @@ std::string helperPath(const std::string& name) {
   return helperHome() + "/bin/" + name;
 }
 
+bool hasOwnHelpers() {
+  return homeSetByCaller().empty();
+}
+
 void dropRelativeLibraryPaths(char** arguments) {
   const char* path = getenv(kLibraryPath);
   if (!path || !*path) return;

@@ -11,8 +11,11 @@ namespace invscan::agent {
 // file that is opened later becomes one of them.
 void openStandardStreams();
 
-// Where our own helper program of that name is.
+// Where the helper program of that name is.
 std::string helperPath(const std::string& name);
+
+// Whether that is one of our own, not one that the caller's environment names.
+bool hasOwnHelpers();
 
 // Starts the program again when the loader was told to look for libraries in relative places: the
 // loader has read the variable by now, and a scan loads libraries. Throws Failure when it cannot.

@@ -4,16 +4,15 @@
 
 #include <csignal>
 #include <cstdio>
-#include <exception>
 #include <string>
 
-#include <invscan/helper.h>
 #include <invscan/machine.h>
-#include <invscan/vartree.h>
+
+#include "helpers/Answer.h"
 
 namespace invscan {
 
-inline constexpr int kHelperFailed = 1, kWrongUsage = 2;
+inline constexpr int kWrongUsage = 2;
 
 class Program {
  public:
@@ -21,13 +20,8 @@ class Program {
   struct Flag {
     std::string word, description;
   };
-  // Scans, with or without the flag, and returns the first node of the answer, which lives to the
-  // end of the process; its siblings are part of the answer too. What it throws is the message of
-  // an answer that failed.
-  using Scan = const VtNode* (*)(bool isFlagged);
-
   // The description is one sentence or more, with line ends.
-  Program(std::string name, std::string description, Scan scan, Flag flag = {})
+  Program(std::string name, std::string description, HelperScan scan, Flag flag = {})
       : name_(std::move(name)),
         description_(std::move(description)),
         scan_(scan),
@@ -86,19 +80,12 @@ class Program {
   }
 
   int answer() const {
-    try {
-      const VtNode* node = scan_(isFlagged_);
-      vtDumpResponse(0, "OK");
-      for (; node; node = node->next) vtDumpNode(node, 0);
-      return 0;
-    } catch (const std::exception& error) {
-      vtDumpResponse(kHelperFailed, error.what());
-      return kHelperFailed;
-    }
+    TreeWriter writer(stdout);
+    return writeAnswer(scan_, isFlagged_, writer);
   }
 
   const std::string name_, description_;
-  const Scan scan_;
+  const HelperScan scan_;
   const Flag flag_;
   bool isHelp_ = false, isFlagged_ = false;
   const char* machine_ = nullptr;

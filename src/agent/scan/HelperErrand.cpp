@@ -2,21 +2,20 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <utility>
 
+#include <invscan/base/OrvCfg.h>
 #include <invscan/helper.h>
 #include <invscan/machine.h>
 
 #include "agent/StartUp.h"
 #include "base/ChildPipe.h"
+#include "helpers/Answers.h"
 
 namespace invscan::agent {
 namespace {
@@ -28,27 +27,6 @@ struct Head {
   bool isWhole = false;
   double milliseconds = 0;
 };
-
-// What our own helper prints with an option and a directory; empty when it cannot.
-std::string runOwn(const std::string& program, const char* option, const std::string& directory) {
-  Pipe pipe = makePipe();
-  const pid_t child = pipe ? fork() : -1;
-  if (child == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    // The other streams are empty ones already, but what it complains about would be ours.
-    dup2(pipe.writeEnd.get(), STDOUT_FILENO);
-    dup2(STDIN_FILENO, STDERR_FILENO);
-    execl(program.c_str(), program.c_str(), option, directory.c_str(), nullptr);
-    _exit(127);
-  }
-  pipe.writeEnd.close();
-  if (child < 0) return "";
-  std::string output;
-  const bool isRead = readAll(pipe.readEnd.get(), output, kOutputLimit + 1);
-  kill(child, SIGKILL);
-  waitpid(child, nullptr, 0);
-  return isRead && output.size() <= kOutputLimit ? output : "";
-}
 
 // Not by the file's own offset: all workers share that.
 std::string readFrom(int file, off_t offset) {
@@ -69,22 +47,27 @@ std::string readFrom(int file, off_t offset) {
 
 }  // namespace
 
-HelperErrand::HelperErrand(std::string name, unsigned need, std::string capture,
-                           std::string recording)
+HelperErrand::HelperErrand(std::string name, unsigned need, Machine machine)
     : name_(std::move(name)),
-      program_(helperPath(name_)),
       need_(need),
-      capture_(std::move(capture)),
-      recording_(std::move(recording)),
+      machine_(machine),
+      isOwn_(hasOwnHelpers()),
       file_(memfd_create("helper", MFD_CLOEXEC)) {
+}
+
+// A helper of the caller's may say something else, a trace is the program's to write, and a capture
+// holds what the program said.
+bool HelperErrand::needsProgram() const {
+  return machine_ != Machine::Live || !isOwn_ ||
+         OrvCfg::getKey("hwscanner.sources") != String("native") ||
+         !OrvCfg::getKey("common_trace_path").isEmpty();
 }
 
 void HelperErrand::run() const {
   const auto start = std::chrono::steady_clock::now();
-  std::string output = askHelper(name_);
-  if (output.empty() && !capture_.empty()) output = runOwn(program_, "--machine", capture_);
-  // The answer is recorded as it is; what our helper asks besides serves later ones.
-  if (!recording_.empty()) runOwn(program_, "--record", recording_);
+  std::string output = needsProgram() ? askHelper(name_) : answerOf(name_);
+  if (output.empty() && machine_ == Machine::Replayed) output = answerOf(name_);
+  if (machine_ == Machine::Recorded) answerOf(name_);
   const std::chrono::duration<double, std::milli> spent = std::chrono::steady_clock::now() - start;
   const Head head{true, spent.count()};
   const Head none;

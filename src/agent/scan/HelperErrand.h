@@ -12,25 +12,29 @@ namespace invscan::agent {
 // no worker that has no use for it, ever holds what a helper said.
 class HelperErrand {
  public:
-  // The name is the library's for the helper; a capture is one that is scanned, a recording the
-  // directory of one that is being made, or empty.
-  HelperErrand(std::string name, unsigned need, std::string capture, std::string recording);
+  enum class Machine { Live, Recorded, Replayed };
+
+  // The name is the library's for the helper.
+  HelperErrand(std::string name, unsigned need, Machine machine);
 
   const std::string& name() const { return name_; }
   unsigned need() const { return need_; }  // of CollectorNeed
 
-  // Asks the machine. Of a capture without an answer, our own helper makes one; in a recording it
-  // leaves what it would make another one from.
+  // Asks the machine. A scan of the native sources answers by itself what our own helper would: the
+  // program takes longer to start than to answer. So does one of a capture without an answer, and
+  // a recording keeps what our helper would make another answer from.
   void run() const;
 
   // Gives the library what was answered. Where the errand did not come to its end, that is nothing.
   void deliver() const;
 
  private:
+  bool needsProgram() const;
+
   const std::string name_;
-  const std::string program_;  // by what the environment said before a worker forgot it
   const unsigned need_;
-  const std::string capture_, recording_;
+  const Machine machine_;
+  const bool isOwn_;  // by what the environment said before a worker forgot it
   const Descriptor file_;
 };
 

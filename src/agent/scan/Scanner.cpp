@@ -140,6 +140,11 @@ int roomOf(const Task& task, const ScannerOptions& options) {
   return task.needs & (kNeedsFirmware | kNeedsCpuid) ? kIdentityRoom : kCheapRoom;
 }
 
+HelperErrand::Machine machineOf(const ScannerOptions& options) {
+  if (!options.recording.empty()) return HelperErrand::Machine::Recorded;
+  return options.capture.empty() ? HelperErrand::Machine::Live : HelperErrand::Machine::Replayed;
+}
+
 // The errands that some task needs, with a job for each.
 Errands addErrands(const std::vector<Task>& tasks, const ScannerOptions& options,
                    std::vector<Job>& jobs) {
@@ -148,8 +153,7 @@ Errands addErrands(const std::vector<Task>& tasks, const ScannerOptions& options
     const bool isNeeded = std::any_of(tasks.begin(), tasks.end(),
                                       [bit = need](const Task& task) { return task.needs & bit; });
     if (!isNeeded && options.recording.empty()) continue;
-    const HelperErrand& errand =
-        errands.emplace_back(name, need, options.capture, options.recording);
+    const HelperErrand& errand = errands.emplace_back(name, need, machineOf(options));
     Job job{nullptr, [&errand](int answer) {
               errand.run();
               sendAnswer(answer, encodePayload(nullptr, 0, {}));

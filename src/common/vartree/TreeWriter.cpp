@@ -16,6 +16,7 @@
 namespace invscan {
 namespace {
 
+constexpr std::string_view kProtocol = "1.0";
 constexpr std::string_view kIndent = "   ";
 constexpr int kDeepestIndent = 128;
 constexpr std::size_t kPiece = 1 << 16;
@@ -73,6 +74,14 @@ void appendValue(std::string& text, const VtVariant& variant) {
 
 }  // namespace
 
+void TreeWriter::response(int result, const char* message) {
+  text_ += kProtocol;
+  text_ += ' ';
+  appendNumber(text_, result);
+  if (message) text_.append(1, ' ').append(message);
+  endLine();
+}
+
 void TreeWriter::value(const VtVariant& variant, int level) {
   indent(level);
   text_ += variant.name;
@@ -123,10 +132,11 @@ void TreeWriter::indent(int level) {
 
 void TreeWriter::endLine() {
   text_ += '\n';
-  if (text_.size() >= kPiece) flush();
+  if (file_ && text_.size() >= kPiece) flush();
 }
 
 void TreeWriter::flush() {
+  if (!file_) return;
   std::fwrite(text_.data(), 1, text_.size(), file_);
   text_.clear();
 }
@@ -152,9 +162,5 @@ void vtDumpNode(const VtNode* node, int level) {
 }
 
 void vtDumpResponse(int result, const char* message) {
-  constexpr int kMajor = 1;
-  constexpr int kMinor = 0;
-  std::printf("%d.%d %d", kMajor, kMinor, result);
-  if (message) std::printf(" %s", message);
-  std::putchar('\n');
+  invscan::TreeWriter(stdout).response(result, message);
 }

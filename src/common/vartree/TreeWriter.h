@@ -8,17 +8,23 @@
 
 namespace invscan {
 
-// Collects what it writes and hands it to the file in large pieces, the last when it goes.
+// Collects what it writes and hands it to the file in large pieces, the last when it goes. Without
+// a file it keeps all of it.
 class TreeWriter {
  public:
-  explicit TreeWriter(std::FILE* file) : file_(file) {}
+  explicit TreeWriter(std::FILE* file = nullptr) : file_(file) {}
   TreeWriter(const TreeWriter&) = delete;
   TreeWriter& operator=(const TreeWriter&) = delete;
   ~TreeWriter() { flush(); }
 
+  // The line that an answer begins with; the message may be null.
+  void response(int result, const char* message);
   void value(const VtVariant& variant, int level);
   // With all below it.
   void node(const VtNode& root, int level);
+
+  // What was written and not handed to a file.
+  const std::string& text() const { return text_; }
 
  private:
   void open(const VtNode& node, int level);
