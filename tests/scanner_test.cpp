@@ -347,9 +347,8 @@ class CountedHelper : public TestMachine {
 const std::string kAnswer = "1.0 0 OK\n(ProcessorTable\n(Processor\nFamily:s=H\n)\n)\n";
 
 Task familyTask(unsigned needs) {
-  return {&GROUPS_DEF[0], needs, [] {
-            return makeTable(getEnum("", 1, 1, "") == "Unknown" ? 1 : 2);
-          }};
+  return {&GROUPS_DEF[0], needs,
+          [] { return makeTable(getEnum("", 1, 1, "") == "Unknown" ? 1 : 2); }};
 }
 
 std::vector<std::string> helperAccesses(const GroupResult& result) {

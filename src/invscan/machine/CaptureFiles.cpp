@@ -41,8 +41,14 @@ Descriptor CaptureFiles::open(const std::string& path, unsigned long flags) cons
   open_how how{};
   how.flags = flags | O_CLOEXEC;
   how.resolve = RESOLVE_IN_ROOT | RESOLVE_NO_MAGICLINKS;
-  return Descriptor(
-      static_cast<int>(syscall(SYS_openat2, root_.get(), path.c_str(), &how, sizeof how)));
+  // While anything on the system is renamed or mounted, the kernel cannot tell where ".." leads to.
+  constexpr int kAttempts = 10'000;
+  long file = -1;
+  for (int i = 0; i < kAttempts; ++i) {
+    file = syscall(SYS_openat2, root_.get(), path.c_str(), &how, sizeof how);
+    if (file >= 0 || errno != EAGAIN) break;
+  }
+  return Descriptor(static_cast<int>(file));
 }
 
 Descriptor CaptureFiles::openFile(const std::string& path) const {
