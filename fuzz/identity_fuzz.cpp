@@ -1,6 +1,8 @@
 // Hostile listings, files, databases and tools, as the answers that identities are read from: the
 // input is each of them.
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include <invscan/base/OrvCfg.h>
 #include <invscan/groups.h>
@@ -35,16 +37,20 @@ class HostileMachine : public TestMachine {
   std::string text_;
 };
 
-}  // namespace
+void tryDevices(std::string_view) {
+  require(std::unique_ptr<KelTable>(PCIDeviceGroup().getTable()) != nullptr);
+}
 
-void invscan::tryInput(std::string_view input) {
-  setMachine(std::make_shared<HostileMachine>(std::string(input)));
-  OrvCfg::setKey("hwscanner.sources", "native");
-  const std::unique_ptr<KelTable> functions(PCIDeviceGroup().getTable());
+void tryProcessors(std::string_view) {
   const std::unique_ptr<KelTable> processors(ProcessorGroup().getTable());
-  const std::unique_ptr<KelTable> component(ComponentIDGroup().getTable());
-  const std::unique_ptr<KelTable> partition(LParGroup().getTable());
-  require(functions && component && partition);
+}
+
+void tryIdentities(std::string_view) {
+  require(std::unique_ptr<KelTable>(ComponentIDGroup().getTable()) != nullptr);
+  require(std::unique_ptr<KelTable>(LParGroup().getTable()) != nullptr);
+}
+
+void tryKeyTexts(std::string_view input) {
   require(parsePackages(input).size() <= 1024);
   const std::unique_ptr<char[]> text(new char[kGuestTextSize]);
   unsigned capacity = 0;
@@ -52,4 +58,17 @@ void invscan::tryInput(std::string_view input) {
   const int code = getNodeId(text.get());
   require(strlen(text.get()) < kGuestTextSize && getVMCapacity(&share) == code &&
           getNodeCapacity(&capacity) == code);
+}
+
+}  // namespace
+
+// The first character chooses the readers.
+void invscan::tryInput(std::string_view input) {
+  constexpr void (*kReaders[])(std::string_view) = {tryDevices, tryProcessors, tryIdentities,
+                                                    tryKeyTexts};
+  const std::size_t chosen = input.empty() ? 0 : static_cast<unsigned char>(input.front());
+  input.remove_prefix(std::min<std::size_t>(input.size(), 1));
+  setMachine(std::make_shared<HostileMachine>(std::string(input)));
+  OrvCfg::setKey("hwscanner.sources", "native");
+  kReaders[chosen % std::size(kReaders)](input);
 }
