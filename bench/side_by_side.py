@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Times whole processes side by side: the agent's scan of this machine, and of its memory alone,
-against lscpu; the agent on a capture of each firmware table in tests/data against dmidecode on the
+against lscpu, and against lshw and hwinfo where they are installed; the agent on a capture of each firmware table in tests/data against dmidecode on the
 same table; and on a network of two interfaces against "ip -j addr".
 
 usage: side_by_side.py INVSCAN [RUNS [scan|firmware]]
@@ -75,12 +75,16 @@ def processes(command):
 
 def compare_scans(program, runs):
     with tempfile.TemporaryDirectory() as scratch:
-        agent, lscpu = (shutil.copy(each, scratch) for each in (program, "/usr/bin/lscpu"))
-        for groups in ([], ["memory"]):
+        agent = shutil.copy(program, scratch)
+        for groups, other in (([], ["lscpu", "-J"]), (["memory"], ["lscpu", "-J"]),
+                              ([], ["lshw", "-json"]), ([], ["hwinfo", "--all"])):
+            if not shutil.which(other[0]):
+                continue
             command = [agent, "--format", "json", *groups]
-            ours, theirs = medians((command, [lscpu, "-J"]), subprocess.DEVNULL, runs)
-            print(f"{'scan of ' + (groups or ['all groups'])[0]:32} {processes(command):2} processes   "
-                  f"invscan {ours:5.2f}   lscpu -J {theirs:5.2f}   ratio {ours / theirs:5.2f}")
+            copy = [shutil.copy(shutil.which(other[0]), scratch), *other[1:]]
+            ours, theirs = medians((command, copy), subprocess.DEVNULL, runs)
+            print(f"{'scan of ' + (groups or ['all groups'])[0]:20} {processes(command):2} processes   "
+                  f"invscan {ours:5.2f}   {' '.join(other)} {theirs:5.2f}   ratio {ours / theirs:6.3f}")
 
 
 def compare_firmware(program, runs):

@@ -1,12 +1,14 @@
 // Hostile firmware tables: the walk with all records and their dumps, classic and native, and what
-// values derived. The first two bytes are the announced number of structures, the third the
-// version; an entry point of any form may follow.
+// values derived, and the text for people. The first two bytes are the announced number of
+// structures, the third the version; an entry point of any form may follow.
 #include <cstdio>
 #include <cstring>
 
 #include <invscan/smbios.h>
 
+#include "FirmwareMutator.h"
 #include "FuzzTarget.h"
+#include "agent/smbios/SmbiosText.h"
 
 namespace {
 
@@ -37,6 +39,12 @@ void checkTexts(const SMBIOSTable& table) {
   }
 }
 
+void checkDescription(const SMBIOSTable& table) {
+  const std::string text = agent::describeTable(table);
+  require(std::none_of(text.begin(), text.end(),
+                       [](unsigned char c) { return (c < ' ' && c != '\n') || c == 0x7F; }));
+}
+
 void readAll(SMBIOSTable& table) {
   table.dump();
   checkTexts(table);
@@ -59,5 +67,8 @@ void invscan::tryInput(std::string_view input) {
   readAll(*decodeStructures(bytes, head(2), count, true));
   if (bytes.size() < kEntryPoint) return;
   const auto native = decodeFirmwareTables(bytes.substr(0, kEntryPoint), bytes.substr(kEntryPoint));
-  if (native) readAll(*native);
+  if (native) {
+    readAll(*native);
+    checkDescription(*native);
+  }
 }
