@@ -155,16 +155,20 @@ TEST_F(Redaction, CaptureLosesWholeWordsOnly) {
       {"SN 1234 nodes my_node xnode", "SN 1234 nodes my_" + token("node") + " xnode"},
       {"n\u00F6node", "n\u00F6node"},  // a letter of another script
       {"node,node", token("node") + "," + token("node")},
-      {"X1\nX1 \n X1", token("X1") + "\nX1 \n X1"},  // short values are whole lines
+      {"sn 123 NoDe", token("SN 123") + " " + token("node")},
+      {"X1", "X1"},  // too short to be told from other words
       {"192.0.2.7/24 192.0.2.70", other("192.0.2.7") + "/24 192.0.2.70"},
       {"", ""},
   };
   Replacements replacements(makeSecretScan(), redactor_);
   for (const auto& [text, expected] : cases) EXPECT_EQ(replacements.inText(text), expected);
+  EXPECT_EQ(replacements.inValue(" X1\n"), " " + token("X1") + "\n");
+  EXPECT_EQ(replacements.inField("To Be Filled By O.E.M."), "To Be Filled By O.E.M.");
 }
 
 TEST_F(Redaction, ListingsLoseAddressesThatNoValueIs) {
   const std::string mac = other("00:1A:2B:3C:4D:5E");
+  const std::string bare = Address::spelled(mac)->spelledLike("");
   const std::pair<std::string, std::string> cases[] = {
       {"eth0 HWaddr 00:1A:2B:3C:4D:5E  \n", "eth0 HWaddr " + mac + "  \n"},
       {"inet addr:10.0.0.5  Bcast:10.0.0.255  Mask:255.0.0.0",
@@ -176,7 +180,10 @@ TEST_F(Redaction, ListingsLoseAddressesThatNoValueIs) {
       {"ib0 80:0:1\n80:00:00:48:FE:80:00", "ib0 80:0:1\n" + other("80:00:00:48:FE:80:00")},
       {"0.0.0.0 127.0.0.1 ff:ff:ff:ff:ff:ff 00:00:00:00:00:00 :: 1.2.3 a.b :",
        "0.0.0.0 127.0.0.1 ff:ff:ff:ff:ff:ff 00:00:00:00:00:00 :: 1.2.3 a.b :"},
-      {"192.0.2.7:" + mac + " x10.0.0.1", other("192.0.2.7") + ":" + mac + " x10.0.0.1"},
+      {"192.0.2.7:00:1A:2B:3C:4D:5E x10.0.0.1", other("192.0.2.7") + ":" + mac + " x10.0.0.1"},
+      {"52:54:0:ab:cd:1 001a.2b3c.4d5e enx001a2b3c4d5e",
+       other("52:54:0:ab:cd:1") + " " + Address::spelled(mac)->spelledLike("001a.2b3c.4d5e") +
+           " enx" + bare},
   };
   Replacements replacements(makeSecretScan(), redactor_);
   for (const auto& [text, expected] : cases) {
@@ -224,8 +231,8 @@ TEST_F(Redaction, BinaryKeepsItsLayout) {
   EXPECT_EQ(redacted.size(), bytes.size());
   EXPECT_EQ(redacted.substr(3, 6), token("SN 123").substr(9, 6));
   EXPECT_EQ(redacted.substr(9, 10), "\0ACME Ltd\0"s);
-  EXPECT_EQ(redacted.find("\xC0\x00\x02\x07"s), redacted.npos);
-  EXPECT_EQ(replacements.count(), 2U);
+  EXPECT_EQ(redacted.substr(19), bytes.substr(19));  // four bytes come about by chance
+  EXPECT_EQ(replacements.count(), 1U);
 }
 
 // The kernel has it in lower case, and firmware in either order of bytes.
@@ -236,11 +243,11 @@ TEST_F(Redaction, FindsUuidsInAllTheirForms) {
   EXPECT_EQ(replacements.inText("00112233-4455-6677-8899-aabbccddeeff\n"),
             token("00112233-4455-6677-8899-AABBCCDDEEFF") + "\n");
   const std::string end = "\x88\x99\xAA\xBB\xCC\xDD\xEE\xFF";
-  for (const std::string& begin :
-       {"\0\x11\x22\x33\x44\x55\x66\x77"s, "\x33\x22\x11\0\x55\x44\x77\x66"s}) {
-    const std::string redacted = replacements.inBytes("\1" + begin + end + "\2");
-    EXPECT_EQ(redacted, "\1" + token("00112233-4455-6677-8899-AABBCCDDEEFF").substr(9) + "\2");
-  }
+  const std::string plain = replacements.inBytes("\1\0\x11\x22\x33\x44\x55\x66\x77"s + end);
+  const std::string mixed = replacements.inBytes("\1\x33\x22\x11\0\x55\x44\x77\x66"s + end);
+  EXPECT_EQ(plain.find(end), plain.npos);
+  EXPECT_EQ(plain.substr(9), mixed.substr(9));
+  EXPECT_EQ(plain.substr(1, 4), std::string(mixed.rbegin() + 12, mixed.rbegin() + 16));
 }
 
 }  // namespace

@@ -9,12 +9,15 @@
 #include <string>
 
 #include <invscan/helper.h>
+#include <invscan/machine.h>
 
 #include "agent/Failure.h"
 #include "agent/Output.h"
 #include "agent/StartUp.h"
 #include "agent/Text.h"
 #include "agent/commands/Commands.h"
+#include "agent/redact/CaptureFile.h"
+#include "agent/redact/Redactor.h"
 #include "agent/scan/Wire.h"
 #include "agent/scan/WorkerPool.h"
 #include "base/Descriptor.h"
@@ -58,6 +61,7 @@ int runHelper(const Options& options) {
   if (std::find(kHelpers.begin(), kHelpers.end(), name) == kHelpers.end()) {
     throw Failure("no helper \"" + name + "\"; there are cpuid and diskscan");
   }
+  const std::optional<Redactor> redactor = makeRedactor(options);
   const Descriptor file(memfd_create("answer", MFD_CLOEXEC));
   Job job{nullptr, [&](int answer) { printAnswer(name, file, answer); }};
   job.startsPrograms = true;
@@ -66,7 +70,14 @@ int runHelper(const Options& options) {
   limits.jobs = 1;
   const GroupResult result = std::move(runJobs({job}, limits).front());
   if (result.status != Status::Absent) failAnswer(options, name, result);
-  writeOutput(options.output, readFromStart(file));
+  std::string text = readFromStart(file);
+  if (redactor) {
+    Replacements replacements(*redactor);
+    replacements.addHost(hostName());
+    learnAnswer(text, replacements);
+    text = redactAnswer(text, replacements);
+  }
+  writeOutput(options.output, text);
   return kAnswered;
 }
 

@@ -10,6 +10,8 @@
 #include "agent/Text.h"
 #include "agent/commands/Commands.h"
 #include "agent/commands/Reasons.h"
+#include "agent/redact/FirmwareRedaction.h"
+#include "agent/redact/Redactor.h"
 #include "agent/smbios/SmbiosDump.h"
 #include "agent/smbios/SmbiosText.h"
 
@@ -38,6 +40,17 @@ std::unique_ptr<SMBIOSTable> readMachine() {
   return table;
 }
 
+std::unique_ptr<SMBIOSTable> redacted(const SMBIOSTable& table, const Redactor& redactor,
+                                      bool isNative) {
+  const std::string bytes(reinterpret_cast<const char*>(table.getData()),
+                          static_cast<std::size_t>(table.getTotalLength()));
+  Replacements replacements(redactor);
+  replacements.addHost(hostName());
+  learnTable(bytes, replacements);
+  return decodeStructures(redactTable(bytes, replacements), table.getRevision(),
+                          table.getNumTables(), isNative);
+}
+
 void checkUsage(const Options& options) {
   if (!options.read.empty() && !options.machine.empty()) {
     throw Failure("--read names a file in place of a machine; leave out --machine");
@@ -52,7 +65,9 @@ void checkUsage(const Options& options) {
 
 int runSmbios(const Options& options) {
   checkUsage(options);
-  const auto table = options.read.empty() ? readMachine() : readDump(options.read, options.classic);
+  const std::optional<Redactor> redactor = makeRedactor(options);
+  auto table = options.read.empty() ? readMachine() : readDump(options.read, options.classic);
+  if (redactor) table = redacted(*table, *redactor, !options.classic);
   if (options.dump.empty()) {
     writeOutput(options.output, describeTable(*table));
   } else {

@@ -134,8 +134,8 @@ bool isDefault(unsigned long groupId, const kelAttribDef& attribute, const kelAt
   return text.empty() || (!isText(*record) && text.find_first_not_of("0 ") == text.npos);
 }
 
-Record makeTextRecord(unsigned long attribId, const std::string& ascii) {
-  const std::wstring text(ascii.begin(), ascii.end());
+Record makeTextRecord(unsigned long attribId, const std::string& utf8) {
+  const std::wstring text = String(utf8).toWide();
   const unsigned long count = text.size() + 1;
   const std::size_t textSize = count * sizeof(wchar_t);
   const std::size_t size = sizeof(kelAttribValue) + sizeof count + textSize;

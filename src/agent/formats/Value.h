@@ -37,7 +37,7 @@ const kelAttribValue* findRecord(const Row& row, unsigned long attribId);
 // Whether a value (null for none) is what it would be if no source had told it.
 bool isDefault(unsigned long groupId, const kelAttribDef& attribute, const kelAttribValue* record);
 
-// A string record of an ASCII text.
-Record makeTextRecord(unsigned long attribId, const std::string& ascii);
+// A string record of a text in UTF-8.
+Record makeTextRecord(unsigned long attribId, const std::string& utf8);
 
 }  // namespace invscan::agent

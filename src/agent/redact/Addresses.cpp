@@ -25,25 +25,57 @@ bool isDigit(char c) {
   return std::isxdigit(static_cast<unsigned char>(c)) != 0;
 }
 
-// The bytes of pairs of digits, with a mark between two or none; empty for anything else.
-std::string bytesOfPairs(std::string_view text, std::string_view mark) {
+// The bytes of pairs of digits, one behind the other; empty for anything else.
+std::string bytesOfPairs(std::string_view text) {
+  if (text.size() % 2 != 0 || !std::all_of(text.begin(), text.end(), isDigit)) return "";
   std::string bytes;
-  const std::size_t step = 2 + mark.size();
-  if (text.size() % step != 2 % step) return "";
-  for (std::size_t i = 0; i < text.size(); i += step) {
-    const std::string pair(text.substr(i, 2));
-    const bool isMarked = i + 2 == text.size() || text.substr(i + 2, mark.size()) == mark;
-    if (!isDigit(pair[0]) || !isDigit(pair[1]) || !isMarked) return "";
-    bytes += static_cast<char>(std::strtoul(pair.c_str(), nullptr, 16));
+  for (std::size_t i = 0; i < text.size(); i += 2) {
+    bytes += static_cast<char>(std::strtoul(std::string(text.substr(i, 2)).c_str(), nullptr, 16));
   }
   return bytes;
 }
 
-// Digits in groups of that many.
-std::string inGroups(const std::string& digits, std::size_t size) {
+// The same with a mark between two. In the addresses of Ethernet old commands leave out a leading
+// zero.
+std::string bytesOfMarkedPairs(std::string_view text, char mark) {
+  const auto count = static_cast<std::size_t>(std::count(text.begin(), text.end(), mark)) + 1;
+  std::string digits;
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::string_view pair = text.substr(0, text.find(mark));
+    const bool isShort = pair.size() == 1 && count == kLeastHardwareAddress;
+    if (pair.size() != 2 && !isShort) return "";
+    if (isShort) digits += '0';
+    digits += pair;
+    text.remove_prefix(std::min(pair.size() + 1, text.size()));
+  }
+  return bytesOfPairs(digits);
+}
+
+// Digits in groups of that many, with that between two.
+std::string inGroups(const std::string& digits, std::size_t size, std::string_view mark) {
   std::string text = digits.substr(0, size);
-  for (std::size_t i = size; i < digits.size(); i += size) text += ':' + digits.substr(i, size);
+  for (std::size_t i = size; i < digits.size(); i += size) {
+    text += mark;
+    text += digits.substr(i, size);
+  }
   return text;
+}
+
+// Digits with the marks of a text that has groups of 2 or 4 of them, or one of two where a
+// leading zero is missing.
+std::string inGroupsOf(std::string_view text, std::string_view digits) {
+  std::string result;
+  while (!text.empty()) {
+    const std::size_t length = std::min(text.find_first_of(":-."), text.size());
+    const std::size_t whole = std::min(std::max<std::size_t>(length, 2), digits.size());
+    result += digits.substr(whole - std::min(length, whole), std::min(length, whole));
+    digits.remove_prefix(whole);
+    text.remove_prefix(length);
+    if (text.empty()) break;
+    result += text.front();
+    text.remove_prefix(1);
+  }
+  return result;
 }
 
 // Turns each bit around or not, as the key and the bits before it say: the digest of the bytes
@@ -76,14 +108,16 @@ std::optional<Address> Address::ofBytes(std::string_view bytes) {
 }
 
 std::optional<Address> Address::spelled(const std::string& text) {
-  const std::string pairs = bytesOfPairs(text, ":");
-  if (pairs.size() >= kLeastHardwareAddress) return Address(pairs);
+  for (const char mark : {':', '-'}) {
+    const std::string pairs = bytesOfMarkedPairs(text, mark);
+    if (pairs.size() >= kLeastHardwareAddress) return Address(pairs);
+  }
   const auto bytes = addressBytes(text);
   return bytes ? std::optional(Address(*bytes)) : std::nullopt;
 }
 
 std::optional<Address> Address::inDigits(std::string_view text) {
-  const std::string bytes = bytesOfPairs(text, "");
+  const std::string bytes = bytesOfPairs(text);
   if (bytes.size() != sizeof(in6_addr)) return std::nullopt;
   return Address(bytes);
 }
@@ -125,19 +159,36 @@ Address Address::substitute(const Redactor& redactor) const {
   return result;
 }
 
+std::string Address::digits() const {
+  return hex(unsignedBytes(bytes_), bytes_.size(), kLowerHex);
+}
+
 std::string Address::spelledLike(std::string_view text) const {
-  const std::string digits = hex(unsignedBytes(bytes_), bytes_.size(), kLowerHex);
-  if (isIpv4() || isIpv6()) {
-    if (text.size() == kIpv6Digits && text.find(':') == text.npos) return digits;
-    if (isIpv6() && text.size() == kIpv6Digits + kIpv6Groups - 1) return inGroups(digits, 4);
+  const std::size_t mark = text.find_first_of(":-.");
+  const bool isInPairs = text.size() == 3 * bytes_.size() - 1;
+  if (mark == text.npos) return digits();
+  if (isIpv4() || (isIpv6() && !isInPairs)) {
+    if (text.size() == kIpv6Digits + kIpv6Groups - 1) return inGroups(digits(), 4, ":");
     char spelled[INET6_ADDRSTRLEN];
     return inet_ntop(isIpv4() ? AF_INET : AF_INET6, bytes_.data(), spelled, sizeof spelled);
   }
-  std::string pairs = inGroups(digits, 2);
+  std::string result = inGroupsOf(text, digits());
   const bool isLower =
       std::any_of(text.begin(), text.end(), [](char c) { return c >= 'a' && c <= 'f'; });
-  if (!isLower) std::transform(pairs.begin(), pairs.end(), pairs.begin(), ::toupper);
-  return pairs;
+  // Those without a letter are of firmware and old commands, which have upper case.
+  if (!isLower) std::transform(result.begin(), result.end(), result.begin(), ::toupper);
+  return result;
+}
+
+std::vector<std::string> Address::otherSpellings() const {
+  constexpr char kLocalBit = 2;
+  if (bytes_.size() != kLeastHardwareAddress) return {};
+  std::string identifier = bytes_.substr(0, 3) + "\xFF\xFE" + bytes_.substr(3);
+  const std::string plain = Address(identifier).digits();
+  identifier[0] = static_cast<char>(identifier[0] ^ kLocalBit);
+  const std::string local = Address(identifier).digits();
+  return {digits(), inGroups(digits(), 4, "."), plain,
+          local,    inGroups(plain, 4, ":"),    inGroups(local, 4, ":")};
 }
 
 }  // namespace invscan::agent

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "agent/redact/Redactor.h"
 
@@ -17,7 +18,7 @@ class Address {
   static std::optional<Address> ofBytes(std::string_view bytes);
 
   // What a whole text spells: a dotted quad, an IPv6 address, or six and more pairs of digits
-  // joined by ':'. None when it is none of these.
+  // joined by ':' or '-'; the leading zeros of six may be missing. None when it is none of these.
   static std::optional<Address> spelled(const std::string& text);
 
   // An IPv6 address in 32 digits.
@@ -37,10 +38,15 @@ class Address {
   // Written in the way of that text.
   std::string spelledLike(std::string_view text) const;
 
+  // The ways in which an address of Ethernet is written beside pairs joined by ':', in lower case,
+  // and the identifiers that IPv6 makes of it; none for other addresses.
+  std::vector<std::string> otherSpellings() const;
+
  private:
   explicit Address(std::string_view bytes) : bytes_(bytes) {}
   bool isIpv4() const;
   bool isIpv6() const;
+  std::string digits() const;
 
   std::string bytes_;
 };

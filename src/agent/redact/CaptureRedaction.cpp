@@ -1,313 +1,228 @@
 #include "agent/redact/CaptureRedaction.h"
 
 #include <fcntl.h>
+#include <linux/openat2.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
-#include <functional>
-#include <iterator>
+#include <climits>
+#include <optional>
 #include <string_view>
-#include <vector>
-
-#include <nlohmann/json.hpp>
+#include <utility>
 
 #include "agent/Failure.h"
-#include "agent/Output.h"
 #include "agent/Text.h"
-#include "agent/redact/NetlinkRedaction.h"
+#include "agent/redact/CaptureFile.h"
+#include "agent/redact/FirmwareRedaction.h"
+#include "agent/redact/MachineFacts.h"
 #include "agent/redact/Replacements.h"
-#include "base/Descriptor.h"
-#include "base/Hex.h"
+#include "base/RegularFile.h"
+#include "base/WrittenFile.h"
 
 namespace invscan::agent {
 namespace {
 
-namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
+constexpr char kMachine[] = "machine.json";
+constexpr char kRoot[] = "root";
+constexpr char kMemory[] = "/dev/mem";
+constexpr std::size_t kLargestFile = 64 << 20;
+constexpr std::size_t kLargestFacts = 1 << 30;
 
-constexpr mode_t kMode = 0600;
-constexpr auto npos = std::string::npos;
-constexpr std::size_t kLargestExtent = 64 << 20;
-
-[[noreturn]] void fail(const fs::path& path, const std::string& problem) {
-  throw Failure(path.string() + ": " + problem + "; the capture could not be redacted");
+[[noreturn]] void fail(const std::string& name, const std::string& problem) {
+  throw Failure(name + ": " + problem + "; the capture could not be redacted");
 }
 
-Descriptor openFile(const fs::path& path) {
-  Descriptor file(open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
-  if (!file) fail(path, errorText(errno));
-  return file;
+Descriptor openBelow(const Descriptor& directory, const std::string& path, int flags) {
+  open_how how{};
+  how.flags = static_cast<unsigned>(flags | O_NOFOLLOW | O_CLOEXEC);
+  how.mode = (flags & O_CREAT) != 0 ? S_IRUSR | S_IWUSR : 0;
+  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS;
+  return Descriptor(
+      static_cast<int>(syscall(SYS_openat2, directory.get(), path.c_str(), &how, sizeof how)));
 }
 
-off_t sizeOf(const Descriptor& file) {
-  struct stat status {};
-  return fstat(file.get(), &status) == 0 ? status.st_size : 0;
-}
+struct Entry {
+  std::string path;    // of the machine: "/etc/os-release"
+  std::string target;  // of a link
+  mode_t kind = 0;
 
-std::string contentsOf(const fs::path& path) {
-  const Descriptor file = openFile(path);
-  std::string text;
-  if (!readAll(file.get(), text, kLargestExtent)) fail(path, errorText(errno));
-  if (text.size() == kLargestExtent) fail(path, "too large");
-  return text;
-}
-
-// A part of a file between two holes.
-struct Extent {
-  off_t begin;
-  std::size_t length;
+  std::string below() const { return path.substr(1); }
 };
 
-std::vector<Extent> extentsOf(const Descriptor& file) {
-  std::vector<Extent> extents;
-  off_t end = 0;
-  for (off_t begin; (begin = lseek(file.get(), end, SEEK_DATA)) >= 0;) {
-    end = lseek(file.get(), begin, SEEK_HOLE);
-    if (end <= begin) break;
-    extents.push_back({begin, static_cast<std::size_t>(end - begin)});
+std::string linkTarget(const Descriptor& directory, const std::string& name) {
+  char target[PATH_MAX];
+  const ssize_t length = readlinkat(directory.get(), name.c_str(), target, sizeof target);
+  return std::string(target, length > 0 ? static_cast<std::size_t>(length) : 0);
+}
+
+class Copy {
+ public:
+  Copy(const Descriptor& source, const Descriptor& target, const Scan& scan,
+       const Redactor& redactor, const std::function<void()>& heed)
+      : source_(source), target_(target), heed_(heed), replacements_(scan, redactor) {}
+
+  CaptureRedaction run() try {
+    const Json machine = readFacts();
+    list();
+    learn(machine);
+    if (mkdirat(target_.get(), kRoot, S_IRWXU) != 0) fail(kRoot, errorText(errno));
+    root_ = openBelow(target_, kRoot, O_PATH | O_DIRECTORY);
+    for (const Entry& entry : entries_) counted([&] { write(entry); });
+    counted([&] {
+      const Json facts = redactFacts(machine, replacements_, done_.leftOut);
+      done_.facts = facts.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
+    });
+    done_.replaced = replacements_.count();
+    return std::move(done_);
+  } catch (const WriteError& error) {
+    fail(kRoot, error.what());
   }
-  return extents;
-}
 
-// A sparse image of memory keeps its holes: what changes is written in place.
-void redactImage(const fs::path& path, Replacements& replacements) {
-  const Descriptor file = openFile(path);
-  for (const auto& [begin, length] : extentsOf(file)) {
-    if (length > kLargestExtent) fail(path, "too large");
-    std::string bytes(length, '\0');
-    const auto count = static_cast<ssize_t>(length);
-    if (pread(file.get(), bytes.data(), length, begin) != count) fail(path, "cannot be read");
-    const std::string redacted = replacements.inBytes(bytes);
-    if (redacted == bytes) continue;
-    if (pwrite(file.get(), redacted.data(), length, begin) != count) fail(path, errorText(errno));
+ private:
+  Json readFacts() const {
+    const Descriptor file = openSource(source_, kMachine);
+    std::string text;
+    if (!file || !readAll(file.get(), text, kLargestFacts)) fail(kMachine, errorText(errno));
+    Json machine = Json::parse(text, nullptr, false);
+    if (!machine.is_object()) fail(kMachine, "not of a capture");
+    return machine;
   }
-}
 
-template <class Replace>
-void redactWhole(const fs::path& path, Replace replace) {
-  const std::string text = contentsOf(path);
-  const std::string redacted = replace(text);
-  if (redacted != text) writeFile(path, redacted, kMode);
-}
-
-void redactFile(const fs::path& path, Replacements& replacements) {
-  if (sizeOf(openFile(path)) >= static_cast<off_t>(kLargestExtent)) {
-    redactImage(path, replacements);
-    return;
+  // A regular file.
+  static Descriptor openSource(const Descriptor& directory, const std::string& path) {
+    int error = 0;
+    Descriptor file = openIfRegular(
+        [&](int flags) { return openBelow(directory, path, flags).release(); }, error);
+    if (error) errno = error;
+    return file;
   }
-  redactWhole(path, [&](const std::string& text) {
-    const bool isBinary = text.find('\0') != text.npos;
-    return isBinary ? replacements.inBytes(text) : replacements.inText(text);
-  });
-}
 
-std::string bytesFromHex(const std::string& digits) {
-  std::string bytes;
-  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
-    bytes += static_cast<char>(std::strtoul(digits.substr(i, 2).c_str(), nullptr, 16));
+  Descriptor openSource(const Entry& entry) const { return openSource(files_, entry.below()); }
+
+  void list() {
+    constexpr int kDeepest = 200;
+    files_ = openBelow(source_, kRoot, O_RDONLY | O_DIRECTORY);
+    if (files_) list(files_, "/", kDeepest);
   }
-  return bytes;
-}
 
-std::string hexOf(const std::string& bytes) {
-  return hex(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), kLowerHex);
-}
-
-std::string redactHex(const std::string& digits, Replacements& replacements) {
-  return hexOf(replacements.inBytes(bytesFromHex(digits)));
-}
-
-bool holdsHex(std::string_view key) {
-  return key == "devices" || key == "cpuid" || key == "guest_channel" || key.ends_with("_hex");
-}
-
-// All texts below a place in machine.json, names of members included.
-Json redactJson(const Json& json, bool isHex, Replacements& replacements) {
-  if (json.is_string()) {
-    const auto text = json.get<std::string>();
-    return isHex ? redactHex(text, replacements) : replacements.inText(text);
+  void list(const Descriptor& directory, const std::string& path, int depth) {
+    std::vector<std::string> names = namesIn(directory);
+    std::sort(names.begin(), names.end());
+    for (const std::string& name : names) {
+      heed_();
+      struct stat status {};
+      if (fstatat(directory.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) continue;
+      const mode_t kind = status.st_mode & S_IFMT;
+      entries_.push_back({path + name, kind == S_IFLNK ? linkTarget(directory, name) : "", kind});
+      if (kind != S_IFDIR) continue;
+      const Descriptor inner = openBelow(directory, name, O_RDONLY | O_DIRECTORY);
+      inner&& depth > 0 ? list(inner, path + name + "/", depth - 1) : leaveOut(path + name);
+    }
   }
-  if (!json.is_structured()) return json;
-  Json result = json.is_array() ? Json::array() : Json::object();
-  for (const auto& [key, value] : json.items()) {
-    if (json.is_array()) {
-      result.push_back(redactJson(value, isHex, replacements));
+
+  void leaveOut(const std::string& what) { done_.leftOut.push_back(what); }
+
+  template <class Work>
+  void counted(Work work) {
+    heed_();
+    const std::size_t before = replacements_.count();
+    work();
+    if (replacements_.count() > before) ++done_.files;
+  }
+
+  // The whole file; none for one that is not to be read, or too large.
+  std::optional<std::string> contentsOf(const Entry& entry) const {
+    const Descriptor file = openSource(entry);
+    std::string text;
+    if (!file || !readAll(file.get(), text, kLargestFile) || text.size() == kLargestFile) {
+      return std::nullopt;
+    }
+    return text;
+  }
+
+  // A small file that was changed on its way here may have NULs behind its text.
+  static std::string_view textOf(std::string_view contents) {
+    return contents.substr(0, contents.find_last_not_of('\0') + 1);
+  }
+
+  void learn(const Json& machine) {
+    learnFacts(machine, replacements_);
+    for (const Entry& entry : entries_) {
+      heed_();
+      if (entry.kind != S_IFREG) continue;
+      if (entry.path == kMemory) {
+        learnImage(openSource(entry).get(), replacements_);
+      } else if (const auto contents = contentsOf(entry)) {
+        const std::string_view text = textOf(*contents);
+        ruleOf(entry.path, text).learn(text, replacements_);
+      }
+    }
+  }
+
+  std::optional<std::string> redacted(const Entry& entry) {
+    const auto contents = contentsOf(entry);
+    if (!contents) return std::nullopt;
+    const std::string text(textOf(*contents));
+    const FileRule& rule = ruleOf(entry.path, text);
+    if (!rule.redact) return std::nullopt;
+    std::string result = rule.redact(text, replacements_);
+    return result + contents->substr(text.size());
+  }
+
+  void write(const Entry& entry) {
+    const std::string path = replacements_.inPath(entry.below());
+    if (entry.kind == S_IFDIR) {
+      if (mkdirat(root_.get(), path.c_str(), S_IRWXU) != 0) fail(path, errorText(errno));
+    } else if (entry.kind == S_IFLNK) {
+      const std::string target = replacements_.inPath(entry.target);
+      if (symlinkat(target.c_str(), root_.get(), path.c_str()) != 0) fail(path, errorText(errno));
+    } else if (entry.kind != S_IFREG) {
+      leaveOut(entry.path);
+    } else if (entry.path == kMemory) {
+      writeMemory(entry, path);
     } else {
-      result[replacements.inText(key)] = redactJson(value, isHex || holdsHex(key), replacements);
+      writeFile(entry, path);
     }
   }
-  return result;
-}
 
-// Commands and files that list addresses of neighbours and networks, too.
-constexpr std::string_view kListingCommands[] = {"ifconfig ", "/sbin/ifconfig ", "netstat ",
-                                                 "nslookup "};
-constexpr std::string_view kListingFiles[] = {"etc/resolv.conf", "run/systemd/resolve/resolv.conf"};
-// Name users and servers, also in lines that no group has a row for.
-constexpr struct {
-  std::string_view name;
-  MountTable table;
-} kMountTables[] = {{"etc/mtab", MountTable::Mounts},
-                    {"proc/mounts", MountTable::Mounts},
-                    {"proc/self/mounts", MountTable::Mounts},
-                    {"proc/self/mountinfo", MountTable::MountInfo},
-                    {"proc/swaps", MountTable::Swaps}};
-constexpr std::string_view kIpv6Routes = "proc/net/ipv6_route";
-
-bool listsAddresses(const std::string& line) {
-  return std::any_of(std::begin(kListingCommands), std::end(kListingCommands),
-                     [&](std::string_view command) { return line.starts_with(command); });
-}
-
-void learnMachine(const Json& machine, Replacements& replacements) {
-  for (const Json& command : machine.value("commands", Json::array())) {
-    if (listsAddresses(command.value("line", ""))) replacements.learn(command.value("output", ""));
+  Descriptor make(const std::string& path) const {
+    Descriptor file = openBelow(root_, path, O_RDWR | O_CREAT | O_EXCL);
+    if (!file) fail(path, errorText(errno));
+    return file;
   }
-  for (const Json& helper : machine.value("helpers", Json::array())) {
-    replacements.learnAnswer(helper.value("output", ""));
-  }
-  for (const char* section : {"hosts", "interfaces"}) {
-    if (machine.contains(section)) replacements.learn(machine[section].dump());
-  }
-}
 
-// Of what a hypervisor told over its port only the version is kept: other commands tell a guest its
-// UUID, in registers, which no token fits.
-void keepVersionOnly(Json& channel) {
-  constexpr std::string_view kGetVersion = "0000000a.";
-  Json kept = Json::object();
-  for (const auto& [call, registers] : channel.items()) {
-    if (call.starts_with(kGetVersion)) kept[call] = registers;
+  void writeFile(const Entry& entry, const std::string& path) {
+    const auto contents = redacted(entry);
+    if (!contents) return leaveOut(entry.path);
+    if (!writeAll(make(path).get(), *contents)) fail(path, errorText(errno));
   }
-  channel = std::move(kept);
-}
 
-void learnFiles(const fs::path& root, Replacements& replacements) {
-  const auto isFile = [](const fs::path& path) {
-    return fs::is_regular_file(fs::symlink_status(path));
-  };
-  for (const std::string_view name : kListingFiles) {
-    if (isFile(root / name)) replacements.learn(contentsOf(root / name));
+  void writeMemory(const Entry& entry, const std::string& path) {
+    const Descriptor image = openSource(entry);
+    const Descriptor target = make(path);
+    const int error = image ? redactImage(image.get(), target.get(), replacements_) : errno;
+    if (!error) return;
+    leaveOut(entry.path);
+    unlinkat(root_.get(), path.c_str(), 0);
   }
-  if (isFile(root / kIpv6Routes)) replacements.learnDigits(contentsOf(root / kIpv6Routes));
-}
 
-// Dumps whose messages are in digits, as they are recorded; others go.
-Json redactNetlink(const Json& dumps, Replacements& replacements) {
-  Json result = Json::object();
-  for (const auto& [request, dump] : dumps.items()) {
-    if (!dump.is_array()) continue;
-    Json& datagrams = result[request] = Json::array();
-    for (const Json& datagram : dump) {
-      if (!datagram.is_string()) continue;
-      const std::string bytes = redactDatagram(bytesFromHex(datagram), replacements);
-      datagrams.push_back(hexOf(bytes));
-    }
-  }
-  return result;
-}
-
-// What a device answers with is its names in bytes, or its serial number with bytes changed about.
-bool tellsNames(std::string_view command) {
-  return command.find(" ata ") != command.npos || command.find(" scsi 120183") != command.npos;
-}
-
-void dropNames(Json& devices) {
-  Json kept = Json::object();
-  for (const auto& [command, answer] : devices.items()) {
-    if (!tellsNames(command)) kept[command] = answer;
-  }
-  devices = std::move(kept);
-}
-
-// Files that hold the same.
-bool holdsNames(const fs::path& path) {
-  const std::string name = path.filename();
-  return name == "vpd_pg83" || (name == "identify" && path.string().find("/proc/ide/") != npos);
-}
-
-// udev knows a device by many names. Of a record stays what a scan reads, and of that a serial
-// number only as a token.
-void redactUdevRecord(const fs::path& path, Replacements& replacements) {
-  constexpr std::string_view kPlain[] = {"ID_MODEL_ENC", "ID_USB_MODEL_ENC", "ID_VENDOR_ENC",
-                                         "ID_FS_TYPE"};
-  constexpr std::string_view kSerial[] = {"SCSI_IDENT_SERIAL", "ID_SCSI_SERIAL", "ID_SERIAL_SHORT"};
-  const auto isAmong = [](const auto& keys, std::string_view key) {
-    return std::find(std::begin(keys), std::end(keys), key) != std::end(keys);
-  };
-  const std::string text = contentsOf(path);
-  std::string kept;
-  for (std::string_view rest = text; !rest.empty();) {
-    const std::string line(rest.substr(0, rest.find('\n')));
-    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
-    const std::string_view key = std::string_view(line).substr(0, line.find('='));
-    if (!key.starts_with("E:")) continue;
-    const std::string redacted = replacements.inText(line);
-    const bool isKept =
-        isAmong(kPlain, key.substr(2)) || (isAmong(kSerial, key.substr(2)) && redacted != line);
-    if (isKept) kept += redacted + "\n";
-  }
-  writeFile(path, kept, kMode);
-}
-
-void redactMachine(const fs::path& path, const Json& machine, Replacements& replacements) {
-  constexpr char kNetlink[] = "netlink";
-  Json rest = machine;
-  rest.erase(kNetlink);
-  Json redacted = redactJson(rest, false, replacements);
-  if (machine.contains(kNetlink)) {
-    redacted[kNetlink] = redactNetlink(machine[kNetlink], replacements);
-  }
-  if (redacted.contains("devices")) dropNames(redacted["devices"]);
-  if (redacted.contains("guest_channel")) keepVersionOnly(redacted["guest_channel"]);
-  if (redacted != machine) {
-    writeFile(path, redacted.dump(1, ' ', false, Json::error_handler_t::replace) + "\n", kMode);
-  }
-}
+  const Descriptor& source_;
+  const Descriptor& target_;
+  const std::function<void()>& heed_;
+  Replacements replacements_;
+  Descriptor files_, root_;
+  std::vector<Entry> entries_;
+  CaptureRedaction done_;
+};
 
 }  // namespace
 
-CaptureRedaction redactCapture(const std::string& directory, const Scan& scan,
-                               const Redactor& redactor) {
-  Replacements replacements(scan, redactor);
-  CaptureRedaction done;
-  const auto redact = [&](auto redactOne, const fs::path& path) {
-    const std::size_t before = replacements.count();
-    redactOne(path, replacements);
-    if (replacements.count() > before) ++done.files;
-  };
-
-  const fs::path machineFile = fs::path(directory) / "machine.json";
-  const fs::path root = fs::path(directory) / "root";
-  for (const auto& [name, table] : kMountTables) {
-    if (!fs::is_regular_file(fs::symlink_status(root / name))) continue;
-    redact(
-        [kind = table](const fs::path& path, Replacements& all) {
-          redactWhole(path, [&](const std::string& text) { return all.inMounts(text, kind); });
-        },
-        root / name);
-  }
-  const Json machine = Json::parse(contentsOf(machineFile));
-  learnMachine(machine, replacements);
-  learnFiles(root, replacements);
-  redact([&](const fs::path& path, auto&) { redactMachine(path, machine, replacements); },
-         machineFile);
-  std::vector<fs::path> files;
-  for (const auto& entry : fs::recursive_directory_iterator(root)) {
-    if (entry.is_regular_file() && !entry.is_symlink()) files.push_back(entry.path());
-  }
-  const fs::path records = root / "run/udev/data";
-  for (const fs::path& file : files) {
-    if (holdsNames(file)) {
-      fs::remove(file);
-    } else {
-      redact(file.parent_path() == records ? redactUdevRecord : redactFile, file);
-    }
-  }
-  done.replaced = replacements.count();
-  return done;
+CaptureRedaction redactCapture(const Descriptor& source, const Descriptor& target, const Scan& scan,
+                               const Redactor& redactor, const std::function<void()>& heed) {
+  return Copy(source, target, scan, redactor, heed).run();
 }
 
 }  // namespace invscan::agent

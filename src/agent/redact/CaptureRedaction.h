@@ -1,27 +1,32 @@
-// Takes the sensitive values out of a finished capture.
+// Makes a capture without sensitive values of one that has them.
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "agent/redact/Redactor.h"
 #include "agent/scan/Scan.h"
+#include "base/Descriptor.h"
 
 namespace invscan::agent {
 
 struct CaptureRedaction {
+  std::string facts;  // the text of machine.json
   std::size_t replaced = 0;
-  std::size_t files = 0;  // that held any
+  std::size_t files = 0;               // that held any
+  std::vector<std::string> leftOut{};  // what could not be checked, by path or question
 };
 
-// Replaces the sensitive values of the scan that was captured, and the host name, wherever they
-// stand as whole words in machine.json and in the files; each file changes as a whole. Addresses
-// become others of their kind (Addresses.h), the same everywhere, so that what a replay finds still
-// belongs together; those of neighbours, too, where they are listed. In binary files and answers a
-// value becomes as many digits of its token, and addresses in network order are found too. Netlink
-// datagrams are written anew (NetlinkRedaction.h). A value of less than four characters is replaced
-// only where it is a line or a JSON text of its own. Throws Failure.
-CaptureRedaction redactCapture(const std::string& directory, const Scan& scan,
-                               const Redactor& redactor);
+// Writes a redacted copy of a finished capture into another directory, where nothing of a capture
+// stands yet, but for its machine.json: when that is there, the copy is a capture. What is
+// sensitive is known by where it stands (CaptureFile.h, MachineFacts.h, FirmwareSecrets.h),
+// whatever was scanned, by its form, and by the scan; then it is replaced wherever it stands
+// (Replacements.h), in names of files, too. Addresses become others of their kind, the same
+// everywhere, so that what a replay finds still belongs together. The source is hostile: nothing
+// but regular files below it is read. Calls heed() between two files. Throws Failure.
+CaptureRedaction redactCapture(const Descriptor& source, const Descriptor& target, const Scan& scan,
+                               const Redactor& redactor, const std::function<void()>& heed);
 
 }  // namespace invscan::agent

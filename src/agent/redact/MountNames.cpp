@@ -29,17 +29,17 @@ constexpr std::string_view kKnownParts[] = {
     "glusterfs", "gvfs",      "gvfsd-fuse",  "home",        "http",        "https",
     "hugepages", "hugetlb",   "hugetlbfs",   "kernel",      "lib",         "local",
     "localhost", "log",       "lost+found",  "lxcfs",       "mail",        "mapper",
-    "media",     "memory",    "merged",      "mnt",         "mqueue",      "net",
-    "net_cls",   "net_prio",  "nfs",         "nfsd",        "none",        "nsfs",
-    "opt",       "overlay",   "perf_event",  "pid",         "pids",        "portal",
-    "proc",      "pstore",    "pts",         "ramfs",       "rclone",      "rdma",
-    "remote",    "root",      "rootfs",      "rpc_pipefs",  "run",         "s3fs",
-    "sbin",      "security",  "securityfs",  "selinux",     "selinuxfs",   "share",
-    "shm",       "snap",      "snapd",       "spool",       "srv",         "sshfs",
-    "sunrpc",    "swap",      "swap.img",    "swapfile",    "sys",         "sysfs",
-    "systemd",   "systemd-",  "tcp",         "tmp",         "tmpfs",       "tracefs",
-    "tracing",   "udev",      "unified",     "user",        "usr",         "var",
-    "virtio",    "www"};
+    "media",     "memory",    "merged",      "misc",        "mnt",         "mqueue",
+    "net",       "net_cls",   "net_prio",    "nfs",         "nfsd",        "none",
+    "nsfs",      "opt",       "overlay",     "perf_event",  "pid",         "pids",
+    "portal",    "proc",      "pstore",      "pts",         "ramfs",       "rclone",
+    "rdma",      "remote",    "root",        "rootfs",      "rpc_pipefs",  "run",
+    "s3fs",      "sbin",      "security",    "securityfs",  "selinux",     "selinuxfs",
+    "share",     "shm",       "snap",        "snapd",       "spool",       "srv",
+    "sshfs",     "sunrpc",    "swap",        "swap.img",    "swapfile",    "sys",
+    "sysfs",     "systemd",   "systemd-",    "tcp",         "tmp",         "tmpfs",
+    "tracefs",   "tracing",   "udev",        "unified",     "user",        "usr",
+    "var",       "virtio",    "www"};
 
 // Kernel's names of disks: letters behind the first four count disks, digits the others.
 constexpr std::string_view kLetteredDisks[] = {"sd", "hd", "vd", "xvd"};

@@ -160,4 +160,20 @@ std::string redactDatagram(std::string_view datagram, Replacements& replacements
   return result;
 }
 
+void learnDatagram(std::string_view datagram, Replacements& replacements) {
+  NetlinkMessage message;
+  for (NetlinkMessages messages(datagram); messages.next(message);) {
+    for (const auto& [type, recordSize, known] : kMessages) {
+      if (message.type != type) continue;
+      NetlinkAttributes all(message, recordSize);
+      for (NetlinkAttribute attribute; all.next(attribute);) {
+        const bool isAddress = std::any_of(known.begin(), known.end(), [&](const Known& each) {
+          return each.type == attribute.type && each.content == Content::Address;
+        });
+        if (isAddress) replacements.addAddress(attribute.value);
+      }
+    }
+  }
+}
+
 }  // namespace invscan::agent

@@ -13,4 +13,7 @@ namespace invscan::agent {
 // replaced, and sensitive words in names.
 std::string redactDatagram(std::string_view datagram, Replacements& replacements);
 
+// From now on the addresses in its messages are sensitive, in every spelling.
+void learnDatagram(std::string_view datagram, Replacements& replacements);
+
 }  // namespace invscan::agent

@@ -18,6 +18,8 @@
 #include "agent/Text.h"
 #include "agent/formats/Value.h"
 #include "agent/redact/MountNames.h"
+#include "agent/redact/Placeholders.h"
+#include "agent/redact/Replacements.h"
 #include "base/Descriptor.h"
 #include "base/Hex.h"
 #include "base/WrittenFile.h"
@@ -121,7 +123,9 @@ Redactor::Redactor() : key_(loadKey()) {
 
 std::string Redactor::token(const std::string& value) const {
   constexpr std::size_t kShownBytes = 8;
-  return "redacted-" + hex(keyedHash(key_, value).data(), kShownBytes, kLowerHex);
+  std::string lower = value;
+  for (char& c : lower) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+  return "redacted-" + hex(keyedHash(key_, lower).data(), kShownBytes, kLowerHex);
 }
 
 std::string Redactor::replacement(const kelGroupDef& group, const kelAttribValue& record) const {
@@ -134,12 +138,17 @@ std::string Redactor::noise(const std::string& text) const {
 }
 
 void Redactor::redact(Scan& scan) const {
-  if (!scan.hostName.empty()) scan.hostName = token(scan.hostName);
+  Replacements replacements(scan, *this);
+  if (!isCommonHostName(scan.hostName)) scan.hostName = token(scan.hostName);
   for (GroupResult& result : scan.groups) {
     for (Row& row : result.rows) {
       for (Record& record : row) {
-        if (!isSecret(*result.group, *record)) continue;
-        record = makeTextRecord(record->attribId, replacement(*result.group, *record));
+        const bool isWhole = isSecret(*result.group, *record);
+        if (!isWhole && record->kelType != KEL_STRING) continue;
+        const std::string value = plainText(*record);
+        const std::string redacted =
+            isWhole ? replacement(*result.group, *record) : replacements.inText(value);
+        if (redacted != value) record = makeTextRecord(record->attribId, redacted);
       }
     }
   }
@@ -159,7 +168,10 @@ bool isSecret(const kelGroupDef& group, const kelAttribValue& record) {
   const kelAttribDef* attribute = getAttribDefinitionFromId(&group, record.attribId);
   // What nothing is known about may be anything.
   if (!traits || !attribute) return true;
-  return traits->sensitive && !isDefault(group.id, *attribute, &record);
+  if (!traits->sensitive || isDefault(group.id, *attribute, &record)) return false;
+  if (traits->isPath || !isText(record)) return true;
+  const std::string value = plainText(record);
+  return !isPlaceholder(value) && !isCommonHostName(value);
 }
 
 }  // namespace invscan::agent

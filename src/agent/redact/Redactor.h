@@ -17,7 +17,7 @@ class Redactor {
   // Throws Failure when it cannot be had.
   Redactor();
 
-  // "redacted-" and 16 hexadecimal digits.
+  // "redacted-" and 16 hexadecimal digits, the same for a text in either case.
   std::string token(const std::string& value) const;
 
   // What stands for a sensitive value of that group: its token, or the path with tokens for parts.
@@ -26,7 +26,8 @@ class Redactor {
   // 32 bytes that nobody without the key can tell.
   std::string noise(const std::string& text) const;
 
-  // Replaces sensitive values and the host name. Values that no source told stay as they are.
+  // Replaces sensitive values and the host name, also where they stand inside other values. Values
+  // that no source told stay as they are, and so do placeholders (Placeholders.h).
   void redact(Scan& scan) const;
 
  private:
@@ -39,7 +40,7 @@ std::optional<Redactor> makeRedactor(const Options& options);
 // Whether the record holds a path or the name of something mounted.
 bool isPath(const kelGroupDef& group, const kelAttribValue& record);
 
-// Whether the record holds a sensitive value that a source told.
+// Whether the record holds a sensitive value that a source told, and no placeholder.
 bool isSecret(const kelGroupDef& group, const kelAttribValue& record);
 
 }  // namespace invscan::agent

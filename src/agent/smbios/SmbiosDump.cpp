@@ -11,6 +11,7 @@
 #include "agent/Failure.h"
 #include "agent/Output.h"
 #include "agent/Text.h"
+#include "agent/smbios/EntryPoints.h"
 #include "base/RegularFile.h"
 #include "base/Trim.h"
 
@@ -106,23 +107,6 @@ class TextDumpReader {
 
 constexpr std::size_t kEntryPointSize = 32;
 
-struct EntryPointForm {
-  std::string_view anchor;
-  std::size_t addressAt, addressSize;
-  std::size_t lengthAt;  // 0: a table may be shorter than announced
-};
-
-constexpr EntryPointForm kEntryPointForms[] = {
-    {"_SM3_", 0x10, 8, 0}, {"_SM_", 0x18, 4, 0x16}, {"_DMI_", 0x08, 4, 0x06}};
-
-std::uint64_t number(std::string_view bytes, std::size_t at, std::size_t size) {
-  std::uint64_t value = 0;
-  for (std::size_t i = size; i-- > 0;) {
-    value = value << 8 | static_cast<unsigned char>(bytes[at + i]);
-  }
-  return value;
-}
-
 const EntryPointForm* entryPointForm(std::string_view bytes) {
   if (bytes.size() < kEntryPointSize) return nullptr;
   for (const EntryPointForm& form : kEntryPointForms) {
@@ -135,10 +119,12 @@ const EntryPointForm* entryPointForm(std::string_view bytes) {
 // memory.
 std::string structuresOf(const std::string& file, const std::string& bytes,
                          const EntryPointForm& form) {
-  const std::uint64_t address = number(bytes, form.addressAt, form.addressSize);
+  const std::uint64_t address = numberAt(bytes, form.addressAt, form.addressSize);
   const bool isInFile = address >= kEntryPointSize && address < bytes.size();
   std::string structures = bytes.substr(isInFile ? address : kEntryPointSize);
-  const std::size_t announced = form.lengthAt != 0 ? number(bytes, form.lengthAt, 2) : 0;
+  // A table of the 64-bit form may be shorter than announced.
+  const bool isExact = form.lengthSize == 2;
+  const std::size_t announced = isExact ? numberAt(bytes, form.lengthAt, form.lengthSize) : 0;
   if (structures.size() < announced) {
     throw Failure(file + ": not a usable dump: " + std::to_string(structures.size()) + " of " +
                   counted(announced, "byte") + " are there");
