@@ -35,7 +35,7 @@ SERIAL, WWN, NODE = "S3Z8NB0K123456A", "5002538e40a1b2c3", "esx-host-17"
 INSTALLATION, BOOT = "0f343b0931126a20f133d67c2b018a3b", "5b2e6a1c-94d0-4f0b-9d5a-3b1f6c0d7e8f"
 PLANTED = [MAC, DIGITS, EUI, HOST, DOMAIN, USER, SERIAL, WWN, NODE, INSTALLATION, BOOT,
            "08-00-27-ab-cd-ef", "a00:27ff:feab:cdef", "0800.27ab.cdef", SERIAL.encode().hex(),
-           "192.0.2.77", "9d7e4c10"]
+           "192.0.2.77", "9d7e4c10", "68016775HA"]
 PAGE = b"\0\x80\0" + bytes([len(SERIAL)]) + SERIAL.encode()
 FILES = {
     "etc/hosts": f"127.0.0.1 localhost\n192.0.2.77 {HOST.title()}.{DOMAIN} {HOST}\n",
@@ -48,6 +48,8 @@ FILES = {
     f"sys/class/net/enx{DIGITS}/address": MAC + "\n",
     "sys/class/fc_host/host0/symbolic_name": f"QLE2562 FW:v5 HN:{HOST.upper()}.{DOMAIN}\n",
     "sys/class/fc_host/host0/port_name": f"0x{WWN}\n",
+    "proc/rd/c0/current_status": "  Vendor: IBM  Model: X\n  Serial Number: 68016775HA  Disk\n",
+    "sys/block/dm-0/dm/name": f"vg-{USER}\n",
     "sys/block/sda/device/wwid": f"t10.ATA     Samsung SSD {SERIAL}\n",
     "sys/block/sda/device/vpd_pg80": PAGE, "sys/block/sda/device/vpd_pg83": PAGE,
     "sys/block/sda/device/name": f"nvme.144d-{SERIAL.encode().hex()} naa.{WWN}\n",

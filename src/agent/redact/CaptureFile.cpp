@@ -1,7 +1,7 @@
 #include "agent/redact/CaptureFile.h"
 
 #include <algorithm>
-#include <functional>
+#include <cctype>
 #include <iterator>
 
 #include "agent/redact/DiskAnswers.h"
@@ -224,9 +224,10 @@ std::string keepAll(Text text, Replacements&) {
 
 template <MountTable table>
 constexpr FileRule kMountTable{learnMountTable<table>, redactMountTable<table>};
-constexpr FileRule kText{learnNothing, redactText};
+constexpr FileRule kText{learnText, redactText};
 constexpr FileRule kUnknown{learnNothing, nullptr};
 constexpr FileRule kZone{learnNothing, keepAll};
+constexpr FileRule kMapped{learnNothing, redactNames};
 constexpr FileRule kIdentity{learnIdentityText, redactIdentityText};
 constexpr FileRule kValues{learnValues, redactValues};
 constexpr FileRule kUdevRecord{learnEvent, redactUdevRecord};
@@ -262,6 +263,7 @@ constexpr struct {
 } kNames[] = {
     {"address", {learnAddresses, redactText}},
     {"backing_file", {learnNothing, redactNames}},
+    {"ipaddress", {learnAddresses, redactText}},
     {"uevent", {learnEvent, redactEvent}},
     {"vpd_pg80", {learnSerialPage, redactSerialPage}},
     {"vpd_pg83", {learnNamePage, redactNamePage}},
@@ -331,10 +333,26 @@ const FileRule& ruleOf(std::string_view path, std::string_view text) {
     if (name == known) return rule;
   }
   if (path.starts_with("/run/udev/data/")) return kUdevRecord;
+  if (path.ends_with("/dm/name")) return kMapped;
   if (path.starts_with("/proc/ide/") && name == "identify") return kIdentity;
   if (text.starts_with("TZif")) return kZone;
   if (!isPlainText(text)) return kUnknown;
   return holdsValue(name) || path.find("/gids/") != path.npos ? kValues : kText;
+}
+
+// "Serial Number: 68016775HA", in what drivers and commands print.
+void learnText(std::string_view text, Replacements& replacements) {
+  constexpr std::string_view kLabel = "serial n";
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  for (std::size_t at = lower.find(kLabel); at != lower.npos; at = lower.find(kLabel, at)) {
+    at += kLabel.size();
+    const std::string_view line = text.substr(at, text.find('\n', at) - at);
+    const std::string_view value =
+        withoutLeading(line.substr(std::min(line.find_first_of(":="), line.size() - 1) + 1), " \t");
+    replacements.add(value.substr(0, value.find_first_of(" \t,;")));
+  }
 }
 
 void learnAnswer(std::string_view answer, Replacements& replacements) {

@@ -19,6 +19,9 @@ struct FileRule {
 // Of a path that begins with "/".
 const FileRule& ruleOf(std::string_view path, std::string_view text);
 
+// What a command or driver printed.
+void learnText(std::string_view text, Replacements& replacements);
+
 // What a helper program printed.
 void learnAnswer(std::string_view answer, Replacements& replacements);
 std::string redactAnswer(std::string_view answer, Replacements& replacements);

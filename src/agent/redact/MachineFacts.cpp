@@ -125,6 +125,7 @@ void learnCommands(Section commands, Replacements& replacements) {
   for (const Json& command : commands) {
     const std::string line = textOf(command.value("line", Json("")));
     const std::string output = outputOf(command);
+    learnText(output, replacements);
     if (isNameKey(line)) replacements.add(output);
     if (line.starts_with("hostname")) replacements.addHost(output.substr(0, output.find('\n')));
     const bool isListing =

@@ -303,7 +303,7 @@ Replacements::Find Replacements::formAt(std::string_view lower, std::size_t plac
                            endsWord(rest, kNamedByAddress.size() + kHardwareDigits);
     if (!isAddress) return {};
     return {kNamedByAddress.size() + kHardwareDigits, nullptr,
-            Address::ofBytes(bytesOfDigits(digits))};
+            Address::ofBytes(bytesOfDigits(digits)), kNamedByAddress.size()};
   }
   std::string_view run = rest.substr(0, std::min(rest.find_first_not_of(kParts), kLongest));
   if (isUuid(run.substr(0, kUuidLength)) && endsWord(rest, kUuidLength)) {
@@ -346,15 +346,14 @@ std::string Replacements::replaceAll(std::string_view text, Replace replace) con
 }
 
 std::string Replacements::replaced(const Find& found, std::string_view original) const {
-  // Behind "enx"
-  const std::size_t name =
-      original.find(':') == original.npos && original.find('-') == original.npos ? 3 : 0;
   if (found.word && found.word->address) return found.word->address->spelledLike(original);
   if (found.word) return found.word->token;
-  if (!found.address && isUuid(original)) return redactor_.token(std::string(original));
-  if (!found.address) return redactPath(original, redactor_);
-  return std::string(original.substr(0, name)) +
-         found.address->substitute(redactor_).spelledLike(original.substr(name));
+  if (found.address) {
+    return std::string(original.substr(0, found.kept)) +
+           found.address->substitute(redactor_).spelledLike(original.substr(found.kept));
+  }
+  return isUuid(original) ? redactor_.token(std::string(original))
+                          : redactPath(original, redactor_);
 }
 
 std::string Replacements::inMountName(std::string_view name) {

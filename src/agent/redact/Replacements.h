@@ -93,6 +93,7 @@ class Replacements {
     std::size_t length = 0;
     const Word* word = nullptr;
     std::optional<Address> address{};
+    std::size_t kept = 0;  // characters in front of the address
   };
 
   void addPath(const std::string& path);
