@@ -13,7 +13,7 @@
 namespace invscan::agent {
 namespace {
 
-constexpr std::size_t kLeastHardwareAddress = 6;
+constexpr std::size_t kLeastHardwareAddress = 6, kMostHardwareAddress = 32;
 constexpr std::size_t kIpv6Digits = 2 * sizeof(in6_addr);
 constexpr std::size_t kIpv6Groups = 8;
 
@@ -103,11 +103,14 @@ void setBits(char& byte, unsigned mask, unsigned bits) {
 }  // namespace
 
 std::optional<Address> Address::ofBytes(std::string_view bytes) {
-  if (bytes.size() != sizeof(in_addr) && bytes.size() < kLeastHardwareAddress) return std::nullopt;
+  const bool mayBeHardware =
+      bytes.size() >= kLeastHardwareAddress && bytes.size() <= kMostHardwareAddress;
+  if (bytes.size() != sizeof(in_addr) && !mayBeHardware) return std::nullopt;
   return Address(bytes);
 }
 
 std::optional<Address> Address::spelled(const std::string& text) {
+  if (text.size() >= 3 * kMostHardwareAddress) return std::nullopt;
   for (const char mark : {':', '-'}) {
     const std::string pairs = bytesOfMarkedPairs(text, mark);
     if (pairs.size() >= kLeastHardwareAddress) return Address(pairs);

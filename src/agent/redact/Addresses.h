@@ -10,14 +10,14 @@
 
 namespace invscan::agent {
 
-// In network order: 4 bytes are an IPv4 address, 16 an IPv6 address, any other six or more that of
+// In network order: 4 bytes are an IPv4 address, 16 an IPv6 address, any other six to 32 that of
 // hardware.
 class Address {
  public:
   // None for another number of bytes.
   static std::optional<Address> ofBytes(std::string_view bytes);
 
-  // What a whole text spells: a dotted quad, an IPv6 address, or six and more pairs of digits
+  // What a whole text spells: a dotted quad, an IPv6 address, or six to 32 pairs of digits
   // joined by ':' or '-'; the leading zeros of six may be missing. None when it is none of these.
   static std::optional<Address> spelled(const std::string& text);
 

@@ -48,7 +48,7 @@ void findRanges(std::string_view bytes, off_t begin, std::vector<Range>& ranges)
 // missed where one ends.
 int rangesOf(int image, std::vector<Range>& ranges) {
   constexpr std::size_t kPart = 1 << 20, kOverlap = 0x20;
-  constexpr std::size_t kMostRanges = 1000;
+  constexpr std::size_t kMostRanges = 1000, kMostBytes = 4 * kLargestTable;
   off_t end = 0;
   for (off_t begin; (begin = lseek(image, end, SEEK_DATA)) >= 0;) {
     end = lseek(image, begin, SEEK_HOLE);
@@ -58,9 +58,10 @@ int rangesOf(int image, std::vector<Range>& ranges) {
       if (ranges.size() > kMostRanges) return EFBIG;
     }
   }
-  const auto isBad = [](const Range& range) { return range.begin < 0 || range.length == 0; };
-  std::erase_if(ranges, isBad);
-  return 0;
+  std::erase_if(ranges, [](const Range& range) { return range.begin < 0 || range.length == 0; });
+  std::size_t sum = 0;
+  for (const Range& range : ranges) sum += range.length;
+  return sum > kMostBytes ? EFBIG : 0;
 }
 
 }  // namespace

@@ -169,6 +169,7 @@ void Replacements::add(std::string_view text) {
   const std::string address = value.substr(0, value.find('/'));
   if (const auto known = Address::spelled(address)) return addAddress(address, *known);
   if (value.size() < (isNumber(value) ? kShortestNumber : kShortestWord)) return;
+  if (words_.contains(lowerCase(value))) return;
   const std::string token = redactor_.token(value);
   const bool isRare = value.size() >= kShortestPart && hasDigit(value);
   const Word word{token, std::nullopt, isRare, hasDigit(value)};
@@ -176,6 +177,7 @@ void Replacements::add(std::string_view text) {
   // World-wide names are made of serial numbers in this way.
   if (isRare) addWord(hexOf(value), word);
   if (isUuid(value)) addSpelledUuid(lowerCase(value));
+  add(trimmed(value, "./-_:"));
   // "naa.5000c500...", "0x5000c500..."
   const std::size_t prefix = std::min(value.find_first_of(".x"), value.size() - 1) + 1;
   const std::string_view name = std::string_view(value).substr(prefix);
@@ -305,7 +307,8 @@ Replacements::Find Replacements::formAt(std::string_view lower, std::size_t plac
     return {kNamedByAddress.size() + kHardwareDigits, nullptr,
             Address::ofBytes(bytesOfDigits(digits)), kNamedByAddress.size()};
   }
-  std::string_view run = rest.substr(0, std::min(rest.find_first_not_of(kParts), kLongest));
+  std::string_view run = rest.substr(0, kLongest);
+  run = run.substr(0, run.find_first_not_of(kParts));
   if (isUuid(run.substr(0, kUuidLength)) && endsWord(rest, kUuidLength)) {
     return isPlaceholder(run.substr(0, kUuidLength)) ? Find{} : Find{kUuidLength};
   }
