@@ -143,7 +143,7 @@ void learnAddressDigits(std::string_view text, Replacements& replacements) {
 
 template <MountTable table>
 std::string redactMountTable(Text text, Replacements& replacements) {
-  return replacements.inMounts(text, table);
+  return replacements.inText(replacements.inMounts(text, table));
 }
 
 // In a table of mounts the names count where they stand in other files, too.
@@ -184,7 +184,8 @@ std::string redactEvent(Text text, Replacements& replacements) {
   return changeLines(text, [&](std::string_view line) {
     const std::string_view secret = secretOf(line, '=', isSecretName);
     if (secret.empty()) return replacements.inText(line);
-    return std::string(line.substr(0, line.size() - secret.size())) + replacements.inValue(secret);
+    return replacements.inText(line.substr(0, line.size() - secret.size())) +
+           replacements.inValue(secret);
   });
 }
 

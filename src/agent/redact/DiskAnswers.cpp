@@ -26,14 +26,15 @@ struct Designator {
 
 std::vector<Designator> designatorsOf(std::string_view page) {
   constexpr std::size_t kHeader = 4;
-  constexpr unsigned kBinary = 1, kFirstNumber = 4, kLastNumber = 7;
+  constexpr unsigned kBinary = 1, kFirstNumber = 4, kLastNumber = 6;
+  constexpr std::size_t kNumberSize = 4;
   std::vector<Designator> found;
   for (std::size_t at = kPageHeader; at + kHeader <= page.size();) {
     const unsigned kind = byteAt(page, at + 1) & 0xF;
     const std::size_t begin = at + kHeader;
     const std::size_t length = std::min<std::size_t>(byteAt(page, at + 3), page.size() - begin);
-    found.push_back({begin, length, (byteAt(page, at) & 0xF) != kBinary,
-                     kind < kFirstNumber || kind > kLastNumber});
+    const bool isNumber = kind >= kFirstNumber && kind <= kLastNumber && length == kNumberSize;
+    found.push_back({begin, length, (byteAt(page, at) & 0xF) != kBinary, !isNumber});
     at = begin + length;
   }
   return found;
