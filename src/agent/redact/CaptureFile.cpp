@@ -99,6 +99,19 @@ std::string redactHosts(Text text, Replacements& replacements) {
   return changeLines(text, [&](std::string_view line) { return replacements.inHost(line); });
 }
 
+// Adapters have the host's name in theirs: "QLE2562 FW:v5.06 HN:atlas".
+std::string redactMarkedHosts(Text text, Replacements& replacements) {
+  constexpr std::string_view kMark = "HN:";
+  return changeWords(text, [&](std::string_view word) {
+    if (!word.starts_with(kMark)) return std::string(word);
+    return std::string(kMark) + replacements.inHost(word.substr(kMark.size()));
+  });
+}
+
+std::string redactSymbolicName(Text text, Replacements& replacements) {
+  return replacements.inText(redactMarkedHosts(text, replacements));
+}
+
 // Lines of addresses and names.
 void learnHostTable(std::string_view text, Replacements& replacements) {
   replacements.learn(text);
@@ -265,6 +278,7 @@ constexpr struct {
     {"address", {learnAddresses, redactText}},
     {"backing_file", {learnNothing, redactNames}},
     {"ipaddress", {learnAddresses, redactText}},
+    {"symbolic_name", {learnNothing, redactSymbolicName}},
     {"uevent", {learnEvent, redactEvent}},
     {"vpd_pg80", {learnSerialPage, redactSerialPage}},
     {"vpd_pg83", {learnNamePage, redactNamePage}},
@@ -369,8 +383,8 @@ std::string redactAnswer(std::string_view answer, Replacements& replacements) {
     const std::string_view value = line.substr(mark + 1);
     const std::string begin(line.substr(0, mark + 1));
     if (isSecretOfAnswer(line.substr(0, mark))) return begin + replacements.inValue(value);
-    return begin + replacements.inText(value.starts_with('/') ? replacements.inMountName(value)
-                                                              : std::string(value));
+    if (value.starts_with('/')) return begin + replacements.inText(replacements.inMountName(value));
+    return begin + redactSymbolicName(std::string(value), replacements);
   });
 }
 

@@ -8,7 +8,6 @@
 #include "agent/redact/CaptureFile.h"
 #include "agent/redact/DiskAnswers.h"
 #include "agent/redact/NetlinkRedaction.h"
-#include "agent/redact/Placeholders.h"
 #include "base/Hex.h"
 
 namespace invscan::agent {
@@ -85,9 +84,7 @@ void learnSystem(Section uname, Replacements& replacements) {
 Json redactSystem(Section uname, Replacements& replacements) {
   Json result = inTexts(uname, replacements);
   const std::string name = textOf(uname.value("nodename", Json("")));
-  if (!name.empty()) {
-    result["nodename"] = isCommonHostName(name) ? name : replacements.inValue(name);
-  }
+  if (!name.empty()) result["nodename"] = replacements.inValue(name);
   return result;
 }
 
@@ -99,6 +96,10 @@ bool isNameKey(std::string_view line) {
   return line.find(kGetKey) != line.npos &&
          std::none_of(std::begin(kFacts), std::end(kFacts),
                       [line](std::string_view fact) { return line.find(fact) != line.npos; });
+}
+
+bool isHostCommand(std::string_view line) {
+  return line.starts_with("hostname");
 }
 
 constexpr std::string_view kMountCommand = "/bin/mount ";
@@ -127,7 +128,7 @@ void learnCommands(Section commands, Replacements& replacements) {
     const std::string output = outputOf(command);
     learnText(output, replacements);
     if (isNameKey(line)) replacements.add(output);
-    if (line.starts_with("hostname")) replacements.addHost(output.substr(0, output.find('\n')));
+    if (isHostCommand(line)) replacements.addHost(output.substr(0, output.find('\n')));
     const bool isListing =
         std::any_of(std::begin(kListing), std::end(kListing),
                     [&](std::string_view listing) { return line.starts_with(listing); });
@@ -160,10 +161,12 @@ Json redactCommands(Section commands, Replacements& replacements) {
     Json& command = result.emplace_back(each);
     const std::string line = textOf(each.value("line", Json("")));
     std::string output = outputOf(each);
-    if (isNameKey(line)) output = replacements.inValue(output);
+    if (isNameKey(line) || isHostCommand(line)) output = replacements.inValue(output);
     if (line.starts_with(kMountCommand)) output = redactMountLines(output, replacements);
     output = changeBehind(output, kDiskId,
                           [&](const std::string& id) { return replacements.inValue(id); });
+    output = changeBehind(output, kAnswered,
+                          [&](const std::string& name) { return replacements.inHost(name); });
     command["line"] = replacements.inText(line);
     setOutput(command, replacements.inText(output));
   }

@@ -393,7 +393,7 @@ std::string Replacements::inPath(std::string_view path) {
 
 std::string Replacements::inValue(std::string_view text) {
   return replaceTrimmed(text, [this](std::string_view value) -> std::string {
-    if (isPlaceholder(value)) return std::string(value);
+    if (isPlaceholder(value) || isCommonHostName(value)) return std::string(value);
     ++count_;
     if (const auto address = Address::spelled(std::string(value))) {
       return address->tells() ? address->substitute(redactor_).spelledLike(value)
