@@ -275,7 +275,9 @@ TEST_F(Captures, TellAbsenceDenialAndEmptinessApart) {
   EXPECT_EQ(ask() + (machine().exists("/dev/zero") ? "a device" : ""), recorded);
 
   write("machine.json", R"({"capture": 1, "absent": [],
-    "unreadable": {"/denied": "EACCES", "link /link": "EPERM", "/stale": "ESTALE"}})");
+    "unreadable": {"/denied": "EACCES", "link /link": "EPERM", "/stale": "ESTALE",
+                   "/dev/mem 0x0+0x8": "EPERM"}})");
+  write("root/dev/mem", std::string(16, '\0'));
   ASSERT_EQ(replay(directory_), "");
   startAccessLog();
   EXPECT_EQ(machine().listDirectory("/denied").error, EACCES);
@@ -285,6 +287,20 @@ TEST_F(Captures, TellAbsenceDenialAndEmptinessApart) {
   EXPECT_EQ(machine().readFile("/stale").error, ESTALE);
   EXPECT_EQ(machine().listDirectory("/other").error, ENOENT);
   EXPECT_EQ(accessLog().back().outcome, "never asked when it was recorded");
+  machine().runCommand("other");
+  EXPECT_EQ(accessLog().back().outcome, "never asked when it was recorded");
+
+  // What stood in the way is noted where nothing else is.
+  startObstacleLog();
+  machine().readFile("/denied");
+  machine().readFile("/stale");
+  machine().pageSize();
+  machine().runCommand("other");
+  EXPECT_EQ(accessLog().size(), 2U);
+  machine().readMemory(0, 8);
+  EXPECT_EQ(accessLog().size(), 3U);
+  machine().readMemory(8, 8);  // the source tells all the same
+  EXPECT_EQ(accessLog().size(), 2U);
 }
 
 // A small tree such as that of /sys: all paths of an entry lead to one place.

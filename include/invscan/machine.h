@@ -58,10 +58,24 @@ struct Access {
 inline constexpr char kGave[] = "gave ";
 inline constexpr char kOverruled[] = "overruled in ";
 
-// Starts noting every question of this process, forgetting earlier ones.
+// The outcome of a question that is still waiting for its answer, or never got one.
+inline constexpr char kUnanswered[] = "no answer yet";
+
+// Starts noting every question of this process, forgetting earlier ones. A question is noted before
+// it is asked, as kUnanswered, for it may block.
 INVSCAN_EXPORT void startAccessLog();
+
+// Starts noting, in place of every question, those alone that something stood in the way of: what
+// may not be read and what a recorded capture was never asked, unless the same source tells more
+// later, as memory does in other places. Costs nothing where there is nothing of the kind.
+INVSCAN_EXPORT void startObstacleLog();
 
 // What was noted since, in the order asked; a question asked twice is there twice.
 INVSCAN_EXPORT std::vector<Access> accessLog();
+
+// Has a function told of each question that is noted: once before it is asked, with the outcome
+// kUnanswered, and again with its outcome; for hosts that end a process which blocks. The thread
+// that asks calls it, one at a time. Null, as at the start: nobody is told.
+INVSCAN_EXPORT void watchAccesses(void (*told)(const Access& access));
 
 }  // namespace invscan

@@ -23,10 +23,16 @@
 namespace invscan {
 namespace {
 
+enum class Noting { Nothing, Obstacles, Everything };
+
 // Never destroyed: a thread may still be asking while the process ends.
 struct AccessNotes {
-  bool wanted = false;
+  std::atomic<Noting> noting = Noting::Nothing;
+  std::atomic<bool> hasObstacles = false;
+  std::mutex mutex;  // of all below
   std::vector<Access> accesses;
+  unsigned long log = 0;  // the number of the one that was started last
+  void (*told)(const Access& access) = nullptr;
 };
 
 AccessNotes& notes() {
@@ -34,18 +40,69 @@ AccessNotes& notes() {
   return *instance;
 }
 
+void note(const Access& access) {
+  AccessNotes& all = notes();
+  const std::lock_guard lock(all.mutex);
+  all.accesses.push_back(access);
+  all.hasObstacles = true;
+}
+
+// What was refused in one place and told in another: other ranges of memory.
+void withdrawObstacle(const std::string& source) {
+  AccessNotes& all = notes();
+  const std::lock_guard lock(all.mutex);
+  std::erase_if(all.accesses, [&](const Access& access) { return access.source == source; });
+}
+
+void startLog(Noting noting) {
+  AccessNotes& all = notes();
+  const std::lock_guard lock(all.mutex);
+  all.accesses.clear();
+  all.hasObstacles = false;
+  ++all.log;
+  all.noting = noting;
+}
+
+// While one lives, this thread asks what was noted already: a recording asks another machine.
+class Asking {
+ public:
+  Asking() { ++depth_; }
+  ~Asking() { --depth_; }
+  Asking(const Asking&) = delete;
+  Asking& operator=(const Asking&) = delete;
+
+  static bool isGoingOn() { return depth_ > 0; }
+
+ private:
+  static thread_local int depth_;
+};
+
+thread_local int Asking::depth_ = 0;
+
 // Answers a question, and notes how that went and what it cost when somebody wants to know.
 template <class Ask, class Judge>
 auto noted(const std::string& source, Ask ask, Judge judge) {
-  if (!notes().wanted) return ask();
-  const auto begin = std::chrono::steady_clock::now();
+  if (notes().noting != Noting::Everything || Asking::isGoingOn()) return ask();
+  const NotedQuestion question(source);
+  const Asking asking;
   auto answer = ask();
-  const std::chrono::duration<double, std::milli> cost = std::chrono::steady_clock::now() - begin;
-  notes().accesses.push_back({source, judge(answer), cost.count()});
+  question.answered(judge(answer));
   return answer;
 }
 
+int errorIn(int error) {
+  return error;
+}
+
+template <class Answer>
+int errorIn(const Answer& answer) {
+  return answer.error;
+}
+
+constexpr char kNeverAsked[] = "never asked when it was recorded";
+
 std::string judgeCommand(const CommandOutput& output) {
+  if (!output.wasRecorded) return kNeverAsked;
   if (!output.started) return "could not be started";
   if (output.status == 127) return "no such command";
   if (output.status != 0) return "ended with status " + std::to_string(output.status);
@@ -136,8 +193,23 @@ FileText readRange(const Descriptor& file, unsigned long offset, unsigned long l
   return result;
 }
 
+// The same for what has a path, of which obstacles are noted, too.
+template <class Ask, class Judge>
+auto Machine::notedPath(const std::string& path, Ask ask, Judge judge) {
+  if (notes().noting == Noting::Everything) return noted(path, ask, judge);
+  auto answer = ask();
+  if (notes().noting != Noting::Obstacles) return answer;
+  const int error = errorIn(answer);
+  if (error == 0) {
+    if (notes().hasObstacles) withdrawObstacle(path);
+  } else if (isObstacle(path, error)) {
+    note({path, judge(answer), 0});
+  }
+  return answer;
+}
+
 FileText Machine::readFile(const std::string& path, std::size_t limit) {
-  return noted(
+  return notedPath(
       path, [&] { return doReadFile(path, limit); },
       [&](const FileText& file) {
         if (file.error != 0) return explainError(path, file.error);
@@ -146,13 +218,13 @@ FileText Machine::readFile(const std::string& path, std::size_t limit) {
 }
 
 bool Machine::exists(const std::string& path) {
-  return noted(
+  return notedPath(
              path, [&] { return doExists(path); },
              [&](int error) { return error == 0 ? "ok" : explainError(path, error); }) == 0;
 }
 
 FileText Machine::readLink(const std::string& path) {
-  return noted(
+  return notedPath(
       path, [&] { return doReadLink(path); },
       [&](const FileText& link) {
         if (link.error == kNotALink) return std::string("not a link");
@@ -161,7 +233,7 @@ FileText Machine::readLink(const std::string& path) {
 }
 
 Listing Machine::listDirectory(const std::string& path) {
-  return noted(
+  return notedPath(
       path, [&] { return doListDirectory(path); },
       [&](const Listing& listing) {
         if (listing.error != 0) return explainError(path, listing.error);
@@ -176,7 +248,7 @@ std::optional<std::string> Machine::readMemory(unsigned long address, unsigned l
 }
 
 FileText Machine::tryMemory(unsigned long address, unsigned long length) {
-  return noted(
+  return notedPath(
       kMemoryDevice,
       [&]() -> FileText {
         if (length > kMemoryLimit) return {EFBIG, {}};
@@ -194,8 +266,10 @@ FileText Machine::tryMemory(unsigned long address, unsigned long length) {
 }
 
 CommandOutput Machine::runCommand(const std::string& line, const CommandLimits& limits) {
-  return noted(
+  CommandOutput output = noted(
       line, [&] { return doRunCommand(line, limits); }, judgeCommand);
+  if (!output.wasRecorded && notes().noting == Noting::Obstacles) note({line, kNeverAsked, 0});
+  return output;
 }
 
 HelperOutput Machine::runHelper(const std::string& command, const char* arguments,
@@ -209,10 +283,17 @@ HelperOutput Machine::runHelper(const std::string& command, const char* argument
 }
 
 void Machine::ask(Question& question) {
-  if (!notes().wanted) return doAsk(question);
-  noted(
-      question.logName(), [&] { return doAsk(question), true; },
-      [&](bool) { return question.outcome(); });
+  const Noting noting = notes().noting;
+  if (noting == Noting::Everything) {
+    noted(
+        question.logName(), [&] { return doAsk(question), wasRecorded(question); },
+        [&](bool isTold) { return isTold ? question.outcome() : kNeverAsked; });
+    return;
+  }
+  doAsk(question);
+  if (noting == Noting::Obstacles && !wasRecorded(question)) {
+    note({question.logName(), kNeverAsked});
+  }
 }
 
 LocaleName Machine::setLocale(int category) {
@@ -237,6 +318,10 @@ std::string Machine::explainError(const std::string&, int error) const {
   std::string outcome = text ? text : "error " + std::to_string(error);
   if (outcome.front() >= 'A' && outcome.front() <= 'Z') outcome.front() += 'a' - 'A';
   return outcome;
+}
+
+bool Machine::isObstacle(const std::string&, int error) const {
+  return error == EACCES || error == EPERM;
 }
 
 Machine& machine() {
@@ -269,11 +354,35 @@ void onMachineChange(void (*forget)()) {
 }
 
 void noteAccess(const std::string& source, const std::string& outcome, double milliseconds) {
-  if (notes().wanted) notes().accesses.push_back({source, outcome, milliseconds});
+  if (notes().noting == Noting::Everything) note({source, outcome, milliseconds});
+}
+
+NotedQuestion::NotedQuestion(const std::string& source) {
+  AccessNotes& all = notes();
+  if (all.noting != Noting::Everything) return;
+  const std::lock_guard lock(all.mutex);
+  place_ = all.accesses.size();
+  log_ = all.log;
+  all.accesses.push_back({source, kUnanswered});
+  if (all.told) all.told(all.accesses.back());
+  begin_ = std::chrono::steady_clock::now();
+}
+
+// Of a log that was started meanwhile it is no part.
+void NotedQuestion::answered(const std::string& outcome) const {
+  const std::chrono::duration<double, std::milli> cost = std::chrono::steady_clock::now() - begin_;
+  AccessNotes& all = notes();
+  if (log_ == 0 || all.noting != Noting::Everything) return;
+  const std::lock_guard lock(all.mutex);
+  if (log_ != all.log) return;
+  Access& access = all.accesses[place_];
+  access.outcome = outcome;
+  access.milliseconds = cost.count();
+  if (all.told) all.told(access);
 }
 
 void stopAccessLog() {
-  notes() = {};
+  notes().noting = Noting::Nothing;
 }
 
 bool useNativeSources() {
@@ -281,12 +390,21 @@ bool useNativeSources() {
 }
 
 void startAccessLog() {
-  notes().wanted = true;
-  notes().accesses.clear();
+  startLog(Noting::Everything);
+}
+
+void startObstacleLog() {
+  startLog(Noting::Obstacles);
 }
 
 std::vector<Access> accessLog() {
+  const std::lock_guard lock(notes().mutex);
   return notes().accesses;
+}
+
+void watchAccesses(void (*told)(const Access& access)) {
+  const std::lock_guard lock(notes().mutex);
+  notes().told = told;
 }
 
 std::string hostName() {

@@ -85,8 +85,9 @@ struct CommandLimits {
 
 struct CommandOutput {
   bool started = false;
-  int status = 0;    // exit code, or 128 + signal
-  std::string text;  // standard output, at most the limit asked for
+  int status = 0;           // exit code, or 128 + signal
+  std::string text;         // standard output, at most the limit asked for
+  bool wasRecorded = true;  // false: a capture does not tell, as nobody asked when it was made
 };
 
 struct LocaleName {
@@ -194,8 +195,16 @@ class Machine : public std::enable_shared_from_this<Machine> {
  protected:
   // In plain words why a file gave nothing.
   virtual std::string explainError(const std::string& path, int error) const;
+  // Whether something stood in the way of an answer that may be there.
+  virtual bool isObstacle(const std::string& path, int error) const;
 
  private:
+  // Whether a capture that was recorded knows of the question.
+  virtual bool wasRecorded(const Question&) const { return true; }
+
+  template <class Ask, class Judge>
+  auto notedPath(const std::string& path, Ask ask, Judge judge);
+
   virtual FileText doReadFile(const std::string& path, std::size_t limit) = 0;
   virtual int doExists(const std::string& path) = 0;  // 0, or errno
   virtual FileText doReadLink(const std::string& path) = 0;
@@ -239,10 +248,23 @@ void setMachine(std::shared_ptr<Machine> next);
 // Naming it again changes nothing.
 void onMachineChange(void (*forget)());
 
-// Notes, when the access log is on, a question that a child of this process asked.
+// Notes, when the access log is on, what became of a question without asking it.
 void noteAccess(const std::string& source, const std::string& outcome, double milliseconds);
 
-// Ends the access log of this process: for a child whose notes nobody would see.
+// A question in the access log, when that is on: there from the start, as it may block for ever.
+class NotedQuestion {
+ public:
+  explicit NotedQuestion(const std::string& source);
+  void answered(const std::string& outcome) const;
+
+ private:
+  std::size_t place_ = 0;
+  unsigned long log_ = 0;  // the one that it stands in; 0: none
+  std::chrono::steady_clock::time_point begin_;
+};
+
+// Ends the access log of this process: for a child whose notes nobody would see. Takes no lock, as
+// another thread of the parent may have held it.
 void stopAccessLog();
 
 // Whether facts are taken from the kernel first (hwscanner.sources = native).

@@ -24,6 +24,8 @@ struct QuestionKind {
   std::span<const char* const> sections;
   // Its sections are objects with an answer by key; otherwise a section is the answer.
   bool isKeyed;
+  // Whether every machine answers, so that a recorded capture without an answer was never asked.
+  bool isAlwaysAnswered;
   // A key of machine.json as the question writes it. Refuses, by the value, what is none.
   std::string (*readKey)(const std::string& name, const CaptureValue& value);
   // A question of this kind, to read an answer into.
@@ -72,6 +74,8 @@ struct PlainQuestion {
   using Answer = AnswerType;
   using Key = KeyType;
 
+  static constexpr bool kIsAlwaysAnswered = false;
+
   static std::size_t section(const Key&) { return 0; }
   static std::string keyName(const Key&) { return {}; }
   static std::string readKey(const std::string& name, const CaptureValue&) { return name; }
@@ -84,8 +88,8 @@ class Asked;
 // The sections of a kind, and how it is read.
 template <class Kind>
 inline constexpr QuestionKind kKindOf = {
-    Kind::kSections, !std::is_base_of_v<NoKey, typename Kind::Key>, Kind::readKey,
-    []() -> std::unique_ptr<Question> { return std::make_unique<Asked<Kind>>(); }};
+    Kind::kSections, !std::is_base_of_v<NoKey, typename Kind::Key>, Kind::kIsAlwaysAnswered,
+    Kind::readKey, []() -> std::unique_ptr<Question> { return std::make_unique<Asked<Kind>>(); }};
 
 template <class Kind>
 class Asked : public Question {

@@ -138,7 +138,7 @@ FileText ReplayedMachine::doReadMemory(unsigned long address, unsigned long leng
 
 CommandOutput ReplayedMachine::doRunCommand(const std::string& line, const CommandLimits& limits) {
   const CapturedProgram* command = takeTurn(facts_.commands, commandTurns_, line);
-  if (!command) return {true, 127, {}};
+  if (!command) return {true, 127, {}, !facts_.absent};
   if (command->hangs && limits.isTimed()) {
     std::this_thread::sleep_for(limits.time);
     return {true, 128 + SIGKILL, {}};
@@ -199,12 +199,23 @@ TimeZone ReplayedMachine::doSetTimeZone() {
   return currentTimeZone();  // in force since the replay began
 }
 
-std::string ReplayedMachine::explainError(const std::string& path, int error) const {
-  const bool isNoted = errorOf({path, linkName(path)}) != 0;
+bool ReplayedMachine::wasAsked(const std::string& path, int error) const {
   const auto& absent = facts_.absent;
-  const bool wasAsked = !absent || isNoted || error != ENOENT ||
-                        std::binary_search(absent->begin(), absent->end(), path);
-  if (!wasAsked) return "never asked when it was recorded";
+  return !absent || error != ENOENT || errorOf({path, linkName(path)}) != 0 ||
+         std::binary_search(absent->begin(), absent->end(), path);
+}
+
+bool ReplayedMachine::isObstacle(const std::string& path, int error) const {
+  return Machine::isObstacle(path, error) || !wasAsked(path, error);
+}
+
+bool ReplayedMachine::wasRecorded(const Question& question) const {
+  return !facts_.absent || !question.kind().isAlwaysAnswered || facts_.plain.find(question);
+}
+
+std::string ReplayedMachine::explainError(const std::string& path, int error) const {
+  if (!wasAsked(path, error)) return "never asked when it was recorded";
+  const bool isNoted = errorOf({path, linkName(path)}) != 0;
   const bool wasForbidden =
       (isNoted || path == kMemoryDevice) && (error == EACCES || error == EPERM);
   return Machine::explainError(path, error) + (wasForbidden ? " when it was recorded" : "");

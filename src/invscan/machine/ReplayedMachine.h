@@ -23,6 +23,8 @@ class ReplayedMachine : public Machine {
 
  protected:
   std::string explainError(const std::string& path, int error) const override;
+  bool isObstacle(const std::string& path, int error) const override;
+  bool wasRecorded(const Question& question) const override;
   CommandOutput doRunCommand(const std::string& line, const CommandLimits& limits) override;
 
  private:
@@ -47,6 +49,8 @@ class ReplayedMachine : public Machine {
   // The captured program whose turn it is; null when the capture does not have it.
   static const CapturedProgram* takeTurn(const CaptureFacts::Programs& programs, Turns& turns,
                                          const std::string& name);
+  // Whether a question for a path that gave this error was asked when the machine was recorded.
+  bool wasAsked(const std::string& path, int error) const;
   // The error noted for any of some names; 0 when there is none.
   int errorOf(std::initializer_list<std::string> names) const;
 

@@ -237,12 +237,11 @@ int timeout_statvfs(const char* path, orv_statvfs_info_t& info, int timeoutMicro
     trace.at().min("hardware ERROR! Failed to send request");
     return 1;
   }
-  const auto begin = Clock::now();
-  const char* failure = askChild(*request, timeoutMicroseconds, info);
   // What the child notes is lost with it.
-  const std::chrono::duration<double, std::milli> cost = Clock::now() - begin;
+  const NotedQuestion question("statvfs " + std::string(path));
+  const char* failure = askChild(*request, timeoutMicroseconds, info);
   const char* answer = !failure && info.result == 0 ? "ok" : "not available";
-  noteAccess("statvfs " + std::string(path), failure ? failure : answer, cost.count());
+  question.answered(failure ? failure : answer);
   trace.at().max("hardware retval=%d", failure ? 1 : 0);
   return failure ? 1 : 0;
 }

@@ -66,14 +66,12 @@ unsigned VMwareBackdoor(unsigned* eax, unsigned* ebx, unsigned* ecx, unsigned* e
 }
 
 int check_virtual() {
-  using Clock = std::chrono::steady_clock;
   const Trace trace(getCcLogHw(), "check_virtual()");
   machine();  // a child could wait in vain for a lock that another thread holds
-  const auto begin = Clock::now();
-  const int version = std::max(0, execForked(endWithVersion, kProbeSeconds, nullptr));
   // What the child notes is lost with it.
-  const std::chrono::duration<double, std::milli> cost = Clock::now() - begin;
-  noteAccess(GuestChannelQuestion::kLogName, version != 0 ? "ok" : "not available", cost.count());
+  const NotedQuestion question(GuestChannelQuestion::kLogName);
+  const int version = std::max(0, execForked(endWithVersion, kProbeSeconds, nullptr));
+  question.answered(version != 0 ? "ok" : "not available");
   if (version == kRequiredVersion) return 1;
   trace.at().min("VMware software version: detected %d required %d", version, kRequiredVersion);
   return 0;

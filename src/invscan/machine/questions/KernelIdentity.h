@@ -11,6 +11,7 @@ struct KernelIdentity {
 
 struct KernelIdentityQuestion : PlainQuestion<std::optional<KernelIdentity>> {
   static constexpr const char* kSections[] = {"uname"};
+  static constexpr bool kIsAlwaysAnswered = true;
   static constexpr const char* kLogName = "uname";
   static Answer live(NoKey);
   static void write(Json& json, const Answer& kernel);

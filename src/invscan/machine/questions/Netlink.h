@@ -28,6 +28,7 @@ struct NetlinkRequest {
 // person writes it: the bytes are those that a kernel would send.
 struct NetlinkQuestion : PlainQuestion<NetlinkDump, NetlinkRequest> {
   static constexpr const char* kSections[] = {"netlink"};
+  static constexpr bool kIsAlwaysAnswered = true;
   static std::string keyName(NetlinkRequest request);  // "22" for all families, else "22.2"
   static std::string readKey(const std::string& name, const CaptureValue& value);
   static std::string logName(NetlinkRequest request);
