@@ -9,6 +9,7 @@ import pty
 import re
 import resource
 import shutil
+import signal
 import stat
 import subprocess
 import sys
@@ -21,6 +22,8 @@ import jsonschema
 PROGRAM = os.path.abspath(sys.argv[1])
 SOURCE = Path(sys.argv[2])
 NOBODY = 65534
+SCHEMA = jsonschema.Draft202012Validator(json.loads(
+    (SOURCE / "docs/invscan.schema.json").read_text()))
 # Seconds that no run takes, however busy the machine is.
 PATIENCE = 300
 
@@ -35,7 +38,11 @@ MACHINE = {
     "page_size": 4096, "word_size": 64, "time": 1700000000,
     "environment": {"LC_ALL": "C.UTF-8", "TZ": "UTC0"},
     "locales": {"LC_MESSAGES": "C.UTF-8", "LC_CTYPE": "C.UTF-8"},
-    "unreadable": {"/proc/loadavg": "EACCES"},
+}
+FIRMWARE = ["/sys/firmware/dmi/tables/smbios_entry_point", "/dev/mem"]
+# Recorded by a user who may not read all, and without most groups.
+PARTIAL = MACHINE | {
+    "unreadable": {name: "EACCES" for name in ["/proc/loadavg", *FIRMWARE]},
     "absent": ["/proc/stat"],
 }
 FILES = {
@@ -45,6 +52,9 @@ FILES = {
 }
 
 
+UNSEEN = "[\x00-\x09\x0b-\x1f\x7f-\x9f\u200b-\u200f\u2028-\u202e\u2066-\u2069]"
+
+
 class AgentTest(unittest.TestCase):
     def setUp(self):
         # Where every user can get, whatever TMPDIR is.
@@ -52,6 +62,7 @@ class AgentTest(unittest.TestCase):
         self.addCleanup(scratch.cleanup)
         self.scratch = Path(scratch.name)
         self.machine = self.make_machine("machine", MACHINE, FILES)
+        self.partial = self.make_machine("partial", PARTIAL, FILES)
 
     def make_machine(self, name, machine, files):
         directory = self.scratch / name
@@ -107,6 +118,13 @@ class AgentTest(unittest.TestCase):
         self.assertEqual((run.returncode, run.stderr.decode()), (0, ""), arguments)
         return run.stdout.decode("utf-8")
 
+    def answer_here(self, *arguments):
+        """Of this machine, where something may be root's to read."""
+        run = self.run_agent(*arguments, live=True)
+        self.assertIn(run.returncode, (0, 3), run.stderr)
+        self.assertEqual(run.stderr.count(b"\n"), run.returncode == 3, run.stderr)
+        return run.stdout.decode("utf-8")
+
     def assert_fails(self, run, status, *words):
         complaint = run.stderr.decode()
         self.assertEqual(run.returncode, status, complaint)
@@ -143,15 +161,16 @@ class Formats(AgentTest):
         table = list(csv.DictReader(io.StringIO(text, newline="")))
         self.assertEqual(list(table[0]), ["host", "group", "row", "attribute", "type", "value"])
         cells = [(x["group"], int(x["row"]), x["attribute"], x["value"]) for x in table]
-        self.assertEqual(cells, [(name, number, attribute, str(value))
+        def spelt(value):
+            return re.sub("[\x00-\x1f\x7f-\x9f]", lambda c: f"\\x{ord(c[0]):02x}", str(value))
+        self.assertEqual(cells, [(name, number, attribute, spelt(value))
                                  for name, number, row in rows for attribute, value in row.items()
                                  if not attribute.endswith(" text")])
         self.assertEqual({x["type"] for x in table if x["attribute"] == "Type"}, {"KEL_ULONG"})
 
     def test_schema_holds_for_this_machine_and_a_replay(self):
-        schema = json.loads((SOURCE / "docs/invscan.schema.json").read_text())
-        jsonschema.Draft202012Validator.check_schema(schema)
-        validator = jsonschema.Draft202012Validator(schema)
+        validator = SCHEMA
+        validator.check_schema(validator.schema)
         for live in (False, True):
             for more in ((), ("--redact", "--config", self.key_file("k"))):
                 scan = json.loads(self.run_agent("--format", "json", *more, live=live).stdout)
@@ -165,8 +184,10 @@ class Formats(AgentTest):
         text = self.answer()
         self.assertIn("  Total Physical  8000000 KiB\n", text)
         self.assertRegex(text, r"\nAbsent on this machine: .*SMBIOS")
-        self.assertNotRegex(text, "[\x00-\x09\x0b-\x1f\x7f-\x9f]")
+        self.assertNotRegex(text, UNSEEN)
         self.assertIn(r"Hall, \x1b]0;owned\x07 \x9b31m \x7f Gr" + "\u00fc\u00dfe", text)
+        for form in ("json", "jsonl", "csv"):
+            self.assertNotRegex(self.answer("--format", form).replace("\r\n", "\n"), UNSEEN)
 
     def test_colour_is_for_terminals_that_want_it(self):
         for environment, is_coloured in (({"TERM": "xterm"}, True), ({"TERM": "dumb"}, False),
@@ -194,13 +215,36 @@ class Commands(AgentTest):
                  "capture the machine again as root"),
                 ("Memory", "Max Memory MB", "no value"),
                 ("Operating System", "Registered Owner", "never filled on Linux")):
-            run = self.run_agent("get", group, attribute)
+            run = self.run_agent("get", group, attribute, "--machine", self.partial, live=True)
             self.assertEqual(run.stdout, b"")
-            self.assert_fails(run, 0, group, attribute, reason)
+            self.assert_fails(run, 4, group, attribute, reason)
+        run = self.run_agent("get", "UnixCpuMeter", "LoadAvg1", "--redact", "--config",
+                             self.key_file("k"), "--machine", self.partial, live=True)
+        self.assert_fails(run, 4, "no value; without --redact")
+        # What was asked for is there, whatever the group lacks besides.
+        self.assertEqual(self.answer("get", "Memory", "Page Size", "--machine", self.partial,
+                                     live=True), "4096\n")
+
+    def test_get_several(self):
+        lines = self.answer("get", "Memory", "Page Size", "Free Physical").splitlines()
+        self.assertEqual(lines, ["Page Size\t4096", "Free Physical\t4000000"])
+        self.assertEqual(set(lines) - set(self.answer("get", "Memory").splitlines()), set())
+        mounts = "/dev/sda1 / ext4 rw 0 0\n/dev/sda2 /home ext4 rw 0 0\n"
+        machine = self.make_machine("mounts", MACHINE, FILES | {"proc/self/mounts": mounts})
+        ask = ("get", "Partition", "Device Name", "--machine", machine)
+        self.assertEqual(self.answer(*ask, live=True), "1 /dev/sda1 /\t/dev/sda1\n"
+                         "2 /dev/sda2 /home\t/dev/sda2\n")
+        group = json.loads(self.answer(*ask, "--format", "json", live=True))["groups"]["Partition"]
+        self.assertEqual([list(row) for row in group["rows"]],
+                         [["Index", "Device Name", "FS Access Point", "FS Mount Point"]] * 2)
 
     def test_explain(self):
-        text = self.answer("explain", "UnixCpuMeter", "Memory", "CpuMeter")
+        groups = ("UnixCpuMeter", "Memory", "CpuMeter", "--machine", self.partial)
+        run = self.run_agent("explain", *groups, live=True)
+        self.assertEqual((run.returncode, run.stderr), (3, b""))
+        text = run.stdout.decode()
         for line in (r"  /proc/meminfo +1 +[0-9.]+ +ok",
+                     r"    /proc/meminfo\n      Total Physical, Free Physical.*",
                      r"    /proc/loadavg: permission denied when it was recorded; "
                      r"capture the machine again as root\n"
                      r"      LoadAvg1, LoadAvg5, LoadAvg15",
@@ -208,11 +252,55 @@ class Commands(AgentTest):
                      r"    /proc/uptime: never asked when it was recorded; "
                      r"capture the machine again\n      SystemUpTime"):
             self.assertRegex(text, f"(?mi)^{line}$")
-        self.assertNotIn("Total Physical", text)
+        self.assertEqual([line for line in text.splitlines() if len(line) > 100], [])
+
+        told = json.loads(self.run_agent("explain", *groups, "--format", "json", live=True).stdout)
+        SCHEMA.validate(told)
+        memory = told["groups"]["Memory"]
+        self.assertEqual(memory["told_by"]["Page Size"], "page size")
+        self.assertEqual(set(memory["reasons"]), {"Max Memory MB", "Num Slots Supported"})
+        self.assertIn("/proc/meminfo", [use["source"] for use in memory["sources"]])
+
+    def test_what_is_missing_is_told_for_what_it_is(self):
+        ask = ("SMBIOS", "UnixCpuMeter", "CpuMeter", "Memory", "PCI Device", "--machine", self.partial)
+        run = self.run_agent("--format", "json", *ask, live=True)
+        groups = json.loads(run.stdout)["groups"]
+        self.assertEqual({name: group["status"] for name, group in groups.items()},
+                         {"SMBIOS": "denied", "UnixCpuMeter": "denied", "CpuMeter": "ok",
+                          "Memory": "ok", "PCI Device": "unsupported"})
+        self.assertEqual(groups["UnixCpuMeter"]["trouble"], "/proc/loadavg: permission denied when "
+                         "it was recorded; capture the machine again as root")
+        self.assertIn("smbios_entry_point", groups["Memory"]["incomplete"])
+        lines = [": SMBIOS, UnixCpuMeter; in part: Memory (capture the machine again as root)",
+                 ": PCI Device; in part: CpuMeter (capture the machine again)"]
+        self.assertEqual(run.stderr.decode(), f"invscan: denied{lines[0]}\n"
+                         f"invscan: never recorded{lines[1]}\n")
+        text = self.run_agent(*ask, live=True)
+        self.assertEqual((run.returncode, text.returncode, text.stderr), (3, 3, b""))
+        self.assertTrue(text.stdout.decode().endswith(
+            f"Denied{lines[0]}\nNever recorded{lines[1]}\n"), text.stdout)
+
+    def test_reasons(self):
+        text = self.answer("Memory", "--reasons")
+        self.assertRegex(text, r"(?m)^  without a value:\n    /sys/.*, /dev/mem: no such file or "
+                         r"directory\n      Max Memory MB, Num Slots Supported$")
+        scan = json.loads(self.answer("Memory", "SMBIOS", "--reasons", "--format", "json"))
+        SCHEMA.validate(scan)
+        self.assertIn("/dev/mem", scan["groups"]["Memory"]["reasons"]["Max Memory MB"])
+        self.assertEqual(len(scan["groups"]["SMBIOS"]["reasons"]), 23)
+
+    def test_a_command_that_is_a_group_too(self):
+        both = self.answer("--format", "json", "memory", "smbios")
+        for words in (("smbios", "memory"), ("SMBIOS", "Memory"), ("scan", "Smbios", "MEMORY")):
+            groups = json.loads(self.answer("--format", "json", *words))["groups"]
+            self.assertEqual(list(groups), list(json.loads(both)["groups"]))
+        self.assertEqual(list(json.loads(self.answer("SmBios", "--format=json"))["groups"]), ["SMBIOS"])
+        for word in ("smbios", "SMBIOS"):
+            self.assert_fails(self.run_agent(word), 2, "no firmware table")
 
     def test_catalogue(self):
         self.assertRegex(self.answer("list"), r"(?m)^4 +Operating System +22 +1 +yes$")
-        self.assertIn("  3   Total Virtual: KEL_ULONG, KiB, stable\n",
+        self.assertIn("  3   Total Virtual: KEL_ULONG, KiB, stable, 0 is unknown\n",
                       self.answer("describe", "memory"))
         groups = json.loads(self.answer("describe", "--format", "json"))
         attributes = {a["name"]: a for g in groups if g["id"] == 4 for a in g["attributes"]}
@@ -258,7 +346,7 @@ class Troubles(AgentTest):
                 (["qqqqqqqq"], 'no group "qqqqqqqq"  ('),
                 (["Memory", "a\nb\x1b[31m"], r'no group "a\x0ab\x1b[31m"'),
                 (["get", "Memory", "free fysical"], 'did you mean "Free Physical"?'),
-                (["get", "Memory"], "usage: invscan get GROUP ATTRIBUTE"),
+                (["get"], "usage: invscan get GROUP [ATTRIBUTE...]"),
                 (["list", "Memory"], "usage: invscan list"),
                 (["helper", "lspci"], 'no helper "lspci"; there are cpuid and diskscan'),
                 (["describe", "--format", "csv"], "only text, json, markdown, schema"),
@@ -281,6 +369,8 @@ class Troubles(AgentTest):
                 (["smbios", "--dump", "x", "--output", "y"], "leave out --output"),
                 (["smbios", "--force"], "--force needs --dump"),
                 (["Memory", "--dump", "x"], '--dump has no meaning for "scan"'),
+                (["--reasons", "--format", "csv"], "--reasons needs --format text or json"),
+                (["--reasons", "--redact"], "leave out --redact"),
                 (["explain", "--redact"], '--redact has no meaning for "explain"')):
             with self.subTest(arguments):
                 run = self.run_agent(*arguments, live=True)
@@ -313,6 +403,9 @@ class Troubles(AgentTest):
             run = self.run_agent(*arguments, "--classic", "--timeout", timeout, "--machine", machine,
                                  live=True)
             self.assert_fails(run, 1, "UNIX System Params: ", "--timeout")
+            if arguments[0] == "explain":
+                self.assertRegex(run.stdout.decode(), "(?s)waiting for: /sbin/runlevel\n.*"
+                                 "  run-level record .*  /sbin/runlevel .* no answer yet\n")
         groups = json.loads(run.stdout)["groups"]
         self.assertEqual(groups["UNIX System Params"]["status"], "timeout")
         self.assertEqual(groups["Memory"]["status"], "ok")
@@ -321,9 +414,10 @@ class Troubles(AgentTest):
         reader, writer = os.pipe()
         os.close(reader)
         self.addCleanup(os.close, writer)
-        for options, words in (({"stdout": writer}, "standard output: broken pipe"),
-                               ({"preexec_fn": lambda: os.close(1)}, "standard output: ")):
-            self.assert_fails(self.run_agent("Memory", **options), 2, words)
+        run = self.run_agent("Memory", stdout=writer)
+        self.assertEqual((run.returncode, run.stderr), (-signal.SIGPIPE, b""))
+        self.assert_fails(self.run_agent("Memory", preexec_fn=lambda: os.close(1)), 2,
+                          "standard output: ")
         for file, words in (("/dev/full", "/dev/full: no space"),
                             ("/no/where/x", "/no/where/x: no such"),
                             (self.scratch, f"{self.scratch}: is a directory")):
@@ -541,9 +635,9 @@ class Redaction(AgentTest):
         groups = ("--format", "json", "Operating System", "UNIX System Params", "ComponentID", "Lpar")
         run = self.run_agent("capture", capture, "--redact", "--config", self.key_file("one"),
                              *groups, live=True)
-        self.assert_fails(run, 0, "replaced")
+        self.assertIn(b"replaced", run.stderr)
         scan = json.loads(run.stdout)
-        replayed = json.loads(self.answer("--machine", capture, *groups, live=True))
+        replayed = json.loads(self.answer_here("--machine", capture, *groups))
         self.assertEqual(rows_of(replayed), rows_of(scan))
         self.assertEqual(json.loads((capture / "machine.json").read_text())["uname"]["nodename"],
                          scan["hostname"])
@@ -565,7 +659,7 @@ def rows_of(scan):
 class Captures(AgentTest):
     def test_replay_equals_the_scan_asks_the_capture_only_and_is_for_any_user(self):
         capture = self.scratch / "capture"
-        captured = json.loads(self.answer("capture", capture, "--format", "json", live=True))
+        captured = json.loads(self.answer_here("capture", capture, "--format", "json"))
         self.assertGreater(len(captured["groups"]["Memory"]["rows"]), 0)
         program = self.program_for_all()
         self.open_to_all(capture)
@@ -575,7 +669,7 @@ class Captures(AgentTest):
         command = ["strace", "-f", "-o", trace, "-e",
                    "trace=%file,%network,uname,sysinfo", program,
                    "--machine", capture, "--format", "json"]
-        run = subprocess.run(command, stdout=subprocess.PIPE, check=True, timeout=PATIENCE,
+        run = subprocess.run(command, stdout=subprocess.PIPE, timeout=PATIENCE,
                              user=NOBODY if os.geteuid() == 0 else None,
                              env={"ASAN_OPTIONS": "detect_leaks=0", "PATH": os.environ["PATH"]})
         self.assertEqual(rows_of(json.loads(run.stdout)), rows_of(captured))
@@ -600,7 +694,7 @@ class Captures(AgentTest):
                 (("PCI Device", "Memory"), 2, ["invscan"]),
                 (("Memory", "VirtualMachineGuest", "Lpar", "ComponentID"), 1, ["invscan"])):
             subprocess.run(["strace", "-f", "-o", trace, "-e", "trace=execve,clone,clone3,fork,vfork",
-                            PROGRAM, "--jobs", "1", *groups], stdout=subprocess.DEVNULL, check=True,
+                            PROGRAM, "--jobs", "1", *groups], stdout=subprocess.DEVNULL,
                            timeout=PATIENCE, env=os.environ | {"ASAN_OPTIONS": "detect_leaks=0"})
             text = trace.read_text()
             self.assertEqual(sorted(re.findall(r'execve\("[^"]*?([^/"]+)"', text)), programs)
@@ -611,7 +705,7 @@ class Captures(AgentTest):
 
     def test_summary(self):
         capture = self.scratch / "capture"
-        self.assertRegex(self.answer("capture", capture, "Memory", live=True),
+        self.assertRegex(self.answer_here("capture", capture, "Memory"),
                          rf"^captured \d+ files? into {capture}; 1 of 1 group had a table\n$")
 
     def test_failure_removes_what_was_made_and_no_more(self):

@@ -65,6 +65,8 @@ TEST(Formats, JsonKeepsEveryValueWhole) {
       {makeNumber(KEL_FLOAT, std::nanf("")), "null"},
       {makeNumber(KEL_DOUBLE, -HUGE_VAL), "null"},
       {makeText(1, L"a\"\\\n\x1B\xE9\x1F600"), "\"a\\\"\\\\\\u000a\\u001b\u00E9\U0001F600\""},
+      {makeText(1, L"\x7F\x9B\x202E\x200D\xE0041\x20AC\x4E00"),
+       "\"\\u007f\\u009b\\u202e\\u200d\\udb40\\udc41\u20AC\u4E00\""},
       {makeText(1, {L'a', 0xDC80, 0xD800, 0x110000}), "\"a\uFFFD\uFFFD\uFFFD\""},
       {makeRecord(1, KEL_STRING, bytesOf(0UL)), "\"\""},
       {makeRecord(1, KEL_OCTETSTRING, bytesOf(3UL) + "\x00\xAB\x10"s), "\"00AB10\""},
@@ -105,6 +107,52 @@ TEST(Formats, CsvQuotesWhatNeedsIt) {
             "h,Operating System,1,Type,KEL_ULONG,5 7\r\n"
             "h,Operating System,1,Major Version,KEL_STRING,redacted\r\n"
             "h,Operating System,1,attribute 4711,KEL_STRING,x\r\n");
+}
+
+// What a terminal would obey is spelt in all that people read, and no cell begins a formula; but a
+// number is a number.
+TEST(Formats, NoValueIsMoreThanAValue) {
+  const std::tuple<std::wstring, std::string, std::string> cases[] = {
+      {L"=1+1", "=1+1", "'=1+1"},
+      {L"+49 30", "+49 30", "'+49 30"},
+      {L"-7", "-7", "'-7"},
+      {L"@x", "@x", "'@x"},
+      {L"'x", "'x", "''x"},
+      {L"\tx", "\\x09x", "'\tx"},
+      {L"\r=x", "\\x0d=x", "'\\x0d=x"},
+      {L"\xFF1D"
+       L"1",
+       "\uFF1D"
+       "1",
+       "'\uFF1D"
+       "1"},
+      {L"a=-+@", "a=-+@", "a=-+@"},
+      {L"a\x1B[2J\x9B\x202E\xFEFF", "a\\x1b[2J\\x9b\\u202e\\ufeff", "a\\x1b[2J\\x9b\\u202e\\ufeff"},
+  };
+  for (const auto& [value, inText, inCsv] : cases) {
+    std::vector<Record> records;
+    records.push_back(makeText(1, value));
+    records.push_back(makeNumber(KEL_LONGLONG, -7LL, 3));
+    const Scan scan = makeScan("Operating System", std::move(records));
+    EXPECT_EQ(formatText(scan, false),
+              "Operating System\n  Name           " + inText + "\n  Major Version  -7\n");
+    EXPECT_EQ(formatCsv(scan, false),
+              "host,group,row,attribute,type,value\r\nh,Operating System,1,Name,KEL_STRING," +
+                  inCsv + "\r\nh,Operating System,1,Major Version,KEL_ULONG,-7\r\n");
+  }
+}
+
+// Text and JSON tell a 0 that can be none.
+TEST(Formats, AnUnknownNumberIsNoZero) {
+  std::vector<Record> records;
+  records.push_back(makeNumber(KEL_ULONG, 0UL, 2));  // Free Physical may be used up
+  records.push_back(makeNumber(KEL_ULONG, 0UL, 8));
+  const Scan scan = makeScan("Memory", std::move(records));
+  EXPECT_EQ(formatText(scan, false), "Memory\n  Free Physical  0 KiB\n  Max Memory MB  unknown\n");
+  EXPECT_NE(formatJson(scan, false)
+                .find("{\"Free Physical\": 0, \"Max Memory MB\": 0, \"Max Memory MB "
+                      "text\": \"unknown\"}"),
+            std::string::npos);
 }
 
 // 1 Manufacturer is public, 4 Serial Number and 7 UUID are sensitive.

@@ -52,6 +52,12 @@ class TrustTest(unittest.TestCase):
                    "stderr": subprocess.PIPE, "timeout": PATIENCE, "text": True} | options
         return subprocess.run([program, *arguments], **options)
 
+    def program_for_all(self):
+        """A copy: others may not reach the checkout."""
+        shutil.copytree(Path(PROGRAM).parent.parent / "lib/invscan", self.scratch / "lib/invscan")
+        shutil.copytree(Path(PROGRAM).parent, self.scratch / "bin")
+        return self.scratch / "bin/invscan"
+
     def refused(self, *arguments, **options):
         run = self.run_agent(*arguments, **options)
         self.assertEqual((run.returncode, run.stderr.count("\n")), (2, 1), (arguments, run))
@@ -123,11 +129,24 @@ class ReadFiles(TrustTest):
         self.file(outside / "machine.json", '{"capture": 1}', 0o644)
         self.link(outside / "root", "/", 0)
         run = self.run_agent("--machine", outside, "get", "Memory", "Total Physical")
-        self.assertEqual(run.stdout, "0\n", "this machine's own files")
+        self.assertEqual((run.returncode, run.stdout), (4, ""), "this machine's own files")
         run = self.run_agent("-f", "-e", "trace=open,openat,openat2", PROGRAM, "--machine", capture,
                              "Memory", program="strace")
         opened = ["O_PATH" in line for line in run.stderr.splitlines() if 'meminfo"' in line]
         self.assertEqual((run.returncode, set(opened)), (0, {True}), run)
+
+    def test_what_may_not_be_read_is_denied(self):
+        """And is neither absent nor 0 for who is not root."""
+        figures = self.file(self.scratch / "figures", "0.5 0.5 0.5 1/1 1\n", 0o600)
+        program = self.program_for_all()
+        script = ('mount --bind "$1" /proc/loadavg || exit 77; "$0" UnixCpuMeter; '
+                  'setpriv --reuid 65534 --clear-groups "$0" UnixCpuMeter; echo $?')
+        run = subprocess.run(["unshare", "-m", "sh", "-c", script, program, figures],
+                             capture_output=True, text=True, timeout=PATIENCE)
+        if run.returncode != 0:
+            self.skipTest("no namespace for mounts can be made")
+        self.assertRegex(run.stdout, r"  LoadAvg1 +0\.5")
+        self.assertTrue(run.stdout.endswith("\nDenied: UnixCpuMeter (run as root)\n3\n"), run)
 
 
 class Programs(TrustTest):
@@ -194,11 +213,9 @@ class Shortage(TrustTest):
         return self.run_agent(*arguments, preexec_fn=preparation, **options)
 
     def test_groups_wait_for_processes(self):
-        shutil.copytree(Path(PROGRAM).parent.parent / "lib/invscan", self.scratch / "lib/invscan")
-        shutil.copytree(Path(PROGRAM).parent, self.scratch / "bin")
         run = self.limited(resource.RLIMIT_NPROC, 3, "--jobs", "16", user=61234,
-                           program=self.scratch / "bin/invscan")
-        self.assertEqual((run.returncode, run.stderr), (0, ""))
+                           program=self.program_for_all())
+        self.assertIn((run.returncode, run.stderr), ((0, ""), (3, "")))  # what is root's to read
 
     def test_little_stack_and_small_files_end_nothing(self):
         # Sanitizers take more of it.

@@ -30,6 +30,9 @@ struct AttributeTraits {
   // Whether a sensitive value is a path or the name of something mounted, so that its parts can be
   // told from each other: some of them every machine has.
   bool isPath = false;
+  // Whether a value of 0 (of a date: the epoch) can only mean that no source told it: what it
+  // counts is never 0.
+  bool isNeverZero = false;
 };
 
 // The traits of an attribute, or null for an unknown group or attribute. Points to constant data.

@@ -84,7 +84,8 @@ constexpr auto kReadsDumps = [](const Command& command) { return command.readsDu
 
 const Option kOptions[] = {
     {"format", "NAME",
-     "How to write: text, json, jsonl, csv (describe: text, json, markdown, schema)",
+     "How to write: text, json, jsonl, csv (describe: text, json, markdown, schema; explain: text, "
+     "json)",
      [](Options& options, const Value& value) { options.format = named(value); },
      [](const Command& command) { return !command.formats.empty(); }},
     {"output", "FILE",
@@ -105,6 +106,9 @@ const Option kOptions[] = {
     {"redact", nullptr, "Replace serial numbers, addresses and names by tokens",
      [](Options& options, const Value&) { options.redact = true; },
      [](const Command& command) { return command.redacts; }},
+    {"reasons", nullptr, "Tell why attributes have no value (text and json)",
+     [](Options& options, const Value&) { options.reasons = true; },
+     [](const Command& command) { return command.tellsReasons; }},
     {"dump", "FILE", "smbios: write the table to a new file in place of printing",
      [](Options& options, const Value& value) { options.dump = named(value); }, kReadsDumps},
     {"read", "FILE", "smbios: take the table from a text or binary dump",
@@ -140,8 +144,12 @@ std::string help() {
          "\nWorkers, and the programs that they start, get of the environment: " +
          knownVariables() +
          ".\nORV_HOMEDIR may name another directory whose bin holds the helper programs.\n"
-         "\nExit status: 0 every group answered, 1 a group timed out or crashed, 2 wrong usage, "
-         "unreadable input, or a helper that gives no valid answer.\n";
+         "\"smbios\" together with other groups, or with an option of scans, is the group.\n"
+         "\nExit status: 0 every group answered (what is absent is an answer), 1 a group timed out "
+         "or "
+         "crashed, 2 wrong usage, unreadable input, or a helper that gives no valid answer, 3 "
+         "something may not be read, was never recorded or is not supported; the rest is there, 4 "
+         "get: there is no value.\n";
 }
 
 [[noreturn]] void failUnknown(std::string word) {
@@ -200,11 +208,26 @@ Line readLine(int argc, char** argv, Options& options) {
   return line;
 }
 
+// One name is a command's and a group's: it is the group where it stands with others, or with an
+// option that scans have and the command does not.
+bool isMeantForGroup(const Command& command, const Line& line) {
+  const auto& groups = allGroups();
+  const bool isGroup = std::any_of(groups.begin(), groups.end(), [&](const kelGroupDef* group) {
+    return sameIgnoringCase(group->name, command.name);
+  });
+  const bool hasScansOption = std::any_of(line.met.begin(), line.met.end(), [&](const auto* each) {
+    return each->applies(commands().front()) && !each->applies(command);
+  });
+  return isGroup && (line.words.size() > 1 || hasScansOption);
+}
+
 // Takes the command off the words; without one it is the first of the table, and a single wrong
 // word may have been meant for a command.
-const Command* takeCommand(std::vector<std::string>& words) {
+const Command* takeCommand(Line& line) {
+  std::vector<std::string>& words = line.words;
   if (words.empty()) return &commands().front();
   if (const Command* command = findCommand(words.front())) {
+    if (isMeantForGroup(*command, line)) return &commands().front();
     words.erase(words.begin());
     return command;
   }
@@ -261,8 +284,8 @@ Options parseOptions(int argc, char** argv, std::string& information) {
   if (line.has("help")) information = help();
   if (line.has("version")) information = std::string("invscan ") + kVersion + "\n";
   if (!information.empty()) return options;
+  options.command = takeCommand(line);
   options.words = std::move(line.words);
-  options.command = takeCommand(options.words);
   checkWords(options);
   checkApplicability(options, line);
   return options;

@@ -22,6 +22,7 @@ struct Options {
   std::string machine;  // a capture; empty: the live machine
   bool classic = false;
   bool redact = false;
+  bool reasons = false;
   std::string dump;  // file to write a firmware table to
   std::string read;  // file to read one from, in place of the machine
   bool force = false;

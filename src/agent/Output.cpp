@@ -12,6 +12,7 @@
 
 #include "agent/Failure.h"
 #include "agent/Text.h"
+#include "agent/scan/SignalWatch.h"
 #include "base/Descriptor.h"
 #include "base/WrittenFile.h"
 
@@ -54,7 +55,10 @@ int descriptorNamedBy(std::string_view path) {
 }
 
 void writeToDescriptor(int descriptor, const std::string& name, std::string_view text) {
-  if (!writeAll(descriptor, text)) failWriting(name, errorText(errno));
+  if (writeAll(descriptor, text)) return;
+  // Whoever read the pipe has enough, and knows it.
+  if (errno == EPIPE) throw Interruption{SIGPIPE};
+  failWriting(name, errorText(errno));
 }
 
 }  // namespace

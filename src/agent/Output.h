@@ -15,7 +15,9 @@ void keepFilesPrivate();
 // Writes to a file, or to standard output when its name is empty. A regular file appears whole or
 // not at all; one that is there keeps owner and access rights, and a new one has those that the
 // umask leaves, but root's is for root alone. A device or pipe is written to as it is, and a name
-// of an open descriptor (/dev/stdout, /dev/fd/3) is that descriptor. Throws Failure.
+// of an open descriptor (/dev/stdout, /dev/fd/3) is that descriptor. Throws Failure, and where
+// nobody reads such a descriptor any more, Interruption (scan/SignalWatch.h): that ends the process
+// as a broken pipe does, without a word.
 void writeOutput(const std::string& file, std::string_view text);
 
 // Writes a file as base/WrittenFile.h tells. Throws Failure.

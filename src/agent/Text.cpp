@@ -1,5 +1,8 @@
 #include "agent/Text.h"
 
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
@@ -14,16 +17,55 @@
 namespace invscan::agent {
 namespace {
 
-bool isControl(wchar_t c) {
-  return (c >= 0 && c < 0x20) || (c >= 0x7F && c < 0xA0);
-}
+constexpr struct {
+  char32_t first, last;
+} kUnseen[] = {
+    {0, 0x1F},          {0x7F, 0x9F},      // control characters
+    {0xAD, 0xAD},                          // soft hyphen
+    {0x61C, 0x61C},                        // Arabic letter mark
+    {0x115F, 0x1160},   {0x17B4, 0x17B5},  // fillers without width
+    {0x180B, 0x180E},                      // Mongolian selectors and separator
+    {0x200B, 0x200F},                      // zero width, marks of direction
+    {0x2028, 0x202E},                      // other line ends, turns of direction
+    {0x2060, 0x206F},                      // invisible operators, isolates of direction
+    {0x3164, 0x3164},   {0xFFA0, 0xFFA0},  // Hangul fillers
+    {0xFEFF, 0xFEFF},                      // zero width
+    {0xFFF9, 0xFFFB},                      // annotations
+    {0x1D173, 0x1D17A},                    // beams and slurs
+    {0xE0000, 0xE0FFF},                    // tags and selectors
+};
 
 // How String marks a byte that is not part of valid UTF-8.
 bool isStrayByte(wchar_t c) {
   return c >= 0xDC80 && c <= 0xDCFF;
 }
 
+// \x1b, \u202e or \U000e0020.
+void appendSpelt(std::wstring& text, char32_t c) {
+  const int digits = c < 0x100 ? 2 : c < 0x10000 ? 4 : 8;
+  text += {L'\\', digits == 2 ? L'x' : digits == 4 ? L'u' : L'U'};
+  for (int shift = 4 * digits - 4; shift >= 0; shift -= 4) {
+    text += static_cast<wchar_t>(kLowerHex[c >> shift & 15]);
+  }
+}
+
 }  // namespace
+
+bool isUnseen(char32_t c) {
+  if (c >= 0x20 && c < 0x7F) return false;
+  return std::any_of(std::begin(kUnseen), std::end(kUnseen),
+                     [c](const auto& range) { return c >= range.first && c <= range.last; });
+}
+
+Utf8Character characterAt(std::string_view utf8, std::size_t place) {
+  const auto byteAt = [utf8](std::size_t i) { return static_cast<unsigned char>(utf8[i]); };
+  const unsigned char first = byteAt(place);
+  const std::size_t length = first < 0xC0 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+  if (length == 1 || utf8.size() - place < length) return {first, 1};
+  char32_t character = first & (0x7Fu >> length);
+  for (std::size_t i = 1; i < length; ++i) character = character << 6 | (byteAt(place + i) & 0x3Fu);
+  return {character, length};
+}
 
 void appendUtf8(std::string& utf8, const wchar_t* text, std::size_t count) {
   const wchar_t* const end = text + count;
@@ -49,19 +91,35 @@ std::string printable(std::string utf8) {
   std::wstring shown;
   for (unsigned long i = 0; i < wide.length(); ++i) {
     const wchar_t c = wide.toWide()[i];
-    if (!isControl(c) && !isStrayByte(c)) {
+    if (isStrayByte(c)) {
+      appendSpelt(shown, static_cast<char32_t>(c & 0xFF));
+    } else if (isUnseen(static_cast<char32_t>(c))) {
+      appendSpelt(shown, static_cast<char32_t>(c));
+    } else {
       shown += c;
-      continue;
     }
-    shown += {L'\\', L'x', static_cast<wchar_t>(kLowerHex[c >> 4 & 15]),
-              static_cast<wchar_t>(kLowerHex[c & 15])};
   }
   return String(std::move(shown)).toNarrow();
 }
 
+std::string printableLines(const std::string& utf8) {
+  std::string text;
+  text.reserve(utf8.size());
+  for (std::string_view rest = utf8; !rest.empty();) {
+    const std::string_view line = rest.substr(0, rest.find('\n'));
+    text += printable(std::string(line));
+    rest.remove_prefix(line.size());
+    if (rest.empty()) break;
+    text += '\n';
+    rest.remove_prefix(1);
+  }
+  return text;
+}
+
 std::string withBlanksForControls(const std::string& utf8) {
   std::wstring text = String(utf8).toWide();
-  std::replace_if(text.begin(), text.end(), isControl, L' ');
+  std::replace_if(
+      text.begin(), text.end(), [](wchar_t c) { return isUnseen(static_cast<char32_t>(c)); }, L' ');
   return String(std::move(text)).toNarrow();
 }
 
@@ -96,15 +154,40 @@ std::string joined(const std::vector<std::string>& parts, const char* separator)
   return text;
 }
 
+std::size_t lineWidth() {
+  constexpr std::size_t kNarrowest = 40;
+  winsize size = {};
+  const bool isTerminal = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return isTerminal ? std::max<std::size_t>(size.ws_col, kNarrowest) : kLineWidth;
+}
+
 std::string wrapped(const std::vector<std::string>& parts, const std::string& indent) {
-  constexpr std::size_t kWidest = 100;
+  const std::size_t widest = lineWidth() - 1;  // a comma may follow
   std::string text, line;
   for (const std::string& part : parts) {
     if (!line.empty()) line += ",";
-    if (!line.empty() && width(line) + 1 + width(part) > kWidest) {
+    if (!line.empty() && width(line) + 1 + width(part) > widest) {
       text += std::exchange(line, "") + "\n";
     }
     line += (line.empty() ? indent : " ") + part;
+  }
+  return text + line + "\n";
+}
+
+std::string paragraph(std::string_view words, std::string_view first, std::string_view others) {
+  const std::size_t widest = lineWidth();
+  std::string text, line(first);
+  bool isBegun = false;
+  while (!words.empty()) {
+    const std::string_view word = words.substr(0, words.find(' '));
+    if (isBegun && width(line) + 1 + width(word) > widest) {
+      text += line + "\n";
+      line = others;
+      isBegun = false;
+    }
+    line.append(isBegun ? " " : "").append(word);
+    isBegun = true;
+    words.remove_prefix(std::min(word.size() + 1, words.size()));
   }
   return text + line + "\n";
 }
@@ -117,18 +200,23 @@ void Columns::add(std::initializer_list<std::string_view> cells) {
   }
 }
 
-std::string Columns::text(std::string_view indent) const {
+std::vector<std::uint32_t> Columns::widths(std::size_t limit) const {
   std::vector<std::uint32_t> widths;
   std::size_t column = 0;
   for (const Cell& cell : cells_) {
     if (column == widths.size()) widths.push_back(0);
-    widths[column] = std::max(widths[column], cell.width);
+    if (cell.width <= limit) widths[column] = std::max(widths[column], cell.width);
     column = cell.endsLine ? 0 : column + 1;
   }
+  return widths;
+}
+
+std::string Columns::text(std::string_view indent) const {
+  const auto widths = this->widths(SIZE_MAX);
   std::string text;
   text.reserve(2 * texts_.size());
   std::string_view rest = texts_;
-  column = 0;
+  std::size_t column = 0;
   for (const Cell& cell : cells_) {
     if (column == 0) text += indent;
     text += rest.substr(0, cell.length);
@@ -138,8 +226,31 @@ std::string Columns::text(std::string_view indent) const {
       text += '\n';
       column = 0;
     } else {
-      text.append(widths[column++] - cell.width + 2, ' ');
+      text.append(widths[column++] - cell.width + kGap, ' ');
     }
+  }
+  return text;
+}
+
+std::string Columns::wrappedText(std::string_view indent) const {
+  const auto widths = this->widths(lineWidth() / 2);
+  std::string text, line;
+  std::string_view rest = texts_;
+  std::size_t column = 0, place = 0;  // where the cell begins
+  for (const Cell& cell : cells_) {
+    if (column == 0) place = indent.size();
+    const std::string_view words = rest.substr(0, cell.length);
+    rest.remove_prefix(cell.length);
+    if (width(line) > place) text += std::exchange(line, "") + "\n";
+    line.append(place - width(line), ' ');
+    place += widths[column++] + kGap;
+    if (!cell.endsLine) {
+      line += words;
+      continue;
+    }
+    text += paragraph(words, line, std::string(width(line), ' '));
+    line.clear();
+    column = 0;
   }
   return text;
 }

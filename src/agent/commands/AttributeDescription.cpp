@@ -41,6 +41,7 @@ AttributeDescription::AttributeDescription(const kelGroupDef& group, const kelAt
   unit = traits.unit;
   behaviour = behaviourName(traits.behaviour);
   isSensitive = traits.sensitive;
+  isNeverZero = traits.isNeverZero;
   description = traits.description;
   isCollected = findCollector(group.id) != nullptr;
   if (isCollected) sources = traits.sources;

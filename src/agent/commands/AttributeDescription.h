@@ -19,6 +19,7 @@ struct AttributeDescription {
   bool isKey;
   std::string behaviour;  // "identity", "stable" or "volatile"
   bool isSensitive;
+  bool isNeverZero;  // 0 says that no source told it
   std::string description;
   bool isCollected;     // whether this version has a collector for the group
   std::string sources;  // as in the traits; empty for what is never filled, or not collected

@@ -193,7 +193,7 @@ int runCapture(const Options& options) {
   options.format.empty() ? writeOutput(options.output, summary) : writeScan(options, scan);
   capture.heedInterruption();
   capture.keep();
-  return reportTroubles(scan);
+  return reportTroubles(scan, false);
 }
 
 }  // namespace invscan::agent

@@ -4,6 +4,7 @@
 #include <array>
 #include <iterator>
 
+#include "agent/Names.h"
 #include "agent/formats/Formats.h"
 
 namespace invscan::agent {
@@ -18,26 +19,21 @@ constexpr auto kScanFormats = [] {
   return names;
 }();
 constexpr const char* kDescribeFormats[] = {"text", "json", "markdown", "schema"};
+constexpr const char* kExplainFormats[] = {"text", "json"};
 
 constexpr Command kCommands[] = {
     {"scan", "[GROUP...]", "scan all groups or the named ones (the default)", 0, kAny, kScanFormats,
-     true, true, runScan},
-    {"get", "GROUP ATTRIBUTE", "print bare values, one per row", 2, 2, {}, true, true, runGet},
+     true, true, runScan, false, true},
+    {"get", "GROUP [ATTRIBUTE...]", "print bare values, one a line", 1, kAny, kScanFormats, true,
+     true, runGet},
     {"list", "", "list the groups", 0, 0, {}, false, false, runList},
     {"describe", "[GROUP]", "tell what is known about every attribute", 0, 1, kDescribeFormats,
      false, false, runDescribe},
     {"capture", "DIR [GROUP...]",
      "record this machine, to be scanned again with --machine, or redact a capture", 1, kAny,
      kScanFormats, true, true, runCapture},
-    {"explain",
-     "[GROUP...]",
-     "tell which sources were asked and why values are missing",
-     0,
-     kAny,
-     {},
-     true,
-     false,
-     runExplain},
+    {"explain", "[GROUP...]", "tell which sources gave what, and why values are missing", 0, kAny,
+     kExplainFormats, true, false, runExplain},
     {"smbios",
      "",
      "print the firmware's SMBIOS table, or dump it to a file",
@@ -68,7 +64,7 @@ std::span<const Command> commands() {
 const Command* findCommand(std::string_view word) {
   const auto* const found =
       std::find_if(std::begin(kCommands), std::end(kCommands),
-                   [word](const Command& command) { return word == command.name; });
+                   [word](const Command& command) { return sameIgnoringCase(word, command.name); });
   return found == std::end(kCommands) ? nullptr : found;
 }
 

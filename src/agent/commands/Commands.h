@@ -10,7 +10,13 @@
 namespace invscan::agent {
 
 // Exit status; wrong usage and unreadable input are a Failure.
-enum { kAnswered = 0, kGroupFailed = 1, kFailed = 2 };
+enum {
+  kAnswered = 0,
+  kGroupFailed = 1,  // one timed out or crashed
+  kFailed = 2,
+  kIncomplete = 3,  // something may not be read, was not recorded, or has no collector
+  kNoValue = 4,     // of get
+};
 
 struct Command {
   const char* name;
@@ -22,13 +28,14 @@ struct Command {
   bool scans;                            // has --timeout and --jobs
   bool redacts;                          // has --redact
   int (*run)(const Options& options);
-  bool readsDumps = false;  // has --dump, --read and --force
+  bool readsDumps = false;    // has --dump, --read and --force
+  bool tellsReasons = false;  // has --reasons
 };
 
 // The first is the one that runs when none is named.
 std::span<const Command> commands();
 
-// Null for a word that is no command.
+// Null for a word that is no command; upper and lower case are the same.
 const Command* findCommand(std::string_view word);
 
 // Each in a source file of its own.

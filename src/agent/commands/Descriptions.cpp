@@ -28,6 +28,7 @@ std::string notes(const AttributeDescription& described) {
   words.push_back(described.behaviour);
   if (described.isKey) words.push_back("key");
   if (described.isSensitive) words.push_back("sensitive");
+  if (described.isNeverZero) words.push_back("0 is unknown");
   return joined(words, ", ");
 }
 
@@ -70,6 +71,7 @@ Json attributeObject(const AttributeDescription& described) {
                  {"key", described.isKey},
                  {"behaviour", described.behaviour},
                  {"sensitive", described.isSensitive},
+                 {"zero_is_unknown", described.isNeverZero},
                  {"description", described.description},
                  {"sources", described.sources}};
   if (!described.values.empty()) object["values"] = valueObject(described);

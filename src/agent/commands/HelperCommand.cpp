@@ -77,7 +77,7 @@ int runHelper(const Options& options) {
     learnAnswer(text, replacements);
     text = redactAnswer(text, replacements);
   }
-  writeOutput(options.output, text);
+  writeOutput(options.output, printableLines(text));
   return kAnswered;
 }
 

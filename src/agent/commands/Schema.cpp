@@ -5,6 +5,7 @@
 #include "agent/Names.h"
 #include "agent/commands/AttributeDescription.h"
 #include "agent/commands/Descriptions.h"
+#include "agent/formats/Value.h"
 
 namespace invscan::agent {
 namespace {
@@ -56,13 +57,30 @@ Json describedSchema(const AttributeDescription& described, Json schema) {
   return schema;
 }
 
-Json enumerationTexts(const AttributeDescription& described) {
+// What the second member of an attribute may say.
+Json meanings(const AttributeDescription& described) {
   Json texts = Json::array();
   for (const kelEnumDef* entry : described.values) {
     if (std::find(texts.begin(), texts.end(), entry->text) == texts.end())
       texts.push_back(entry->text);
   }
+  if (described.isNeverZero) texts.push_back(kUnknownText);
   return {{"enum", std::move(texts)}};
+}
+
+Json textsByAttribute(const char* description) {
+  return {{"type", "object"}, {"additionalProperties", anyText()}, {"description", description}};
+}
+
+Json sourceSchema() {
+  return {{"type", "object"},
+          {"properties",
+           {{"source", anyText()},
+            {"times", countUpTo(kLargestCount)},
+            {"ms", {{"type", "number"}, {"minimum", 0}}},
+            {"outcome", anyText()}}},
+          {"required", {"source", "times", "ms", "outcome"}},
+          {"additionalProperties", false}};
 }
 
 Json rowSchema(const kelGroupDef& group) {
@@ -70,8 +88,8 @@ Json rowSchema(const kelGroupDef& group) {
   for (const kelAttribDef* attribute : attributesOf(group)) {
     const AttributeDescription described(group, *attribute);
     properties[described.name] = describedSchema(described, valueSchema(attribute->type));
-    if (!described.values.empty())
-      properties[described.name + " text"] = enumerationTexts(described);
+    if (!described.values.empty() || described.isNeverZero)
+      properties[described.name + " text"] = meanings(described);
   }
   return {
       {"type", "object"}, {"properties", std::move(properties)}, {"additionalProperties", false}};
@@ -82,9 +100,16 @@ Json groupSchema(const kelGroupDef& group) {
           {"properties",
            {{"id", {{"const", group.id}}},
             {"version", {{"const", group.version}}},
-            {"status", {{"enum", {"ok", "absent", "timeout", "crash"}}}},
+            {"status", {{"enum", {"ok", "absent", "denied", "unsupported", "timeout", "crash"}}}},
             {"trouble",
-             {{"type", "string"}, {"description", "What happened, after a timeout or crash."}}},
+             {{"type", "string"},
+              {"description", "What happened; not where the status is ok or absent."}}},
+            {"incomplete",
+             {{"type", "string"},
+              {"description", "Of a group that is ok: what stood in the way of missing values."}}},
+            {"reasons", textsByAttribute("Why attributes have no more than their default.")},
+            {"told_by", textsByAttribute("Of explain: which source gave the values.")},
+            {"sources", {{"type", "array"}, {"items", sourceSchema()}}},
             {"duration_ms", {{"type", "number"}, {"minimum", 0}}},
             {"rows", {{"type", "array"}, {"items", rowSchema(group)}}}}},
           {"required", {"id", "version", "status", "rows"}},

@@ -9,7 +9,7 @@
 #include "agent/Output.h"
 #include "agent/Text.h"
 #include "agent/commands/Commands.h"
-#include "agent/commands/Reasons.h"
+#include "agent/reasons/Reasons.h"
 #include "agent/redact/FirmwareRedaction.h"
 #include "agent/redact/Redactor.h"
 #include "agent/smbios/SmbiosDump.h"
@@ -27,7 +27,8 @@ std::string reasonForNoTable() {
     if (access.outcome != "ok" && isNew) failed.push_back(text);
   }
   if (failed.empty()) return "its memory shows none";
-  return joined(failed, ", ") + helpAgainst(failed);
+  const std::string help = helpAgainst(failed);
+  return joined(failed, ", ") + (help.empty() ? "" : "; " + help);
 }
 
 std::unique_ptr<SMBIOSTable> readMachine() {

@@ -1,7 +1,9 @@
 #include <algorithm>
+#include <string_view>
 
 #include <invscan/print.h>
 
+#include "agent/Text.h"
 #include "agent/formats/Formats.h"
 #include "agent/formats/FormattedNames.h"
 #include "agent/formats/Value.h"
@@ -9,17 +11,50 @@
 namespace invscan::agent {
 namespace {
 
+constexpr auto kIsSuspicious = suspiciousBytes(",\"");
+
 // An object, which searches compile in, rather than a function.
-constexpr auto kAsksForQuotes = [](char c) {
-  return c == ',' || c == '"' || c == '\r' || c == '\n';
-};
+constexpr auto kMayNeedCare = [](char c) { return kIsSuspicious[static_cast<unsigned char>(c)]; };
+
+constexpr std::string_view kAsksForQuotes = ",\"\n";
+
+// A spreadsheet takes a cell for a formula by what it begins with, in its narrow and its wide form.
+// The mark that keeps it from that is one of them, so that whoever reads the table takes one away
+// wherever there is one.
+bool isTakenForFormula(std::string_view text) {
+  constexpr std::string_view kBeginnings = "=+-@\t\r\n'";
+  constexpr std::string_view kWide[] = {"\uFF1D", "\uFF0B", "\uFF0D", "\uFF20"};
+  if (text.empty()) return false;
+  if (kBeginnings.find(text[0]) != kBeginnings.npos) return true;
+  return text[0] == kWide[0][0] &&
+         std::any_of(std::begin(kWide), std::end(kWide),
+                     [text](std::string_view beginning) { return text.starts_with(beginning); });
+}
+
+// What is unseen is spelt, but for line ends and tabs.
+std::string spelt(const std::string& text) {
+  std::string result;
+  std::size_t begin = 0;
+  while (begin < text.size()) {
+    const std::size_t end = std::min(text.find_first_of("\n\t", begin), text.size());
+    result += printable(text.substr(begin, end - begin));
+    if (end < text.size()) result += text[end];
+    begin = end + 1;
+  }
+  return result;
+}
 
 // RFC 4180: makes a field of what stands behind a place, quoted where needed, quotes doubled.
 void makeField(std::string& csv, std::size_t begin) {
+  if (isTakenForFormula(std::string_view(csv).substr(begin))) csv.insert(begin, 1, '\'');
   const auto first = csv.begin() + static_cast<std::ptrdiff_t>(begin);
-  if (std::none_of(first, csv.end(), kAsksForQuotes)) return;
-  const std::string text(first, csv.end());
+  if (std::none_of(first, csv.end(), kMayNeedCare)) return;
+  const std::string text = spelt(std::string(first, csv.end()));
   csv.erase(first, csv.end());
+  if (text.find_first_of(kAsksForQuotes) == text.npos) {
+    csv += text;
+    return;
+  }
   csv += '"';
   for (const char c : text) {
     if (c == '"') csv += c;

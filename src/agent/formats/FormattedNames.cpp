@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <invscan/traits.h>
+
 #include "agent/Names.h"
 
 namespace invscan::agent {
@@ -13,7 +15,9 @@ FormattedNames::FormattedNames(const kelGroupDef& group, Append append)
 const FormattedName& FormattedNames::of(unsigned long attribId) {
   FormattedName& place = names_[std::min(attribId - 1, names_.size() - 1)];
   if (place.name.empty() || place.attribId != attribId) {
-    place = {attribId, getAttribDefinitionFromId(&group_, attribId), ""};
+    const AttributeTraits* const traits = attributeTraits(group_.id, attribId);
+    place = {attribId, getAttribDefinitionFromId(&group_, attribId), "",
+             traits && traits->isNeverZero};
     append_(place.name, attributeName(group_, attribId));
   }
   return place;

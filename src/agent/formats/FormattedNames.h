@@ -13,6 +13,7 @@ struct FormattedName {
   unsigned long attribId = 0;
   const kelAttribDef* attribute = nullptr;  // null: the catalogue does not know it
   std::string name;
+  bool isNeverZero = false;  // AttributeTraits
 };
 
 class FormattedNames {

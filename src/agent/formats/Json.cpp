@@ -3,32 +3,49 @@
 #include <algorithm>
 #include <cmath>
 
+#include "agent/Text.h"
 #include "agent/formats/Value.h"
 #include "base/Hex.h"
 
 namespace invscan::agent {
 namespace {
 
+constexpr auto kIsSuspicious = suspiciousBytes("\"\\");
+
 // An object, which searches compile in, rather than a function.
-constexpr auto kIsEscaped = [](char c) {
-  return static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\';
-};
+constexpr auto kMayBeEscaped = [](char c) { return kIsSuspicious[static_cast<unsigned char>(c)]; };
+
+void appendUnit(std::string& json, unsigned unit) {
+  json += "\\u";
+  for (int shift = 12; shift >= 0; shift -= 4) json += kLowerHex[unit >> shift & 15];
+}
+
+// As one or two units of UTF-16.
+void appendEscape(std::string& json, char32_t c) {
+  constexpr char32_t kBeyond = 0x10000;
+  if (c < kBeyond) return appendUnit(json, c);
+  appendUnit(json, 0xD800 + ((c - kBeyond) >> 10));
+  appendUnit(json, 0xDC00 + ((c - kBeyond) & 0x3FF));
+}
 
 // Escapes what stands behind a place: hardly any text has something to escape.
 void escapeFrom(std::string& json, std::size_t begin) {
   const auto first =
-      std::find_if(json.begin() + static_cast<std::ptrdiff_t>(begin), json.end(), kIsEscaped);
+      std::find_if(json.begin() + static_cast<std::ptrdiff_t>(begin), json.end(), kMayBeEscaped);
   if (first == json.end()) return;
   const std::string rest(first, json.end());
   json.erase(first, json.end());
-  for (const char c : rest) {
-    if (!kIsEscaped(c)) {
-      json += c;
-    } else if (c == '"' || c == '\\') {
+  for (std::size_t i = 0; i < rest.size();) {
+    const char c = rest[i];
+    const auto [character, length] = kMayBeEscaped(c) ? characterAt(rest, i) : Utf8Character{0, 0};
+    if (c == '"' || c == '\\') {
       json += {'\\', c};
+    } else if (length > 0 && isUnseen(character)) {
+      appendEscape(json, character);
     } else {
-      json += {'\\', 'u', '0', '0', kLowerHex[c >> 4], kLowerHex[c & 15]};
+      json.append(rest, i, std::max<std::size_t>(length, 1));
     }
+    i += std::max<std::size_t>(length, 1);
   }
 }
 

@@ -8,7 +8,8 @@
 
 namespace invscan::agent {
 
-// Appends UTF-8 as it stands inside a JSON string, where it is only escaped where JSON demands it.
+// Appends UTF-8 as it stands inside a JSON string, where it is only escaped where JSON demands it
+// or it is unseen.
 void appendEscaped(std::string& json, std::string_view utf8);
 
 // Appends a JSON string of UTF-8.

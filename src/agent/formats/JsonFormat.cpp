@@ -3,12 +3,14 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "agent/Names.h"
 #include "agent/Text.h"
 #include "agent/Version.h"
 #include "agent/formats/Formats.h"
 #include "agent/formats/FormattedNames.h"
 #include "agent/formats/Json.h"
 #include "agent/formats/Value.h"
+#include "agent/reasons/Reasons.h"
 
 namespace invscan::agent {
 namespace {
@@ -19,6 +21,10 @@ const char* statusName(Status status) {
       return "ok";
     case Status::Absent:
       return "absent";
+    case Status::Denied:
+      return "denied";
+    case Status::Unsupported:
+      return "unsupported";
     case Status::Timeout:
       return "timeout";
     case Status::Crash:
@@ -55,8 +61,9 @@ void appendUtcTime(std::string& json, long time) {
 class RowWriter {
  public:
   explicit RowWriter(const kelGroupDef& group)
-      : names_(group,
-               [](std::string& text, const std::string& name) { appendEscaped(text, name); }) {}
+      : group_(group), names_(group, [](std::string& text, const std::string& name) {
+          appendEscaped(text, name);
+        }) {}
 
   void append(std::string& json, const Row& row) {
     json += '{';
@@ -66,7 +73,7 @@ class RowWriter {
       json.append(separator).append(named.name).append("\": ");
       appendJsonValue(json, *record);
       separator = ", \"";
-      const char* meaning = named.attribute ? enumeratedText(*named.attribute, *record) : nullptr;
+      const char* const meaning = meaningOf(named, *record);
       if (!meaning) continue;
       json.append(separator).append(named.name).append(" text\": ");
       appendJsonString(json, meaning);
@@ -75,6 +82,15 @@ class RowWriter {
   }
 
  private:
+  // Null for a value that says all itself.
+  const char* meaningOf(const FormattedName& named, const kelAttribValue& record) const {
+    if (!named.attribute) return nullptr;
+    const char* const meaning = enumeratedText(*named.attribute, record);
+    const bool isZero = named.isNeverZero && isUnknown(group_.id, *named.attribute, record);
+    return !meaning && isZero ? kUnknownText : meaning;
+  }
+
+  const kelGroupDef& group_;
   FormattedNames names_;
 };
 
@@ -90,16 +106,58 @@ void appendRows(std::string& json, const GroupResult& result) {
   }
 }
 
-void appendGroup(std::string& json, const GroupResult& result) {
+// A member that is an object of texts by attribute.
+void appendTexts(std::string& json, const char* name, const GroupResult& result, bool ofMissing,
+                 std::string (*textOf)(const GroupResult&, const kelAttribDef&)) {
+  json.append(", \"").append(name).append("\": {");
+  const char* separator = "";
+  for (const kelAttribDef* attribute : attributesOf(*result.group)) {
+    if (isMissing(result, *attribute) != ofMissing) continue;
+    json += separator;
+    appendJsonString(json, attribute->name);
+    json += ": ";
+    appendJsonString(json, textOf(result, *attribute));
+    separator = ", ";
+  }
+  json += '}';
+}
+
+void appendSources(std::string& json, const GroupResult& result) {
+  json += ", \"sources\": [";
+  const char* separator = "";
+  for (const SourceUse& use : sourceUses(result.accesses)) {
+    json.append(separator).append("\n    {\"source\": ");
+    appendJsonString(json, validUtf8(use.source));
+    json += ", \"times\": " + std::to_string(use.times) +
+            ", \"ms\": " + decimal(use.milliseconds, 3) + ", \"outcome\": ";
+    appendJsonString(json, validUtf8(use.outcome));
+    json += '}';
+    separator = ",";
+  }
+  json += ']';
+}
+
+void appendReasons(std::string& json, const GroupResult& result, const Scan& scan) {
+  const bool isAnswered = result.status != Status::Timeout && result.status != Status::Crash;
+  if (scan.tellsReasons && isAnswered) {
+    appendTexts(json, "reasons", result, true, reasonForDefault);
+  }
+  if (!scan.tellsSources) return;
+  if (isAnswered) appendTexts(json, "told_by", result, false, giverOf);
+  appendSources(json, result);
+}
+
+void appendGroup(std::string& json, const GroupResult& result, const Scan& scan) {
   appendJsonString(json, result.group->name);
   json += ": {\"id\": " + std::to_string(result.group->id) +
           ", \"version\": " + std::to_string(result.group->version) + ", \"status\": \"" +
           statusName(result.status) + "\"";
   if (!result.trouble.empty()) {
-    json += ", \"trouble\": ";
-    appendJsonString(json, result.trouble);
+    json += result.status == Status::Ok ? ", \"incomplete\": " : ", \"trouble\": ";
+    appendJsonString(json, validUtf8(result.trouble));
   }
-  if (result.status != Status::Absent) {
+  appendReasons(json, result, scan);
+  if (result.status != Status::Absent && result.status != Status::Unsupported) {
     json += ", \"duration_ms\": " + decimal(result.milliseconds, 1);
   }
   json += ", \"rows\": [";
@@ -118,7 +176,7 @@ std::string formatJson(const Scan& scan, bool /*inColour*/) {
   const char* separator = "\n  ";
   for (const GroupResult& result : scan.groups) {
     json += separator;
-    appendGroup(json, result);
+    appendGroup(json, result, scan);
     separator = ",\n  ";
   }
   return json += "}}\n";

@@ -5,13 +5,16 @@
 #include "agent/Text.h"
 #include "agent/formats/Formats.h"
 #include "agent/formats/Value.h"
+#include "agent/reasons/Completeness.h"
+#include "agent/reasons/Reasons.h"
 
 namespace invscan::agent {
 namespace {
 
 std::string shownValue(const kelGroupDef& group, const kelAttribValue& record) {
-  std::string text = printable(printedValue(record));
   const kelAttribDef* attribute = getAttribDefinitionFromId(&group, record.attribId);
+  if (attribute && isUnknown(group.id, *attribute, record)) return kUnknownText;
+  std::string text = printable(printedValue(record));
   if (const char* meaning = attribute ? enumeratedText(*attribute, record) : nullptr) {
     text.append(" (").append(meaning).append(")");
   }
@@ -46,25 +49,24 @@ std::string heading(const GroupResult& result, bool inColour) {
   return (inColour ? "\x1B[1m" + name + "\x1B[0m" : name) + rows + "\n";
 }
 
-std::string body(const GroupResult& result) {
-  if (result.status != Status::Ok) return "  no answer: " + printable(result.trouble) + "\n";
-  return result.rows.empty() ? "  no rows\n" : rowBlock(result);
+std::string body(const GroupResult& result, bool tellsReasons) {
+  const std::string rows = result.rows.empty() ? "  no rows\n" : rowBlock(result);
+  return tellsReasons ? rows + remarkBlock("without a value", reasonsOf(result)) : rows;
 }
 
 }  // namespace
 
 std::string formatText(const Scan& scan, bool inColour) {
   std::string text;
-  std::vector<std::string> absent;
   for (const GroupResult& result : scan.groups) {
-    if (result.status == Status::Absent) {
-      absent.push_back(result.group->name);
-    } else {
-      text.append(heading(result, inColour)).append(body(result)).append("\n");
-    }
+    const bool isLost = result.status == Status::Timeout || result.status == Status::Crash;
+    const bool isTold = result.status == Status::Ok || (scan.tellsReasons && !isLost);
+    if (!isTold) continue;
+    text.append(heading(result, inColour)).append(body(result, scan.tellsReasons)).append("\n");
   }
-  if (!absent.empty()) return text + "Absent on this machine: " + joined(absent, ", ") + "\n";
-  if (!text.empty()) text.pop_back();
+  const auto lines = shortfalls(scan, Kinds::All);
+  for (const std::string& line : lines) text += paragraph(printable(line), "", "  ");
+  if (lines.empty() && !text.empty()) text.pop_back();
   return text;
 }
 

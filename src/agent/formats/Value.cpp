@@ -134,6 +134,12 @@ bool isDefault(unsigned long groupId, const kelAttribDef& attribute, const kelAt
   return text.empty() || (!isText(*record) && text.find_first_not_of("0 ") == text.npos);
 }
 
+bool isUnknown(unsigned long groupId, const kelAttribDef& attribute, const kelAttribValue& record) {
+  const AttributeTraits* traits = attributeTraits(groupId, attribute.id);
+  return traits && traits->isNeverZero && isDefault(groupId, attribute, &record) &&
+         !enumeratedText(attribute, record);
+}
+
 Record makeTextRecord(unsigned long attribId, const std::string& utf8) {
   const std::wstring text = String(utf8).toWide();
   const unsigned long count = text.size() + 1;

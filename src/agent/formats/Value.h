@@ -37,6 +37,12 @@ const kelAttribValue* findRecord(const Row& row, unsigned long attribId);
 // Whether a value (null for none) is what it would be if no source had told it.
 bool isDefault(unsigned long groupId, const kelAttribDef& attribute, const kelAttribValue* record);
 
+// How a number is told that is 0 because nobody knows it.
+inline constexpr char kUnknownText[] = "unknown";
+
+// Whether a value is a 0 that can only mean that.
+bool isUnknown(unsigned long groupId, const kelAttribDef& attribute, const kelAttribValue& record);
+
 // A string record of a text in UTF-8.
 Record makeTextRecord(unsigned long attribId, const std::string& utf8);
 

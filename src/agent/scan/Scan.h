@@ -13,9 +13,18 @@ namespace invscan::agent {
 
 enum class Status {
   Ok,
-  Absent,   // the group has no table on this machine
-  Timeout,  // not done by the deadline, killed
-  Crash,    // ended without an answer, or with one that makes no sense
+  Absent,       // the group has no table on this machine
+  Denied,       // what would tell of it may not be read
+  Unsupported,  // this version has no collector for it, or a capture was made without it
+  Timeout,      // not done by the deadline, killed
+  Crash,        // ended without an answer, or with one that makes no sense
+};
+
+// What stood in the way of an answer that may be there.
+enum class Obstacle {
+  None,
+  Denied,      // may not be read
+  Unrecorded,  // was not asked when the capture was made
 };
 
 struct RecordDeleter {
@@ -31,10 +40,15 @@ using Row = std::vector<Record>;
 struct GroupResult {
   const kelGroupDef* group = nullptr;
   Status status = Status::Absent;
-  std::string trouble;  // for Timeout and Crash: what happened, in plain words
+  // What happened, in plain words; for Ok, what stood in the way of values that are missing. Empty
+  // for Absent.
+  std::string trouble;
+  Obstacle obstacle = Obstacle::None;  // of Denied and Unsupported, and of Ok where values miss
+  std::string help;                    // against the obstacle, where anything is known to
   double milliseconds = 0;
   std::vector<Row> rows;
-  std::vector<Access> accesses;  // when the scan was asked to explain itself
+  // All of them when the scan was asked to explain itself, else those that met an obstacle.
+  std::vector<Access> accesses;
 };
 
 // Of a helper that was run for the groups that need it.
@@ -50,6 +64,9 @@ struct Scan {
   double milliseconds = 0;
   std::vector<GroupResult> groups;  // in catalogue order
   std::vector<HelperResult> helpers;
+  // What the forms that people and programs read tell besides: why attributes have no value, and
+  // which sources were asked.
+  bool tellsReasons = false, tellsSources = false;
 };
 
 }  // namespace invscan::agent

@@ -10,6 +10,7 @@
 #include "agent/Text.h"
 #include "agent/commands/Commands.h"
 #include "agent/formats/Formats.h"
+#include "agent/reasons/Completeness.h"
 #include "agent/scan/Progress.h"
 #include "agent/scan/Scanner.h"
 
@@ -66,7 +67,7 @@ Scan scanMachine(const Options& options, const std::vector<const kelGroupDef*>& 
   return scan;
 }
 
-int reportTroubles(const Scan& scan) {
+int reportTroubles(const Scan& scan, bool isTold) {
   int status = kAnswered;
   for (const HelperResult& helper : scan.helpers) {
     reportTrouble("helper " + helper.name, helper.status, helper.trouble, "what it tells", status);
@@ -74,7 +75,17 @@ int reportTroubles(const Scan& scan) {
   for (const GroupResult& result : scan.groups) {
     reportTrouble(result.group->name, result.status, result.trouble, "its rows", status);
   }
-  return status;
+  if (!isTold) {
+    for (std::string line : shortfalls(scan, Kinds::Lacks)) {
+      line[0] = static_cast<char>(line[0] - 'A' + 'a');
+      reportLine(line);
+    }
+  }
+  return status == kAnswered && isIncomplete(scan) ? kIncomplete : status;
+}
+
+bool isText(const Options& options) {
+  return findFormat(options.format).write == formatText;
 }
 
 void writeScan(const Options& options, const Scan& scan) {

@@ -13,8 +13,12 @@ namespace invscan::agent {
 Scan scanMachine(const Options& options, const std::vector<const kelGroupDef*>& groups,
                  bool noteAccesses = false, const std::string& recording = {});
 
-// A line on standard error for each group that gave no answer; the exit status.
-int reportTroubles(const Scan& scan);
+// Lines on standard error for groups that gave no answer and, where the output does not tell that
+// itself, for what is missing; the exit status.
+int reportTroubles(const Scan& scan, bool isTold);
+
+// Whether the scan is written as text for people.
+bool isText(const Options& options);
 
 // Writes the scan as the options ask.
 void writeScan(const Options& options, const Scan& scan);

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <clocale>
 #include <list>
+#include <map>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -16,7 +17,9 @@
 #include <invscan/factory.h>
 #include <invscan/machine.h>
 
+#include "agent/reasons/Completeness.h"
 #include "agent/scan/HelperErrand.h"
+#include "agent/scan/QuestionLog.h"
 #include "agent/scan/Wire.h"
 #include "agent/scan/WorkerPool.h"
 
@@ -71,11 +74,7 @@ int processorCount() {
 }
 
 void startNotes(const ScannerOptions& options) {
-  if (options.noteAccesses) startAccessLog();
-}
-
-std::vector<Access> takeNotes(const ScannerOptions& options) {
-  return options.noteAccesses ? accessLog() : std::vector<Access>();
+  options.noteAccesses ? startAccessLog() : startObstacleLog();
 }
 
 // Reads and decodes the firmware's table in this worker, whose deadline holds for that too. What it
@@ -85,16 +84,21 @@ const std::vector<Access>& readFirmware(const ScannerOptions& options) {
   if (!accesses) {
     startNotes(options);
     GroupFactory::getInstance()->initialise();
-    accesses = takeNotes(options);
+    accesses = accessLog();
   }
   return *accesses;
 }
 
 using Errands = std::list<HelperErrand>;
 
+// One for each task of a scan that explains itself.
+using QuestionLogs = std::map<const kelGroupDef*, QuestionLog>;
+
 // In a worker.
-void collect(const Task& task, const Errands& errands, const ScannerOptions& options, int answer) {
+void collect(const Task& task, const Errands& errands, QuestionLog* questions,
+             const ScannerOptions& options, int answer) {
   const auto start = Clock::now();
+  if (questions) questions->start();
   setUpLocale(!options.capture.empty());
   std::vector<Access> accesses;
   if (task.needs & kNeedsFirmware) accesses = readFirmware(options);
@@ -103,7 +107,7 @@ void collect(const Task& task, const Errands& errands, const ScannerOptions& opt
     if (task.needs & errand.need()) errand.deliver();
   }
   const std::unique_ptr<KelTable> table = task.collect();
-  const std::vector<Access> own = takeNotes(options);
+  const std::vector<Access> own = accessLog();
   accesses.insert(accesses.end(), own.begin(), own.end());
   sendAnswer(answer, encodePayload(table.get(), millisecondsSince(start), accesses));
 }
@@ -165,10 +169,12 @@ Errands addErrands(const std::vector<Task>& tasks, const ScannerOptions& options
 }
 
 // The first errand stands at that place in the list of jobs.
-Job jobOf(const Task& task, const Errands& errands, std::size_t place,
+Job jobOf(const Task& task, const Errands& errands, std::size_t place, QuestionLogs& logs,
           const ScannerOptions& options) {
-  Job job{task.group,
-          [&task, &errands, &options](int answer) { collect(task, errands, options, answer); }};
+  QuestionLog* const questions = options.noteAccesses ? &logs[task.group] : nullptr;
+  Job job{task.group, [&task, &errands, questions, &options](int answer) {
+            collect(task, errands, questions, options, answer);
+          }};
   job.room = roomOf(task, options);
   // Each is to know whether the one before has waited in vain.
   job.isInTurn = job.room == kNamesRoom;
@@ -189,14 +195,15 @@ bool needsHelper(const Task& task) {
 void runTasks(const std::vector<Task>& tasks, const ScannerOptions& options, Scan& scan) {
   // A room's jobs run in this order: those that wait for a helper are behind it.
   const Errands none;
+  QuestionLogs logs;
   std::vector<Job> jobs;
   for (const Task& task : tasks) {
-    if (!needsHelper(task)) jobs.push_back(jobOf(task, none, 0, options));
+    if (!needsHelper(task)) jobs.push_back(jobOf(task, none, 0, logs, options));
   }
   const std::size_t place = jobs.size();
   const Errands errands = addErrands(tasks, options, jobs);
   for (const Task& task : tasks) {
-    if (needsHelper(task)) jobs.push_back(jobOf(task, errands, place, options));
+    if (needsHelper(task)) jobs.push_back(jobOf(task, errands, place, logs, options));
   }
   if (jobs.empty()) return;
   ScannerOptions pool = options;
@@ -208,6 +215,9 @@ void runTasks(const std::vector<Task>& tasks, const ScannerOptions& options, Sca
   auto errand = errands.begin();
   for (GroupResult& result : results) {
     if (result.group) {
+      const bool isLost = result.status == Status::Timeout || result.status == Status::Crash;
+      if (isLost && options.noteAccesses) result.accesses = logs[result.group].read();
+      judge(result);
       scan.groups.push_back(std::move(result));
       continue;
     }
@@ -228,7 +238,10 @@ Scan scanGroups(const std::vector<const kelGroupDef*>& groups, const ScannerOpti
     if (const Collector* const collector = findCollector(group->id)) {
       tasks.push_back({group, collector->needs, [group] { return collectByFactory(*group); }});
     } else {
-      scan.groups.emplace_back().group = group;
+      GroupResult& result = scan.groups.emplace_back();
+      result.group = group;
+      result.status = Status::Unsupported;
+      result.trouble = "this version has no collector for it";
     }
   }
   runTasks(tasks, options, scan);

@@ -15,7 +15,7 @@ namespace invscan::agent {
 struct ScannerOptions {
   double timeoutSeconds = 30;  // for each group, from when a worker begins with it
   int jobs = 0;                // workers at a time; 0: as many as there are processors
-  bool noteAccesses = false;   // fill GroupResult::accesses
+  bool noteAccesses = false;   // fill GroupResult::accesses with all, not with obstacles alone
   // The directory of the capture that is scanned; empty for the live machine. Characters are then
   // read in the locale C.UTF-8, not the environment's: a replay asks the live machine nothing, not
   // even for a locale. Where it has no answer of a helper, ours makes one from it.

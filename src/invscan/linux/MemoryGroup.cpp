@@ -27,22 +27,26 @@ constexpr char kMemoryFigures[] = "/proc/meminfo; sysinfo";
 constexpr char kPageFigures[] = "/proc/meminfo; sysinfo; page size";
 
 const AttributeTraits kMemoryTraits[] = {
-    {1, "KiB", Stable, kPublic, "Memory that the kernel manages.", kMemoryFigures, nullptr},
+    {1, "KiB", Stable, kPublic, "Memory that the kernel manages.", kMemoryFigures, nullptr, kNoPath,
+     kNeverZero},
     {2, "KiB", Volatile, kPublic, "Memory that is not used at all.", kMemoryFigures, nullptr},
-    {3, "KiB", Stable, kPublic, "Physical memory and swap together.", kMemoryFigures, nullptr},
+    {3, "KiB", Stable, kPublic, "Physical memory and swap together.", kMemoryFigures, nullptr,
+     kNoPath, kNeverZero},
     {4, "KiB", Volatile, kPublic, "Free physical memory and free swap together.", kMemoryFigures,
      nullptr},
     {5, "", Stable, kPublic,
      "Total Physical (KiB) divided by Page Size (bytes): a 1024th of the number of pages.",
-     kPageFigures, nullptr},
+     kPageFigures, nullptr, kNoPath, kNeverZero},
     {6, "", Volatile, kPublic,
      "Free Physical (KiB) divided by Page Size (bytes): a 1024th of the number of pages.",
      kPageFigures, nullptr},
-    {7, "bytes", Stable, kPublic, "Size of a memory page.", "page size", nullptr},
+    {7, "bytes", Stable, kPublic, "Size of a memory page.", "page size", nullptr, kNoPath,
+     kNeverZero},
     {8, "MB", Stable, kPublic,
      "Size of the largest module that the firmware allows times the number of slots.",
-     kFirmwareTables, nullptr},
-    {9, "", Stable, kPublic, "Memory slots that the firmware tells of.", kFirmwareTables, nullptr},
+     kFirmwareTables, nullptr, kNoPath, kNeverZero},
+    {9, "", Stable, kPublic, "Memory slots that the firmware tells of.", kFirmwareTables, nullptr,
+     kNoPath, kNeverZero},
     kEndOfTraits,
 };
 

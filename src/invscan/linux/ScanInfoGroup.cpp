@@ -31,7 +31,7 @@ const AttributeTraits kScanInfoTraits[] = {
     {4, "", Volatile, kPublic, "When the scan was made.", "clock", nullptr},
     {5, "", Stable, kPublic, "When the scanner was built; a constant.", kConstant, nullptr},
     {6, "seconds", Volatile, kPublic, "Time since the system reached its run level or was started.",
-     "run-level record; /proc/stat; /proc/uptime", nullptr},
+     "run-level record; /proc/stat; /proc/uptime", nullptr, kNoPath, kNeverZero},
     {8, "", Stable, kPublic, "Flag for mobile machines.", kNotFilled, nullptr},
     kEndOfTraits,
 };

@@ -24,11 +24,11 @@ using enum Behaviour;
 
 const AttributeTraits kUnixSystemParamsTraits[] = {
     {1, "", Volatile, kPublic, "When the system reached its run level or was started.",
-     "run-level record; /proc/stat", nullptr},
+     "run-level record; /proc/stat", nullptr, kNoPath, kNeverZero},
     {2, "", Stable, kPublic, "Run level, 0 when unknown.",
      "run-level record; /run/systemd/system; /proc/cmdline; "
      "*/systemd/system/default.target; /sbin/runlevel",
-     nullptr},
+     nullptr, kNoPath, kNeverZero},
     {3, "", Identity, kSensitive, "Node name of the system.", "uname", nullptr},
     {4, "", Identity, kSensitive, "The same node name.", "uname", nullptr},
     kEndOfTraits,

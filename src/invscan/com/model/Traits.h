@@ -34,6 +34,8 @@ inline constexpr AttributeTraits kEndOfTraits = {0, "", Behaviour::Stable, false
 inline constexpr bool kPublic = false;
 inline constexpr bool kSensitive = true;
 inline constexpr bool kPath = true;
+inline constexpr bool kNoPath = false;
+inline constexpr bool kNeverZero = true;
 
 // Sources that several groups share.
 inline constexpr char kNotFilled[] = "";
