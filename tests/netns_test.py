@@ -69,6 +69,7 @@ class Namespace:
     def __init__(self, commands):
         self.name = f"invscan-test-{time.monotonic_ns()}"
         self.commands = commands
+        self.inside = []  # what runs the commands there
 
     def __enter__(self):
         subprocess.run(["ip", "netns", "add", self.name], check=True, capture_output=True)
@@ -82,8 +83,8 @@ class Namespace:
         subprocess.run(["ip", "netns", "delete", self.name], check=True)
 
     def run(self, *command, check=True):
-        return subprocess.run(["ip", "netns", "exec", self.name, *command], check=check, text=True,
-                              capture_output=True)
+        return subprocess.run(["ip", "netns", "exec", self.name, *self.inside, *command],
+                              check=check, text=True, capture_output=True)
 
     def tables(self, *command):
         text = self.run(*command).stdout
@@ -322,13 +323,13 @@ NAME_SERVERS = {
 
 
 @contextlib.contextmanager
-def name_server(namespace, address, reaction):
-    configuration = pathlib.Path("/etc/netns") / namespace.name
-    configuration.mkdir(parents=True)
-    (configuration / "resolv.conf").write_text(f"nameserver {address}\n")
-    (configuration / "nsswitch.conf").write_text("hosts: files dns\n")
-    (configuration / "hosts").write_text(
+def name_server(namespace, directory, address, reaction):
+    """The directory takes the place of /etc, whatever is there."""
+    (directory / "resolv.conf").write_text(f"nameserver {address}\n")
+    (directory / "nsswitch.conf").write_text("hosts: files dns\n")
+    (directory / "hosts").write_text(
         "#\n198.51.100.1\tpeer.example.org p # first\n198.51.100.1 q\n2001:DB8:0::11 six\n")
+    namespace.inside = ["sh", "-c", 'mount --bind "$0" /etc && exec "$@"', directory]
     program = ("import socket\ns = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)\n"
                f"s.bind(('{address}', 53))\nprint(flush=True)\n"
                f"while True:\n  question, asker = s.recvfrom(999)\n  {reaction}")
@@ -340,14 +341,14 @@ def name_server(namespace, address, reaction):
     finally:
         server.kill()
         server.wait()
-        shutil.rmtree(configuration)
 
 
 def test_name_server(program, what, address, reaction, outcomes):
     commands = NETWORKS["veth pair with aliases and peers"] + ["link set lo up"]
     if not reaction:
         commands = [each for each in commands if "add default" not in each]
-    with Namespace(commands) as namespace, name_server(namespace, address, reaction):
+    with (Namespace(commands) as namespace, tempfile.TemporaryDirectory() as etc,
+          name_server(namespace, pathlib.Path(etc), address, reaction)):
         begin = time.monotonic()
         found = scan(namespace, program, *GROUPS)
         seconds = time.monotonic() - begin
