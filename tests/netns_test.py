@@ -61,8 +61,14 @@ NETWORKS = {
         "? link add six type ip6gre remote fd00::1 local fd00::2"],
 }
 
-TYPES = {"veth": 3, "bridge": 17, "vlan": 18, "bond": 3, "team": 3, "tun": 16, "vxlan": 16,
-         "dummy": 3, "ipip": 16, "wireguard": 16, "ip6gre": 16}
+# By what the name begins with, as the classic source has it; else by what the kernel calls the link,
+# or its hardware.
+TYPES_BY_NAME = {"eth": 3, "tr": 4, "slip": 6, "escon": 7, "ctc": 8, "iucv": 9, "ppp": 10}
+TYPES_BY_KIND = {"bridge": 17, "vlan": 18, "tun": 16, "vxlan": 16, "geneve": 16, "wireguard": 16,
+                 "ipip": 16, "sit": 16, "gre": 16, "gretap": 16, "erspan": 16, "vti": 16, "ip6tnl": 16,
+                 "ip6gre": 16, "ip6gretap": 16, "vti6": 16, "xfrm": 16}
+TYPES_BY_HARDWARE = {"ether": 3, "ieee802.11/radiotap": 12}
+OTHER = 2
 
 
 class Namespace:
@@ -136,8 +142,17 @@ def ipv6_gateway(address, device, routes):
     return ""
 
 
+def type_by_name(name, otherwise=OTHER):
+    return next((type for prefix, type in TYPES_BY_NAME.items() if name.startswith(prefix)), otherwise)
+
+
+def type_of(link, kind):
+    by_hardware = TYPES_BY_HARDWARE.get(link["link_type"], OTHER)
+    return type_by_name(link["ifname"], TYPES_BY_KIND.get(kind, by_hardware))
+
+
 def hardware(link):
-    if link["link_type"] in ("ether", "infiniband"):
+    if link["link_type"] in ("ether", "infiniband", "ieee802.11/radiotap"):
         return link["address"].upper()
     return ""
 
@@ -179,7 +194,7 @@ def expected(namespace):
                "Permanent Address": (hardware(link) if permanent == "not set" or not hardware(link)
                                      else permanent.upper()),
                "Current Address": hardware(link),
-               "Type": 3 if link["ifname"].startswith("eth") else TYPES[kind],
+               "Type": type_of(link, kind),
                "Model": link["ifname"]}
         if kind in ("bond", "team") and members:
             row["EtherChannel devices"] = ", ".join(members)
@@ -197,20 +212,17 @@ def compare(network, found, wanted):
                 value != "" for name, value in ours.items() if name not in theirs), ours
 
 
-TYPES_BY_NAME = {"eth": 3, "tr": 4, "slip": 6, "escon": 7, "ctc": 8, "iucv": 9, "ppp": 10}
-
-
 def listed_interfaces(printed):
-    """What the classic rules make of "ifconfig -a": hardware address, IPv4 and IPv6 addresses by name."""
-    interfaces, current = {}, {}
-    for line in printed.splitlines():
-        if line[:1].strip():
-            current = interfaces.setdefault(re.match("[A-Za-z0-9]*", line)[0],
-                                            {"hardware": "", "inet": "", "inet6": []})
-            if "HWaddr " in line:
-                current["hardware"] = line.split("HWaddr ")[1].split()[0].upper()
-        elif match := re.match(r"\s+inet(6?)\s.*addr:\s*(\S+)", line):
-            current["inet" + match[1]] = current["inet6"] + [match[2]] if match[1] else match[2]
+    """What the classic rules make of "ifconfig -a": hardware address, IPv4 and IPv6 addresses by name.
+    Of interfaces whose names begin alike, what the last one has counts."""
+    interfaces = {}
+    for block in re.split(r"\n(?=\S)", printed.replace("\n\n", "\n")):
+        hardware = re.search(r"^\S.*HWaddr (\S+)", block)
+        name, found = re.match("[A-Za-z0-9]*", block)[0], {
+            "hardware": hardware[1].upper() if hardware else "",
+            "inet": "".join(re.findall(r"\sinet\s.*?addr:\s*(\S+)", block)[-1:]),
+            "inet6": re.findall(r"\sinet6\s.*?addr:\s*(\S+)", block)}
+        interfaces.setdefault(name, found).update({key: value for key, value in found.items() if value})
     return interfaces
 
 
@@ -219,12 +231,12 @@ def classic(namespace):
     rows = {"IP Address": [], "Network Adapter": []}
     for name, each in interfaces.items():
         if name != "lo":
+            address = re.match("[0-9A-H:]*", each["hardware"])[0]
             rows["Network Adapter"].append({
                 "Index": len(rows["Network Adapter"]) + 1,
-                "ID": hashlib.md5((each["hardware"] + name).encode()).hexdigest(),
-                "Permanent Address": each["hardware"], "Current Address": each["hardware"],
-                "Type": next((type for prefix, type in TYPES_BY_NAME.items()
-                              if name.startswith(prefix)), 2), "Model": name})
+                "ID": hashlib.md5((address + name).encode()).hexdigest(),
+                "Permanent Address": address, "Current Address": address,
+                "Type": type_by_name(name), "Model": name})
     table = namespace.run("netstat", "-nr", check=False).stdout  # fails where there is no route
     fields = [line.split() for line in table.splitlines()[2:]]
     routes = [{"gateway": line[1]} for line in fields if len(line) == 8 and {"U", "G"} <= set(line[3])]
@@ -238,7 +250,8 @@ def classic(namespace):
             "Gateway": ipv4_gateway(address, routes),
             "Permanent Mac Address": mac[:17] if mac.count(":") >= 5 else "00:00:00:00:00:00",
             "IPV6Address": carrier[0][-1] if any(carrier) else ""})
-    rows["IPv6 Address"] = [{"Address": address.split("/")[0], "Adapter Name": name}
+    rows["IPv6 Address"] = [{"Address": address.split("/")[0], "Subnet": address.split("/")[1],
+                             "Scope": rule_scope(address), "Adapter Name": name}
                             for name, each in interfaces.items() for address in each["inet6"]
                             if address != "::1/128"]
     return rows
