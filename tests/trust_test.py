@@ -87,6 +87,24 @@ class WrittenFiles(TrustTest):
                          ("untouched", "planted", ["second name"]))
         self.assertIn("nobody reads", self.refused("list", "--output", self.fifo(own / "fifo", 0)))
 
+    def test_links_of_the_kernel_lead_to_no_other_file(self):
+        own = self.directory("own", 0o700)
+        table = Path(__file__).parent / "data/smbios/asrock-ryzen-board.bin"
+        # What the links say would be paths, of files in the root directory and in their own.
+        made = Path("/memfd:nameless (deleted)"), own / "former (deleted)"
+        for file in (os.memfd_create("nameless"), os.open(own / "former", os.O_RDWR | os.O_CREAT)):
+            self.addCleanup(os.close, file)
+            (own / "former").unlink(missing_ok=True)
+            link = f"/proc/{os.getpid()}/fd/{file}"
+            for reason, *options in (
+                    ("leads to what has no name", "list", "--output"),
+                    ("not a regular file", "smbios", "--read", table, "--force", "--dump")):
+                with self.subTest(leads_to=os.readlink(link), options=options):
+                    self.assertIn(f"{link}: {reason}", self.refused(*options, link))
+        for path in made:
+            self.addCleanup(path.unlink, missing_ok=True)
+            self.assertFalse(path.exists())
+
     def test_access_is_what_was_promised(self):
         theirs = self.file(self.scratch / "theirs", "old", 0o640, OTHER)
         for umask in (0, 0o777):
