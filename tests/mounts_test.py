@@ -114,6 +114,8 @@ def main():
     program = os.path.abspath(sys.argv[1])
     if libc.unshare(CLONE_NEWNS) or libc.mount(b"none", b"/", None, MS_REC_PRIVATE, None):
         return SKIPPED
+    # Those of network namespaces vanish from here too when somebody deletes the files that they are on.
+    subprocess.run(["umount", "--all", "--lazy", "--types", "nsfs"])
     with tempfile.TemporaryDirectory(dir="/tmp", prefix="scratch") as directory:
         root = pathlib.Path(directory)
         mount("tmpfs", root, "tmpfs")  # goes with all that is mounted in it
