@@ -19,7 +19,8 @@ import netns_test  # noqa: E402
 PROGRAM = str(Path(sys.argv[1]).resolve())
 DIRECTORY = Path(sys.argv[2]).resolve()
 # By their places, as the shell there has commands of the same names.
-TOOLS = {name: shutil.which(name) for name in ("ip", "ethtool", "lspci", "ifconfig", "netstat")}
+TOOLS = {name: shutil.which(name, path="/usr/sbin:/usr/bin:/sbin:/bin")
+         for name in ("ip", "ethtool", "lspci", "ifconfig", "netstat")}
 FILES = (PROGRAM, *TOOLS.values(), "/bin/dash", "/lib/x86_64-linux-gnu/libudev.so.1",
          "/lib/udev/hwdb.bin", "/usr/share/misc/pci.ids")
 MODULES = ("virtio-pci virtio-net e1000 e1000e e100 8139cp ne2k-pci pcnet32 tulip vmxnet3 xhci-pci "
