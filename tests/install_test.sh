@@ -32,7 +32,8 @@ check_host() {
   nm -D --defined-only "$2" | grep -q ' T getGroupNameFromId$' ||
     fail "the host's own functions are not visible, so this proves nothing: $1"
   must "running a host: $1" "$2"
-  [ "$(cat "$work/log")" = 'a \"quoted\" text Memory 1 host shared' ] ||
+  [ "$(cat "$work/log")" = 'a \"quoted\" text Memory 1 host shared 4096 null Memories: the catalogue'\
+' has no such group' ] ||
     fail "a host printed \"$(cat "$work/log")\": $1"
 }
 
@@ -90,8 +91,13 @@ int main() {
   const bool isShared = GROUPS_DEF[4].attribs == OPER_SYS_ATTRS_DEF &&
                         getGroupDefinitionFromId(4)->attribs == OPER_SYS_ATTRS_DEF &&
                         getGroupDefinitionFromId(4) == &GROUPS_DEF[4];
-  std::printf(" %s %lu %s %s\n", table->getGroupName(), table->getRowCount(),
-              getGroupNameFromId(3), isShared ? "shared" : "not shared");
+  std::printf(" %s %lu %s %s", table->getGroupName(), table->getRowCount(), getGroupNameFromId(3),
+              isShared ? "shared" : "not shared");
+  for (const invscan::RowView& row : invscan::collect("Memory")) {
+    const auto pageSize = row["Page Size"].number();
+    std::printf(" %lu %s", pageSize.value_or(0), row["Page Sise"] ? "known" : "null");
+  }
+  std::printf(" %s\n", invscan::collect("Memories").whyNone().c_str());
 }
 END
 must 'configuring with find_package' \

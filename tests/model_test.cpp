@@ -102,6 +102,73 @@ TEST_F(Model, EveryTypeHasItsLayoutAndItsPrint) {
   }
 }
 
+// As a host reads: any type as text, number and date, or null.
+TEST_F(Model, RowsAreReadByNameAndId) {
+  useLocale(kUtf8);
+  useZone("UTC");
+  KelTable table(getGroupIdFromName("Regional"), 1);
+  const struct {
+    KelTableAttrib* attrib;
+    std::string text;
+    std::optional<long long> whole;
+    std::optional<double> number;
+  } values[] = {
+      {new KelTableAttrib(1, static_cast<unsigned char>(200)), "200", 200, 200},
+      {new KelTableAttrib(1, ULONG_MAX), "18446744073709551615", {}, 18446744073709551616.0},
+      {new KelTableAttrib(1, -5LL), "-5", -5, -5},
+      {new KelTableAttrib(1, _uquad{5, 7}), "5 7", {}, {}},
+      {new KelTableAttrib(1, 0.5F), "0.5", {}, 0.5},
+      {new KelTableAttrib(1, "\xE2\x82\xAC\""), "\xE2\x82\xAC\"", {}, {}},
+      {new KelTableAttrib(1, kOctets, 3UL), "00AB10", {}, {}},
+      {new KelTableAttrib(1, 1709208000L), "2024-02-29-12.00.00.000000", {}, {}},
+      {new KelTableAttrib(1, LONG_MAX), "", {}, {}},
+  };
+  for (const auto& each : values) {
+    auto* row = new KelTableRow;
+    row->addAttrib(nullptr);
+    row->addAttrib(each.attrib);
+    row->addAttrib(new KelTableAttrib(3, 2UL));
+    table.addRow(row);
+  }
+  const auto* expected = values;
+  for (const invscan::RowView& row : invscan::TableRows(&table)) {
+    const invscan::ValueView value = row[1];
+    EXPECT_EQ(value.text(), expected->text);
+    EXPECT_EQ(value.number<long long>(), expected->whole) << expected->text;
+    EXPECT_EQ(value.number<double>(), expected->number) << expected->text;
+    EXPECT_EQ(value.date().has_value(), expected->text.size() == kDateTimeSize) << expected->text;
+    if (auto date = value.date()) {
+      EXPECT_TRUE(date->tm_wday == 4 && std::mktime(&*date) == 1709208000);
+    }
+    EXPECT_EQ(value.number<unsigned char>().has_value(), expected->text == "200");
+    EXPECT_TRUE(row.size() == 2 && !value.meaning() && row[value.attribute()->name]);
+    EXPECT_STREQ(row["Time Zone Plus Minus"].meaning(), "-");
+    const invscan::ValueView none = row["Daylight"], unknown = row["daylight"];
+    EXPECT_TRUE(none.isNull() && none.attribute() && !none.text() && !none.number());
+    EXPECT_TRUE(unknown.isNull() && !unknown.attribute() && !row[99].attribute());
+    ++expected;
+  }
+  EXPECT_EQ(expected, std::end(values));
+}
+
+TEST_F(Model, AGroupSaysWhyItHasNoTable) {
+  using invscan::TableState;
+  std::string error;
+  ASSERT_TRUE(invscan::replayMachine(INVSCAN_TESTS_DIR "/machines/nothing", error)) << error;
+  const std::pair<invscan::GroupTable, TableState> rows[] = {
+      {invscan::collect("Regional"), TableState::Collected},
+      {invscan::collect(getGroupIdFromName("PCI Device")), TableState::Absent},
+      {invscan::collect("PCI device"), TableState::UnknownGroup},
+      {invscan::collect(0), TableState::UnknownGroup}};
+  for (const auto& [table, state] : rows) {
+    const bool hasTable = state == TableState::Collected;
+    EXPECT_EQ(table.state(), state) << table.whyNone();
+    EXPECT_TRUE(table.whyNone().empty() == hasTable && bool(table) == hasTable);
+    EXPECT_EQ(table.size(), hasTable);
+  }
+  invscan::useLiveMachine();
+}
+
 TEST_F(Model, OneInvalidByteEmptiesTheWholeString) {
   const std::pair<const char*, const char*> rows[] = {
       {kUtf8, "caf\xE9 noir"}, {kUtf8, "cut \xE2\x82"}, {"C", "caf\xC3\xA9"}};

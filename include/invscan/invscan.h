@@ -25,6 +25,7 @@
 #include <invscan/print.h>
 #include <invscan/process.h>
 #include <invscan/processor.h>
+#include <invscan/rows.h>
 #include <invscan/smbios.h>
 #include <invscan/smbiosinfo.h>
 #include <invscan/statistics.h>
