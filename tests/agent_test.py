@@ -350,7 +350,7 @@ class Troubles(AgentTest):
                 (["list", "Memory"], "usage: invscan list"),
                 (["helper", "lspci"], 'no helper "lspci"; there are cpuid and diskscan'),
                 (["describe", "--format", "csv"], "only text, json, markdown, schema"),
-                (["--format", "xml"], "only text, json, jsonl, csv"),
+                (["--format", "xml"], "only text, json, jsonl, csv, prometheus"),
                 (["--fromat", "json"], 'no option "--fromat"; did you mean "--format"?'),
                 (["--timeout", "nan"], "0.001 to 86400 seconds"),
                 (["--jobs", "1025"], "1 to 1024"),

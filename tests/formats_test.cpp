@@ -95,6 +95,68 @@ TEST(Formats, JsonTimeIsOneOrNull) {
   }
 }
 
+// Whether promtool finds nothing; what it finds otherwise.
+std::string metricsTrouble(const std::string& text) {
+  const std::string file = testing::TempDir() + "metrics." + std::to_string(getpid());
+  std::ofstream(file) << text;
+  const int status = std::system(("promtool check metrics <" + file + " 2>&1").c_str());
+  fs::remove(file);
+  return status == 0 ? "" : "see what promtool has written";
+}
+
+// Every attribute of the catalogue, in two rows that are alike.
+TEST(Formats, MetricsFollowTheConventions) {
+  Scan scan;
+  for (const kelGroupDef* group = GROUPS_DEF; group->id != kEndOfTable; ++group) {
+    GroupResult& result = scan.groups.emplace_back();
+    result.group = group;
+    result.status = Status::Ok;
+    for (int i = 0; i < 2; ++i) {
+      Row& row = result.rows.emplace_back();
+      for (const kelAttribDef* each = group->attribs; each->id != kEndOfTable; ++each) {
+        row.push_back(each->type == KEL_STRING ? makeText(each->id, L"\"a\\\n\xE9\x1B")
+                      : each->type == KEL_DATETIME
+                          ? makeRecord(each->id, KEL_DATETIME, "2026-11-21-10.15.00.000000")
+                      : each->type == KEL_FLOAT ? makeNumber(KEL_FLOAT, 0.1F, each->id)
+                                                : makeNumber(KEL_ULONG, 77UL, each->id));
+      }
+    }
+  }
+  const std::string text = formatPrometheus(scan, false);
+  for (const char* line : {
+           "# TYPE invscan_cpu_meter_idle_seconds_total counter\n",
+           "\ninvscan_cpu_meter_idle_seconds_total{row=\"2\"} 0.77\n",
+           "\ninvscan_memory_total_physical_bytes{row=\"1\"} 78848\n",
+           "\ninvscan_physical_processor_clock_hertz{id=\"77\",row=\"1\"} 7.7e+07\n",
+           "\ninvscan_unix_cpu_meter_load_avg1{row=\"1\"} 0.1\n",
+           "\ninvscan_san_adapter_info{index=\"77\",id=\"\\\"a\\\\ \u00E9 \",row=\"1\",",
+           "# HELP invscan_memory_page_size_bytes ",
+       }) {
+    EXPECT_NE(text.find(line), text.npos) << line;
+  }
+  std::set<std::string> names;
+  for (std::size_t place = 0; (place = text.find("# TYPE ", place)) != text.npos; ++place) {
+    const std::string name = text.substr(place, text.find('\n', place) - place);
+    EXPECT_TRUE(names.insert(name).second) << name;
+  }
+  if (std::system("command -v promtool >/dev/null") != 0) GTEST_SKIP() << "promtool is missing";
+  EXPECT_EQ(metricsTrouble(text), "");
+}
+
+TEST(Formats, MetricsLeaveOutWhatNothingTold) {
+  Scan scan = makeScan("Memory", {});
+  scan.groups.front().rows.front().push_back(makeNumber(KEL_ULONG, 0UL, 1));  // stable
+  scan.groups.front().rows.front().push_back(makeNumber(KEL_ULONG, 0UL, 2));  // volatile
+  GroupResult& failed = scan.groups.emplace_back();
+  failed.group = getGroupDefinitionFromId(getGroupIdFromName("Storage"));
+  failed.status = Status::Timeout;
+  const std::string text = formatPrometheus(scan, false);
+  EXPECT_EQ(text.find("total_physical"), text.npos);
+  EXPECT_NE(text.find("\ninvscan_memory_free_physical_bytes 0\n"), text.npos);
+  EXPECT_NE(text.find("\ninvscan_group_answered{group=\"Storage\"} 0\n"), text.npos);
+  EXPECT_EQ(text.find("invscan_storage"), text.npos);
+}
+
 TEST(Formats, CsvQuotesWhatNeedsIt) {
   std::vector<Record> records;
   records.push_back(makeText(1, L"a,\"b\"\nc"));

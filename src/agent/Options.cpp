@@ -84,7 +84,8 @@ constexpr auto kReadsDumps = [](const Command& command) { return command.readsDu
 
 const Option kOptions[] = {
     {"format", "NAME",
-     "How to write: text, json, jsonl, csv (describe: text, json, markdown, schema; explain: text, "
+     "How to write: text, json, jsonl, csv, prometheus (describe: text, json, markdown, schema; "
+     "explain: text, "
      "json)",
      [](Options& options, const Value& value) { options.format = named(value); },
      [](const Command& command) { return !command.formats.empty(); }},

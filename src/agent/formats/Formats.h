@@ -14,6 +14,7 @@ std::string formatText(const Scan& scan, bool inColour);
 std::string formatJson(const Scan& scan, bool inColour);
 std::string formatJsonLines(const Scan& scan, bool inColour);
 std::string formatCsv(const Scan& scan, bool inColour);
+std::string formatPrometheus(const Scan& scan, bool inColour);
 
 // Makes room for a group's rows when the first of them has been written behind a place: growing
 // step by step would touch twice the memory.
@@ -25,8 +26,11 @@ struct Format {
 };
 
 // The first is the default.
-inline constexpr Format kFormats[] = {
-    {"text", formatText}, {"json", formatJson}, {"jsonl", formatJsonLines}, {"csv", formatCsv}};
+inline constexpr Format kFormats[] = {{"text", formatText},
+                                      {"json", formatJson},
+                                      {"jsonl", formatJsonLines},
+                                      {"csv", formatCsv},
+                                      {"prometheus", formatPrometheus}};
 
 // The name must be one of the table's or empty.
 const Format& findFormat(std::string_view name);
