@@ -26,11 +26,7 @@ namespace {
   throw Failure(problem + "  (\"invscan --help\" tells more)");
 }
 
-// What an option was given; null for one that takes nothing.
-struct Value {
-  const char* option;
-  const char* text;
-};
+using Value = OptionValue;
 
 [[noreturn]] void failValue(const Value& value, const std::string& problem) {
   failUsage(std::string("--") + value.option + ": " + problem);
@@ -68,15 +64,6 @@ CcLogWrapper::Level traceLevel(const Value& value) {
   if (level == "max") return CcLogWrapper::kMax;
   failValue(value, "\"" + level + "\" is none of min, mid, max");
 }
-
-// What it does when it is met, and for which commands it has a meaning.
-struct Option {
-  const char* name;
-  const char* value;  // what the help calls it; null: the option has none
-  const char* help;
-  void (*take)(Options& options, const Value& value);
-  bool (*applies)(const Command& command);
-};
 
 constexpr auto kAlways = [](const Command&) { return true; };
 constexpr auto kScans = [](const Command& command) { return command.scans; };
@@ -118,12 +105,20 @@ const Option kOptions[] = {
      [](Options& options, const Value&) { options.force = true; }, kReadsDumps},
     {"config", "FILE", "Configuration file (/etc/invscan/invscan.conf)",
      [](Options& options, const Value& value) { options.config = named(value); }, kAlways},
-    {"trace", "LEVEL", "Trace to standard error: min, mid, max",
+    {"trace", "min|mid|max", "Trace to standard error",
      [](Options& options, const Value& value) { options.trace = traceLevel(value); }, kAlways},
     {"trace-file", "FILE", "Append the trace to a file",
      [](Options& options, const Value& value) { options.traceFile = named(value); }, kAlways},
     {"help", nullptr, "Print this help", nullptr, kAlways},
     {"version", nullptr, "Print the version", nullptr, kAlways},
+};
+
+constexpr ExitStatus kExitStatuses[] = {
+    {"0", "every group answered (what is absent is an answer)"},
+    {"1", "a group timed out or crashed"},
+    {"2", "wrong usage, unreadable input, or a helper that gives no valid answer"},
+    {"3", "something may not be read, was never recorded or is not supported; the rest is there"},
+    {"4", "get: there is no value"},
 };
 
 std::string spelt(const Option& option) {
@@ -140,17 +135,18 @@ std::string help() {
   for (const Command& command : commands()) {
     all.add({std::string(command.name) + " " + command.arguments, command.summary});
   }
+  std::vector<std::string> statuses;
+  for (const auto& [status, meaning] : kExitStatuses) {
+    statuses.push_back(std::string(status) + " " + meaning);
+  }
   return "Usage: invscan [COMMAND] [ARGUMENT...] [OPTION...]\n\nCommands:\n" + all.text("  ") +
          "\nOptions:\n" + options.text("  ") +
          "\nWorkers, and the programs that they start, get of the environment: " +
          knownVariables() +
          ".\nORV_HOMEDIR may name another directory whose bin holds the helper programs.\n"
          "\"smbios\" together with other groups, or with an option of scans, is the group.\n"
-         "\nExit status: 0 every group answered (what is absent is an answer), 1 a group timed out "
-         "or "
-         "crashed, 2 wrong usage, unreadable input, or a helper that gives no valid answer, 3 "
-         "something may not be read, was never recorded or is not supported; the rest is there, 4 "
-         "get: there is no value.\n";
+         "\nExit status: " +
+         joined(statuses, ", ") + ".\n";
 }
 
 [[noreturn]] void failUnknown(std::string word) {
@@ -278,6 +274,14 @@ void checkApplicability(const Options& options, const Line& line) {
 }
 
 }  // namespace
+
+std::span<const Option> optionTable() {
+  return kOptions;
+}
+
+std::span<const ExitStatus> exitStatuses() {
+  return kExitStatuses;
+}
 
 Options parseOptions(int argc, char** argv, std::string& information) {
   Options options;

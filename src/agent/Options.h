@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,28 @@ struct Options {
   CcLogWrapper::Level trace = CcLogWrapper::kOff;
   std::string traceFile;  // empty: standard error
 };
+
+// What an option was given; null for one that takes nothing.
+struct OptionValue {
+  const char* option;
+  const char* text;
+};
+
+// One row of the table that parsing, --help, the manual and the completion of shells read.
+struct Option {
+  const char* name;
+  const char* value;  // what help calls it, FILE and DIR for these; null: the option has none
+  const char* help;
+  void (*take)(Options& options, const OptionValue& value);  // when it is met; may be null
+  bool (*applies)(const Command& command);  // whether it has a meaning for the command
+};
+std::span<const Option> optionTable();
+
+struct ExitStatus {
+  const char* status;
+  const char* meaning;
+};
+std::span<const ExitStatus> exitStatuses();
 
 // Throws Failure for wrong usage. For --help and --version the options name no command and the
 // text to print is in information.

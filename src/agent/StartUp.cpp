@@ -18,6 +18,7 @@
 #include <invscan/helper.h>
 #include <invscan/machine.h>
 
+#include "agent/ConfigurationKeys.h"
 #include "agent/Failure.h"
 #include "agent/Names.h"
 #include "agent/Output.h"
@@ -112,10 +113,8 @@ bool isWorthALine(std::string_view key, const std::string& suggested) {
 
 // An unknown key stops nothing: another version may know it.
 void warnOfUnknownKeys() {
-  const std::vector<const char*> known = {
-      "agent.redact_key",         "common_trace_path",      "config_dir",
-      "hwscanner.config_file",    "hwscanner.cputhreshold", "hwscanner.deadline",
-      "hwscanner.helper_timeout", "hwscanner.sources",      "hwscanner.timeout"};
+  std::vector<const char*> known;
+  for (const ConfigurationKey& key : configurationKeys()) known.push_back(key.name);
   const ConfigurationFile& file = configurationFile();
   std::map<int, std::string> complaints;  // by line
   for (const auto& [key, entry] : file.entries) {
