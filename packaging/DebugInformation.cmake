@@ -2,7 +2,7 @@
 # is shipped would be four times as large. It goes to a file beside what was built, and with the
 # component "debug" to .debug beside what is installed; debuggers look in both places.
 function(split_debug_information target directory)
-  if(INVSCAN_SANITIZE)
+  if(INVSCAN_SANITIZE OR NOT INVSCAN_SPLIT_DEBUG)
     return()
   endif()
   set(file $<TARGET_FILE:${target}>)

@@ -157,6 +157,10 @@ std::string programPage(const Source& source) {
   page.entry("/etc/invscan/invscan.conf", "", "The configuration file: invscan.conf(5).");
   page.entry("/etc/invscan/OrvHWConfig.xml", "",
              "The hardware configuration file: OrvHWConfig.xml(5).");
+  page.entry(
+      "/run/invscan/scan.json", "",
+      "What invscan-scan.service, where it is enabled, found when the machine started; for root "
+      "and the group adm.");
   page.section("EXAMPLES");
   page.example(
       "invscan memory \"operating system\"\n"
