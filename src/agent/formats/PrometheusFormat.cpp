@@ -191,11 +191,11 @@ void appendScan(std::string& text, const Scan& scan) {
   text += "invscan_scan_duration_seconds " + number(scan.milliseconds / 1000) + "\n";
   if (scan.groups.empty()) return;
   appendHead(text, "invscan_group_answered",
-             "Whether the group answered, 0 after a time-out or crash.");
+             "Whether the group answered: it has rows, or this machine has none of its kind.");
   for (const GroupResult& result : scan.groups) {
     std::string labels;
     appendLabel(labels, "group", result.group->name);
-    const bool hasAnswered = result.status != Status::Timeout && result.status != Status::Crash;
+    const bool hasAnswered = result.status == Status::Ok || result.status == Status::Absent;
     text += "invscan_group_answered{" + labels + "} " + (hasAnswered ? "1" : "0") + "\n";
   }
 }
