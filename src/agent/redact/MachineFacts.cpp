@@ -348,6 +348,11 @@ constexpr struct {
     {"cpuid", learnNothing, redactLeaves},          {"guest_channel", learnNothing, redactChannel},
 };
 
+const auto* sectionOf(std::string_view name) {
+  return std::find_if(std::begin(kSections), std::end(kSections),
+                      [name](const auto& section) { return section.name == name; });
+}
+
 constexpr std::string_view kDevices = "devices";
 
 }  // namespace
@@ -365,8 +370,7 @@ Json redactFacts(const Json& machine, Replacements& replacements,
                  std::vector<std::string>& leftOut) {
   Json result = Json::object();
   for (const auto& [name, section] : machine.items()) {
-    const auto* own = std::find_if(std::begin(kSections), std::end(kSections),
-                                   [&](const auto& each) { return each.name == name; });
+    const auto* own = sectionOf(name);
     const bool isHanging = section.is_object() && section.contains("hang");
     if (isHanging) {
       result[name] = {{"hang", true}};
