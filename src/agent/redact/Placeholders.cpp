@@ -133,7 +133,11 @@ bool isPlace(std::string_view value) {
       std::equal(value.begin(), value.end(), kForm.begin(), [](char c, char form) {
         return form == '0' ? std::isxdigit(static_cast<unsigned char>(c)) != 0 : c == form;
       });
-  return isPci || value.find("hcd.") != value.npos;
+  constexpr std::string_view kController = "hcd.", kOfDrivers = "abcdefghijklmnopqrstuvwxyz_-";
+  const std::size_t controller = std::min(value.find(kController), value.size());
+  const std::size_t number = std::min(controller + kController.size(), value.size());
+  return isPci || (number < value.size() && isDigit(value[number]) &&
+                   value.find_first_not_of(kOfDrivers) >= controller);
 }
 
 }  // namespace
