@@ -74,7 +74,8 @@ must 'dpkg -i, an upgrade' sh -c \
   'dpkg -i $(ls /packages/invscan_*.deb /packages/libinvscan*.deb | grep -v dbgsym)'
 [ ! -e "$system/usr/share/doc/invscan/of-the-earlier" ] || fail 'the upgrade left an earlier file'
 
-must 'invscan' invscan --format json --output /scan.json
+# Not all may be read in a container, which status 3 tells.
+must 'invscan' sh -c 'invscan --format json --output /scan.json || [ $? -eq 3 ]'
 grep -q '"Memory": {"id"' "$system/scan.json" || fail 'invscan found no memory'
 must 'a helper' invscan helper cpuid
 for page in man1/invscan.1 man3/libinvscan.3 man5/invscan.conf.5 man5/OrvHWConfig.xml.5; do

@@ -74,6 +74,7 @@ std::string sampleOf(const kelGroupDef& group, const kelAttribDef& attribute,
   const bool isVolatile = traits && traits->behaviour == Behaviour::Volatile;
   const bool isTime = record.kelType == KEL_DATETIME;
   if ((isTime || !isVolatile) && isDefault(group.id, attribute, &record)) return "";
+  if (isUnknown(group.id, attribute, record)) return "";
   if (isTime) {
     const auto time = timeIn(record);
     return time ? number(*time) : "";
