@@ -10,7 +10,6 @@
 
 #include "Rendering.h"
 #include "TestMachine.h"
-#include "common/md5/Digest.h"
 #include "common/text/Lines.h"
 #include "invscan/linux/storage/ScsiData.h"
 
@@ -100,7 +99,6 @@ TEST(NativeStorage, TellsEveryKindOfDevice) {
   const std::string two = "size=4194304;", geometry = "|121601|63|255|953869|";
   const std::string udev =
       "E:ID_MODEL_ENC=Samsung\\x20SSD\\x20860\\x20EVO\\x20\nE:ID_SERIAL_SHORT=S1\n";
-  const std::string naa = page(0x83, "\2\3\0\2ab\1\1\0\1z\1\2\0\2ee\1\3\0\x8\x50\0\xc5\0\1\2\3\4"s);
   const struct {
     const char *what, *name;
     std::string path, attributes, udev, expected;
@@ -114,54 +112,22 @@ TEST(NativeStorage, TellsEveryKindOfDevice) {
       {"a bridge, which has a name as well", "sdc", scsi, disk,
        "E:ID_MODEL_ENC=Other\nE:ID_USB_MODEL_ENC=Samsung\\x20SSD\\x20860\nE:ID_SERIAL=N\n",
        "30|Samsung SSD 860|ATA|N" + geometry + "sdc|||"},
-      {"a name in place of a number", "sdc", scsi, disk + "device/vpd_pg83=" + naa, "",
-       "30|Samsung SSD 860|ATA|5000c50001020304" + geometry + "sdc|||"},
       {"a USB disk", "sdb", usb, disk, "", "30|Samsung SSD 860|ATA|USB1" + geometry + "sdb|||"},
       {"an empty slot", "sdb", usb, disk + "size=0", "", ""},
       {"a size that is none", "sdb", usb, disk + "size=-5", "", ""},
       {"a type that is not told", "sdb", usb, disk + "device/type=3", "", ""},
       {"no medium", "sr0", scsi, "size=2097151", "", "17||||0|0|0|0|sr0|||"},
-      {"a medium", "sr0", scsi, "size=1433600", "", "17||||0|0|0|700|sr0|||"},
-      {"NVMe", "nvme0n1", "pci0/nvme/nvme0", two + "device/model=Fast  ;device/serial=F1 ", "",
-       "68|Fast||F1|2048|32|64|2048|nvme0n1|||"},
-      {"a path to NVMe", "nvme0c0n1", "pci0/nvme/nvme0", two + "hidden=1", "", ""},
-      {"virtio", "vda", "pci0/virtio1/block", two + "serial=v1", "",
-       "69|||v1|2048|32|64|2048|vda|||"},
       {"a memory card", "mmcblk0", "mmc0:0001/block", two + "device/name=SD1;device/serial=0x12",
        "", "31|SD1||0x12|65536|16|4|2048|mmcblk0|||"},
       {"what it starts from", "mmcblk0boot0", "x", two, "", ""},
       {"Xen", "xvda", "vbd-51712/block", two, "", "69||||261|63|255|2048|xvda|||"},
       {"a name with a slash", "cciss!c0d0", "cciss0/c0d0/block", two, "",
        "30||||261|63|255|2048|cciss/c0d0|||"},
-      {"a floppy", "fd0", "platform/floppy.0/block", "size=8;device/cmos=4", "",
-       "29|3.5 inch 1.44 MB|||80|18|2|1|fd0|||"},
-      {"a loop", "loop0", "virtual/block", two, "", ""},
-      {"a volume", "dm-0", "virtual/block", two, "", ""},
   };
   for (const auto& test : cases) {
     EXPECT_EQ(kernelRows(test.name, test.path, test.attributes, test.udev), test.expected)
         << test.what;
   }
-}
-
-TEST(NativeStorage, TellsWhatTheBlockLayerDoesNotHave) {
-  const std::string scsi = "/sys/bus/scsi/devices/";
-  const OnMachine machine(
-      {.files = {{scsi + "0:0:0:0/type", file("0")},
-                 {scsi + "1:0:0:0/type", file("1")},
-                 {scsi + "1:0:0:0/model", file("ULT3580  ")},
-                 {scsi + "2:0:0:0/type", file("8")},
-                 {scsi + "3:0:0:0/type", file("13")},
-                 {"/sys/block/sda/size", file("8192")},
-                 {"/sys/block/sda/device/type", file("0")}},
-       .directories = {{"/sys/block", {"sda"}},
-                       {"/sys/bus/scsi/devices",
-                        {"0:0:0:0", "1:0:0:0", "2:0:0:0", "3:0:0:0", "host0", "target0:0:0"}}},
-       .links = {{"/sys/block/sda", "../x/0:0:0:0/block/sda"}},
-       .helpers = {{"diskscan", kDiskScan}}},
-      "native");
-  EXPECT_EQ(valuesOf(kStorage, {"Index", "Type", "Model", "Device", "Is SAN Disk", "SAN Adapter"}),
-            "1|30||sda|1|host0;2|3|ULT3580|st0|0|;3|1||sg2||host2");
 }
 
 TEST(ClassicStorage, ReadsGeometryFromOldFdisk) {
@@ -277,56 +243,18 @@ TEST(ClassicStorage, ProbesGenericDevices) {
   }
 }
 
-TEST(ClassicStorage, AsksOtherDriversInTurn) {
-  std::string identify;
-  for (int word = 0; word < 256; ++word) {
-    identify += word == 10 ? "5331 " : word == 82 ? "0002 " : word == 128 ? "0003\n" : "2020 ";
-  }
-  const std::string hda = "/proc/ide/ide0/hda/", hdc = "/proc/ide/ide1/hdc/";
-  Answers answers{
-      .files = {{hda + "model", file("WDC WD200")},
-                {hda + "media", file("disk")},
-                {hda + "capacity", file("25414830")},
-                {hda + "geometry", file("physical 16383/16/63\nlogical 1582/255/63")},
-                {hda + "identify", {0, identify}},
-                {hdc + "model", file("CD-540E")},
-                {hdc + "media", file("cdrom")},
-                {hdc + "capacity", file("2147483647")},
-                {"/proc/rd/c0/current_status",
-                 file("Configuring Mylex DAC960PTL1 PCI RAID Controller\n  Logical Drives:\n"
-                      "    /dev/rd/c0d0: RAID-5, Online, 17776640 blocks, Write Back\n"
-                      "    /dev/rd/c0d1: none")},
-                {"/proc/driver/cciss/cciss0",
-                 file("cciss0: Compaq Smart Array 5i\ncciss/c0d0: blksz=512 nr_blocks=8388608")},
-                {"/dev/fd0", {}},
-                {"/dev/fd1", {}}},
-      .commands = {{"/sbin/fdisk -l /dev/cciss/c0d0 2>/dev/null",
-                    {"255 heads, 32 sectors/track, 2082 cylinders\n"}}},
-      .plain = devices({{"/dev/fd0", "\x0F", "H1440", DeviceProtocol::Floppy},
-                        {"/dev/fd1", "\x0F", "(null)", DeviceProtocol::Floppy}}),
-      .directories = {{"/proc/ide", {"hda", "ide0", "ide1"}},
-                      {"/proc/ide/ide0", {"hda"}},
-                      {"/proc/ide/ide1", {"hdc"}}}};
-  const std::string before =
-      "1|30|WDC WD200|WDC|S1|1582|63|255|12409|0||;2|17|CD-540E|||0|0|0|0|2||;"
-      "3|30|DAC960PTL1 PCI RAID Controller|Mylex||1106|63|255|8680|2||;";
-  const std::string floppy = "|29|3.5 inch 1.44 MB|||80|18|2|1|2||";
-  {
-    const OnMachine machine(answers);
-    EXPECT_EQ(valuesOf(kStorage, kMost),
-              before + "4|30|Compaq Smart Array 5i|Compaq||522|63|255|4096|2||;5" + floppy);
-    EXPECT_EQ(valuesOf(kStorage, {"ID"}).substr(0, 32), digestOf("15826325512707415"));
-    char list[kIDEListCapacity][255];
-    EXPECT_EQ(determineIDEfilelist(list), 2);
-    EXPECT_STREQ(list[1], "/proc/ide/ide1/hdc");
-  }
-  answers.commands["/bin/mount 2>/dev/null"] = {
-      "/dev/cciss/c0d0p1 on / type ext3 (rw)\n/dev/cciss/c0d0p2 on /x type ext3 (rw)\n"
-      "/dev/sda1 on /cciss type ext3 (rw)\n"};
-  const OnMachine machine(answers);
-  EXPECT_EQ(
-      valuesOf(kStorage, kMost),
-      before + "4|30|Compaq Smart Array 5i Controller|Compaq||2082|32|255|8295|2||;5" + floppy);
+TEST(ClassicStorage, ListsIdeDevices) {
+  const std::string hda = "/proc/ide/ide0/hda", hdc = "/proc/ide/ide1/hdc";
+  const OnMachine machine({.files = {{hda + "/model", file("WDC WD200")},
+                                     {hda + "/media", file("disk")},
+                                     {hdc + "/model", file("CD-540E")},
+                                     {hdc + "/media", file("cdrom")}},
+                           .directories = {{"/proc/ide", {"hda", "ide0", "ide1"}},
+                                           {"/proc/ide/ide0", {"hda"}},
+                                           {"/proc/ide/ide1", {"hdc"}}}});
+  char list[kIDEListCapacity][255];
+  EXPECT_EQ(determineIDEfilelist(list), 2);
+  EXPECT_EQ(list[1], hdc);
 }
 
 TEST(ClassicStorage, LoadsAndUnloadsTheDriver) {

@@ -16,35 +16,37 @@ constexpr std::string_view kDigits = "0123456789";
 // Directories and devices that machines have by their making, and names of file systems. Digits may
 // follow each.
 constexpr std::string_view kKnownParts[] = {
-    ".",         "..",        ".amd",        ".amd_mnt",    "EFI",         "aname",
-    "autofs",    "automount", "bin",         "binfmt_misc", "blkio",       "boot",
-    "bpf",       "btrfs",     "by-id",       "by-label",    "by-partuuid", "by-path",
-    "by-uuid",   "cache",     "cdrom",       "ceph",        "ceph-fuse",   "cgroup",
-    "cgroup2",   "cifs",      "config",      "configfs",    "connections", "cpu",
-    "cpuacct",   "cpuset",    "credentials", "curlftpfs",   "davfs",       "davfs2",
-    "debug",     "debugfs",   "deleted",     "dev",         "devices",     "devpts",
-    "devtmpfs",  "disk",      "docker",      "efi",         "efivarfs",    "efivars",
-    "etc",       "export",    "exports",     "ext",         "firmware",    "floppy",
-    "freezer",   "fs",        "ftp",         "fuse",        "fuseblk",     "fusectl",
-    "glusterfs", "gvfs",      "gvfsd-fuse",  "home",        "http",        "https",
-    "hugepages", "hugetlb",   "hugetlbfs",   "kernel",      "lib",         "local",
-    "localhost", "log",       "lost+found",  "lxcfs",       "mail",        "mapper",
-    "media",     "memory",    "merged",      "misc",        "mnt",         "mqueue",
-    "net",       "net_cls",   "net_prio",    "nfs",         "nfsd",        "none",
-    "nsfs",      "opt",       "overlay",     "perf_event",  "pid",         "pids",
-    "portal",    "proc",      "pstore",      "pts",         "ramfs",       "rclone",
-    "rdma",      "remote",    "root",        "rootfs",      "rpc_pipefs",  "run",
-    "s3fs",      "sbin",      "security",    "securityfs",  "selinux",     "selinuxfs",
-    "share",     "shm",       "snap",        "snapd",       "spool",       "srv",
-    "sshfs",     "sunrpc",    "swap",        "swap.img",    "swapfile",    "sys",
-    "sysfs",     "systemd",   "systemd-",    "tcp",         "tmp",         "tmpfs",
-    "tracefs",   "tracing",   "udev",        "unified",     "user",        "usr",
-    "var",       "virtio",    "www"};
+    ".",         "..",        ".amd",    ".amd_mnt",    "EFI",         "aname",
+    "autofs",    "automount", "bin",     "binfmt_misc", "blkio",       "boot",
+    "bpf",       "btrfs",     "by-id",   "by-label",    "by-partuuid", "by-path",
+    "by-uuid",   "cache",     "cciss",   "cdrom",       "ceph",        "ceph-fuse",
+    "cgroup",    "cgroup2",   "cifs",    "config",      "configfs",    "connections",
+    "cpu",       "cpuacct",   "cpuset",  "credentials", "curlftpfs",   "davfs",
+    "davfs2",    "debug",     "debugfs", "deleted",     "dev",         "devices",
+    "devpts",    "devtmpfs",  "disk",    "docker",      "efi",         "efivarfs",
+    "efivars",   "etc",       "export",  "exports",     "ext",         "firmware",
+    "floppy",    "freezer",   "fs",      "ftp",         "fuse",        "fuseblk",
+    "fusectl",   "glusterfs", "gvfs",    "gvfsd-fuse",  "home",        "http",
+    "https",     "hugepages", "hugetlb", "hugetlbfs",   "kernel",      "lib",
+    "local",     "localhost", "log",     "lost+found",  "lxcfs",       "mail",
+    "mapper",    "media",     "memory",  "merged",      "misc",        "mnt",
+    "mqueue",    "net",       "net_cls", "net_prio",    "nfs",         "nfsd",
+    "none",      "nsfs",      "opt",     "overlay",     "perf_event",  "pid",
+    "pids",      "portal",    "proc",    "pstore",      "pts",         "ramfs",
+    "rclone",    "rdma",      "remote",  "root",        "rootfs",      "rpc_pipefs",
+    "run",       "s3fs",      "sbin",    "security",    "securityfs",  "selinux",
+    "selinuxfs", "share",     "shm",     "snap",        "snapd",       "spool",
+    "srv",       "sshfs",     "sunrpc",  "swap",        "swap.img",    "swapfile",
+    "sys",       "sysfs",     "systemd", "systemd-",    "tcp",         "tmp",
+    "tmpfs",     "tracefs",   "tracing", "udev",        "unified",     "user",
+    "usr",       "var",       "virtio",  "www"};
 
 // Kernel's names of disks: letters behind the first four count disks, digits the others.
 constexpr std::string_view kLetteredDisks[] = {"sd", "hd", "vd", "xvd"};
-constexpr std::string_view kNumberedDisks[] = {"nvme", "mmcblk", "md",   "dm-", "loop", "sr",
-                                               "fd",   "ram",    "zram", "nbd", "pmem"};
+constexpr std::string_view kNumberedDisks[] = {
+    "nvme", "mmcblk", "md", "dm-", "loop", "sr", "fd", "ram", "zram", "nbd", "pmem",
+    // Volumes of RAID controllers.
+    "c0d", "c1d", "c2d", "c3d", "c4d", "c5d", "c6d", "c7d"};
 
 bool isAmong(std::string_view part, const auto& names) {
   return std::find(std::begin(names), std::end(names), part) != std::end(names);
