@@ -34,7 +34,7 @@ std::size_t checkWalk(std::string_view datagram) {
     }
     if (const auto address = readAddress(message)) {
       ++known;
-      require(!address->address.empty());
+      require(!address->address.empty() && address->label.find('\0') == address->label.npos);
     }
     if (const auto route = readRoute(message)) {
       ++known;

@@ -202,17 +202,6 @@ class Networks(unittest.TestCase):
                                        *netns_test.GROUPS)
             self.assertEqual(replayed, netns_test.scan(network, PROGRAM, *netns_test.GROUPS))
 
-    def test_members_of_a_bond_keep_their_own_addresses(self):
-        rows = netns_test.scan(self.networks[0], PROGRAM, *netns_test.GROUPS)["Network Adapter"]
-        adapters = {row["Model"]: row for row in rows}
-        self.assertEqual(adapters["bond0"]["EtherChannel devices"], "nic-e1000, nic-e1000e")
-        self.assertEqual([(adapters[name]["Current Address"], adapters[name]["Permanent Address"])
-                          for name in ("nic-e1000", "nic-e1000e")],
-                         [("52:54:00:00:00:01", f"52:54:00:00:00:0{number}") for number in (1, 2)])
-        self.assertEqual(adapters["wg0"]["Current Address"], "")
-        self.assertEqual([len(each.tables("ip", "-j", "-d", "addr")) for each in self.networks],
-                         [len(rows) + 1] * 2 + [1])
-
 
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1], verbosity=2)
