@@ -642,13 +642,6 @@ class Redaction(AgentTest):
         self.assertEqual(json.loads((capture / "machine.json").read_text())["uname"]["nodename"],
                          scan["hostname"])
         self.assertRegex(scan["hostname"], "^redacted-")
-        own = [Path(path).read_bytes().strip() for path in
-               ("/etc/machine-id", *(f"/sys/class/dmi/id/{name}" for name in
-                                     ("product_uuid", "product_serial", "board_serial")))
-               if os.access(path, os.R_OK)]
-        kept = [file for file in capture.rglob("*") if file.is_file() for value in own
-                if len(value) > 3 and value.lower() in file.read_bytes().lower()]
-        self.assertEqual(kept, [])
 
 
 def rows_of(scan):

@@ -7,7 +7,6 @@
 #include "Processes.h"
 #include "TestMachine.h"
 #include "Testing.h"
-#include "invscan/machine/RecordingMachine.h"
 
 namespace invscan {
 namespace {
@@ -139,20 +138,6 @@ TEST_F(Captures, BringTheirEnvironmentAndZoneAndTakeThemAwayAgain) {
   EXPECT_EQ(getenv("TZDIR"), nullptr);
   for (const char* variable : {"LC_TIME", "TZ"}) unsetenv(variable);
   tzset();
-}
-
-// Which is asked in a child that ends without more ado.
-TEST_F(Captures, HoldWhatTheGuestChannelSaid) {
-  const auto recording = std::make_shared<RecordingMachine>(
-      directory_ / "capture", std::make_unique<TestMachine>(
-                                  Answers{.plain = {answered<GuestChannelQuestion>(
-                                              CpuidRegisters{6, kChannelMagic, 2, 0}, {10, 0})}}));
-  setMachine(recording);
-  EXPECT_EQ(check_virtual(), 1);
-  useLiveMachine();
-  recording->finish();
-  ASSERT_EQ(replay(directory_ / "capture"), "");
-  EXPECT_EQ(check_virtual(), 1);
 }
 
 TEST_F(Captures, HoldWhatWasAskedAlsoInForkedChildren) {

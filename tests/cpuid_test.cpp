@@ -152,8 +152,6 @@ TEST(CpuidHelper, CountsWhatTheKernelHasArranged) {
   struct {
     const char *what, *layout, *online, *leaves, *expected;
   } const cases[] = {
-      {"threads", pairs, "0-7", "", "4|2|4|2|2; 4|2|4|2|2"},
-      {"hybrid", "0-7: 0-1 2-3 4 5 6 7", "0-7", "", "8|6|8|6|2"},
       {"threads switched off", "0-1: 0 1; 2-3: 2 3", "0-3", pairLeaves, "2|2|4|2|1; 2|2|4|2|1"},
       {"a core offline", "0-1,4-5: 0,4 1,5; 2,6: 2,6", "0-2,4-6", "", "4|2|4|2|2; 2|1|4|2|2"},
       {"a package offline", "0-1,4-5: 0,4 1,5", "0-1,4-5", pairLeaves, "4|2|4|2|2; 0|0|4|2|0"},

@@ -79,22 +79,16 @@ class Devices {
 TEST(DiskScan, TellsWhereEveryKindOfDiskStands) {
   const Devices machine(R"(
 block host5/rport-5:0-1/target5:0:1/5:0:1:7/block/sda
-block host0/port-0:0/end_device-0:0/target0:0:0/0:0:0:0/block/sdb
-block ata1/host1/target1:0:0/1:0:0:0/block/sdc
 block platform/host3/session1/target3:0:0/3:0:0:1/block/sdd
 block vmbus/host6/target6:0:0/6:0:0:0/block/sde
-block pci0000:00/0000:00:04.0/nvme/nvme0/nvme0n1
 block virtual/nvme-subsystem/nvme-subsys1/nvme1c1n1;hidden=1
 block virtual/nvme-subsystem/nvme-subsys1/nvme1n1
 block virtual/nvme-fabrics/ctl/nvme3/nvme3n1
-block virtio2/block/vda
-block mmc_host/mmc0/mmc0:0001/block/mmcblk0
 block host4/target4:0:0/4:0:0:0/block/cciss!c0d0
 block virtual/block/nbd0
 block virtual/block/loop0
 block host2/target2:0:3/2:0:3:0/block/sdz;size=0
 fc_remote_ports x/rport-5:0-1;node_name=0x200000;port_name=0x210000
-sas_device x/end_device-0:0;sas_address=0x5000c5
 fc_host vmbus/host6/fc_host/host6
 nvme nvme2;transport=fc;address=traddr=nn-0x20:pn-0x10,host_x
 nvme nvme3;transport=tcp
@@ -113,15 +107,10 @@ scsi_changer host2/target2:0:6/2:0:6:0/scsi_changer/sch0
 )");
   EXPECT_EQ(machine.scan("DiskTable"), R"(
 5:0:1:7|sda|sg4|1|0x200000|0x210000
-0:0:0:0|sdb||0||0x5000c5
-1:0:0:0|sdc||0||
 3:0:0:1|sdd||1||
 6:0:0:0|sde||1||
-nvme0n1|nvme0n1||0||
 nvme1n1|nvme1n1||1|0x20|0x10
 nvme3n1|nvme3n1||1||
-virtio2|vda||0||
-mmc0:0001|mmcblk0||0||
 4:0:0:0|cciss/c0d0||0||
 nbd0|nbd0||0||
 2:0:5:0|sr0|sg7|0||

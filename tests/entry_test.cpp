@@ -5,7 +5,6 @@
 #include "TestMachine.h"
 #include "Testing.h"
 #include "TracedText.h"
-#include "invscan/machine/RecordingMachine.h"
 
 namespace invscan {
 namespace {
@@ -160,26 +159,6 @@ TEST_F(PhysicalMemory, OfACaptureIsASparseImage) {
   EXPECT_EQ(machine().tryMemory(0, 1UL << 39).error, EFBIG);
   fs::remove(image);
   EXPECT_EQ(machine().tryMemory(0, 1).error, ENOENT);
-}
-
-TEST_F(PhysicalMemory, IsRecordedByAllWorkersTogether) {
-  const std::string target = directory_ / "capture";
-  const Answers answers{.physicalMemory = {{0x1000, "first"}, {0x90000, "second"}}};
-  auto recording =
-      std::make_unique<RecordingMachine>(target, std::make_unique<TestMachine>(answers));
-  recording->readMemory(0x1000, 5);
-  recording->readMemory(0x500000, 5);
-  EXPECT_EQ(0, inFork([&] { return recording->readMemory(0x90001, 5) != "econd"; }));
-  recording->finish();
-  recording.reset();
-  EXPECT_EQ(fs::status(target + "/root/dev/mem").permissions(), fs::perms(0600));
-
-  std::string error;
-  ASSERT_TRUE(replayMachine(target, error)) << error;
-  EXPECT_EQ(machine().readMemory(0x1001, 4), "irst");
-  EXPECT_EQ(machine().readMemory(0x90001, 5), "econd");
-  EXPECT_EQ(machine().tryMemory(0x500000, 5).error, kBeyondEnd);
-  useLiveMachine();
 }
 
 constexpr unsigned long kSegment = 0xF0000;

@@ -87,10 +87,6 @@ TEST(FirmwareGroups, DescribeMemoryModules) {
       {"a refused locator, a size in KB", "classic",
        memoryDevice(0x8000 + 2048, 13, 18, 0x6000, {"Not Available", "BANK 1"}),
        "2|BANK 1|SODIMM|Registered Unegistered DDR"},
-      {"old modules", "classic", oldModule(0x440, 0x87, "A") + oldModule(0x180, 0x7F, " "),
-       "128|A||ECC SDRAM;0||DIMM|"},
-      {"devices go before old modules", "classic",
-       oldModule(0x20, 4, "A") + memoryDevice(64, 9, 3, 0, {"B"}), "64|B|DIMM|DRAM"},
       {"no memory", "classic", kBios, "no table"},
   };
   for (const auto& test : cases) {
@@ -118,12 +114,8 @@ TEST(FirmwareGroups, TellWhatMemoryFits) {
       {"no size", "-|4", memoryController(0, 4)},
       {"no size that there can be", "-|4", memoryController(40, 4)},
       {"no slots", "-|-", memoryArray(16384, 0)},
-      {"the controller's slots", "16384|2", memoryController(11, 2) + memoryArray(16384, 4)},
       {"a module larger than the controller tells", "8192|2",
        memoryController(11, 2) + oldModule(0, 12, "A")},
-      {"a module as large as its share", "16384|4",
-       memoryArray(16384, 4) + memoryDevice(4096, 9, 3)},
-      {"a larger one", "65536|4", memoryArray(16384, 4) + memoryDevice(8192, 9, 3)},
       {"an even share of an odd capacity", "12288|3", memoryArray(12288, 3)},
       {"no even share", "49152|3", memoryArray(16384, 3)},
       {"full", "32768|4", memoryArray(32768, 4), "MemTotal: 34359738368 kB\n"},
@@ -134,13 +126,6 @@ TEST(FirmwareGroups, TellWhatMemoryFits) {
       const Firmware firmware(test.structures, sources, test.meminfo);
       EXPECT_EQ(valuesOf(3, {"Max Memory MB", "Num Slots Supported"}), test.limits) << test.what;
     }
-  }
-  // Of several arrays each is taken for itself; hosts know the first.
-  const std::string arrays = memoryArray(16384, 4) + memoryArray(16384, 4) + memoryArray(8192, 4);
-  for (const auto& [sources, limits] : {std::pair("classic", "65536|4"), {"native", "196608|12"}}) {
-    const Firmware firmware(arrays + memoryDevice(8192, 9, 3), sources);
-    EXPECT_EQ(valuesOf(3, {"Max Memory MB", "Num Slots Supported"}), limits);
-    EXPECT_EQ(valuesOf(31, {"Max Module Size MB"}), "16384");
   }
 }
 

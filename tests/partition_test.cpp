@@ -77,13 +77,11 @@ TEST(Partition, TakesListedMountsByTheClassicRules) {
 
 TEST(Partition, KnowsNativelyWhatTheRulesLeaveOpen) {
   const std::pair<std::string, std::string> cases[] = {
-      {"8:1 / / - xfs /dev/sda1 rw", "1|3|/dev/sda1|283|/dev/sda1|/||"},
       {"8:1 /bound /b\\040c rw shared:1 - xfs /dev/sda1 rw", "1|3|/dev/sda1|283|/dev/sda1|/b c||"},
       {"0:40 /@ / rw - btrfs /dev/mapper/luks rw", "1|3|/dev/mapper/luks|279|/dev/mapper/luks|/||"},
       {"0:41 / /t rw - zfs tank/a rw", "1|3|tank/a|278|tank/a|/t||"},
       {"11:0 / /d rw - udf /dev/sr0 ro", "1|5|/dev/sr0|265|/dev/sr0|/d||"},
       {"8:17 / /d rw - udf /dev/sdb1 ro", "1|3|/dev/sdb1|265|/dev/sdb1|/d||"},
-      {"0:5 / /r rw - ramfs none rw", "1|6|none|65535|none|/r||"},
       {"0:5 / /o rw - overlay overlay rw", "1|0|overlay|65535|overlay|/o||"},
       {"8:18 / /n rw - fuseblk /dev/sdb2 rw", "1|3|/dev/sdb2|7|/dev/sdb2|/n||"},
       {"8:19 / /n rw - fuseblk.ntfs /dev/sdb3 rw", "1|3|/dev/sdb3|7|/dev/sdb3|/n||"},

@@ -404,33 +404,6 @@ TEST(ScannerTest, AHelperAnswersOnceForAllThatNeedItAndOnlyThen) {
   useLiveMachine();
 }
 
-using ScannerOfCaptures = InDirectory;
-
-TEST_F(ScannerOfCaptures, AreToldOfByTheAgentWhereTheyLackAnAnswer) {
-  const fs::path capture = directory_ / "a capture";
-  write("a capture/root/proc/cpuinfo",
-        "processor\t: 0\nvendor_id\t: GenuineIntel\ncpu family\t: 6\nmodel\t: 85\n");
-  const struct {
-    const char* facts;
-    std::size_t rows;
-  } cases[] = {
-      {R"({"capture": 1})", 2},
-      {R"({"capture": 1, "helpers": [{"command": "cpuid", "output": "1.0 3 its own\n"}]})", 1},
-  };
-  for (const auto& testCase : cases) {
-    write("a capture/machine.json", testCase.facts);
-    std::string error;
-    ASSERT_TRUE(replayMachine(capture.string(), error)) << error;
-    ScannerOptions options;
-    options.capture = capture.string();
-    Scan scan;
-    runTasks({familyTask(kNeedsCpuid)}, options, scan);
-    ASSERT_EQ(scan.groups.size(), 1u);
-    EXPECT_EQ(scan.groups[0].rows.size(), testCase.rows) << testCase.facts;
-    EXPECT_EQ(getEnum("", 1, 1, ""), "Unknown") << "a host of the library has no such answer";
-  }
-}
-
 TEST(WireTest, RecordsArriveByteForByte) {
   const unsigned char octets[] = {0, 255, 7};
   KelTable table(4, 1);

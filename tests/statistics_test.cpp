@@ -181,21 +181,5 @@ TEST_F(Statistics, AreTracedByBothProcesses) {
   }
 }
 
-TEST_F(Statistics, AreRecordedFromTheChild) {
-  std::string error;
-  const std::string capture = directory_ / "capture";
-  ASSERT_TRUE(recordMachine(capture, error)) << error;
-  ASSERT_EQ(ask("/"), 0);
-  const struct statvfs recorded = info_.answer;
-  ASSERT_EQ(ask("/no/such", true), -1);
-  ASSERT_TRUE(finishRecording(error)) << error;
-  ASSERT_TRUE(replayMachine(capture, error)) << error;
-  ASSERT_EQ(ask("/", true), 0) << "statvfs64 falls back";
-  EXPECT_EQ(info_.answer64.f_frsize, recorded.f_frsize);
-  EXPECT_EQ(info_.answer64.f_blocks, recorded.f_blocks);
-  EXPECT_EQ(info_.answer64.f_bavail, recorded.f_bavail);
-  ASSERT_EQ(ask("/no/such", true), -1);
-}
-
 }  // namespace
 }  // namespace invscan
