@@ -207,10 +207,10 @@ class Disks(unittest.TestCase):
                         {pair["PartitionAccessPoint"] for pair in pairs})
         self.assertLess({pair["StorageDevice"] for pair in pairs}, self.devices.keys())
 
-    def test_native_scan_opens_no_device_and_starts_the_helper_alone(self):
+    def test_native_scan_opens_no_device_and_starts_no_program(self):
         used = re.findall(r'"(/[^"]+)",', self.outputs["strace"])
-        self.assertEqual(set(used), {str(AGENT), str(DISKSCAN), "/dev/null"})
-        self.assertEqual(used.count(str(DISKSCAN)), 1)
+        self.assertEqual(set(used), {str(AGENT), "/dev/null"})
+        self.assertEqual(used.count(str(AGENT)), 1)
         self.assertNotIn("module", self.outputs["strace"])
 
 
