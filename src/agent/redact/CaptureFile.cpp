@@ -232,15 +232,16 @@ std::string redactStructures(Text text, Replacements& replacements) {
   return redactTable(text, replacements);
 }
 
-std::string keepAll(Text text, Replacements&) {
-  return text;
+// Whatever begins like a time zone.
+std::string redactZone(Text text, Replacements& replacements) {
+  return replacements.inBytes(text);
 }
 
 template <MountTable table>
 constexpr FileRule kMountTable{learnMountTable<table>, redactMountTable<table>};
 constexpr FileRule kText{learnText, redactText};
 constexpr FileRule kUnknown{learnNothing, nullptr};
-constexpr FileRule kZone{learnNothing, keepAll};
+constexpr FileRule kZone{learnNothing, redactZone};
 constexpr FileRule kMapped{learnNothing, redactNames};
 constexpr FileRule kIdentity{learnIdentityText, redactIdentityText};
 constexpr FileRule kValues{learnValues, redactValues};
