@@ -148,6 +148,8 @@ TEST(CpuThresholdTest, StartsAfreshInAForkedChild) {
 
 class StoreTest : public invscan::InDirectory {
  protected:
+  void TearDown() override { load(""); }  // an error of the store stays, and others wait by it
+
   int load(const std::string& text) {
     write("invscan.conf", text);
     return OrvCfg::load(path_);
