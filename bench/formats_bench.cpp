@@ -65,11 +65,11 @@ const Scan& largeScan() {
   return scan;
 }
 
-void write(benchmark::State& state, std::string (*format)(const Scan&, bool)) {
+void write(benchmark::State& state, std::string (*format)(const Scan&, const Style&)) {
   const Scan& scan = largeScan();
   std::size_t size = 0;
   for (auto _ : state) {
-    const std::string text = format(scan, false);
+    const std::string text = format(scan, {});
     size = text.size();
     benchmark::DoNotOptimize(text.data());
   }

@@ -4,12 +4,15 @@
 #include <set>
 
 #include "Testing.h"
+#include "agent/Text.h"
 #include "agent/formats/Formats.h"
 #include "agent/formats/Json.h"
 #include "agent/formats/Value.h"
 #include "agent/redact/Addresses.h"
 #include "agent/redact/Redactor.h"
 #include "agent/redact/Replacements.h"
+#include "agent/screen/Figures.h"
+#include "agent/screen/Grid.h"
 
 namespace invscan::agent {
 namespace {
@@ -89,8 +92,8 @@ TEST(Formats, JsonTimeIsOneOrNull) {
   for (const auto& [time, json] : cases) {
     Scan scan;
     scan.time = time;
-    EXPECT_EQ(formatJson(scan, false), "{\"invscan\": \"2.8.0\", \"hostname\": \"\", \"time\": " +
-                                           json + ", \"duration_ms\": 0.0,\n \"groups\": {}}\n");
+    EXPECT_EQ(formatJson(scan), "{\"invscan\": \"2.8.0\", \"hostname\": \"\", \"time\": " + json +
+                                    ", \"duration_ms\": 0.0,\n \"groups\": {}}\n");
   }
 }
 
@@ -121,7 +124,7 @@ TEST(Formats, MetricsFollowTheConventions) {
       }
     }
   }
-  const std::string text = formatPrometheus(scan, false);
+  const std::string text = formatPrometheus(scan);
   for (const char* line : {
            "# TYPE invscan_cpu_meter_idle_seconds_total counter\n",
            "\ninvscan_cpu_meter_idle_seconds_total{row=\"2\"} 0.77\n",
@@ -149,7 +152,7 @@ TEST(Formats, MetricsLeaveOutWhatNothingTold) {
   GroupResult& failed = scan.groups.emplace_back();
   failed.group = getGroupDefinitionFromId(getGroupIdFromName("Storage"));
   failed.status = Status::Timeout;
-  const std::string text = formatPrometheus(scan, false);
+  const std::string text = formatPrometheus(scan);
   EXPECT_EQ(text.find("total_physical"), text.npos);
   EXPECT_NE(text.find("\ninvscan_memory_free_physical_bytes 0\n"), text.npos);
   EXPECT_NE(text.find("\ninvscan_group_answered{group=\"Storage\"} 0\n"), text.npos);
@@ -162,7 +165,7 @@ TEST(Formats, CsvQuotesWhatNeedsIt) {
   records.push_back(makeRecord(2, KEL_UQUAD, bytesOf(5UL) + bytesOf(7UL)));  // KEL_ULONG it is
   records.push_back(makeText(3, L"redacted"));
   records.push_back(makeText(4711, L"x"));
-  EXPECT_EQ(formatCsv(makeScan("Operating System", std::move(records)), false),
+  EXPECT_EQ(formatCsv(makeScan("Operating System", std::move(records))),
             "host,group,row,attribute,type,value\r\n"
             "h,Operating System,1,Name,KEL_STRING,\"a,\"\"b\"\"\nc\"\r\n"
             "h,Operating System,1,Type,KEL_ULONG,5 7\r\n"
@@ -195,12 +198,73 @@ TEST(Formats, NoValueIsMoreThanAValue) {
     records.push_back(makeText(1, value));
     records.push_back(makeNumber(KEL_LONGLONG, -7LL, 3));
     const Scan scan = makeScan("Operating System", std::move(records));
-    EXPECT_EQ(formatText(scan, false),
+    EXPECT_EQ(formatText(scan),
               "Operating System\n  Name           " + inText + "\n  Major Version  -7\n");
-    EXPECT_EQ(formatCsv(scan, false),
+    EXPECT_EQ(formatCsv(scan),
               "host,group,row,attribute,type,value\r\nh,Operating System,1,Name,KEL_STRING," +
                   inCsv + "\r\nh,Operating System,1,Major Version,KEL_ULONG,-7\r\n");
   }
+}
+
+// By attribute: what a terminal shows, what it shows exactly, and what is written without one.
+TEST(Figures, AreReadAtAGlance) {
+  const auto number = [](unsigned long value, unsigned long attribId) {
+    return makeNumber(KEL_ULONG, value, attribId);
+  };
+  const struct {
+    const char* group;
+    Record record;
+    const char *brief, *exact, *plain;
+  } cases[] = {
+      {"Memory", number(24641536, 1), "23.5 GiB", "25232932864 bytes", "24641536 KiB"},
+      {"Memory", number(1048575, 1), "1 GiB", "1073740800 bytes", "1048575 KiB"},
+      {"Memory", number(1023, 7), "1023 bytes", "1023 bytes", "1023 bytes"},
+      {"Memory", number(ULONG_MAX, 1), "16 ZiB", "18446744073709551615 KiB",
+       "18446744073709551615 KiB"},
+      {"Memory", number(0, 8), "unknown", "unknown", "unknown"},
+      {"Processor", number(2666, 10), "2.67 GHz", "2666 MHz", "2666 MHz"},
+      {"Processor", number(800, 10), "800 MHz", "800 MHz", "800 MHz"},
+      {"Processor", number(107, 4), "AMD Zen (107)", "AMD Zen (107)", "AMD Zen (107)"},
+      {"Processor", makeText(39, L"T"), "yes", "yes", "yes"},
+      {"Storage", makeText(13, L"0"), "no", "no", "no"},
+      {"Regional", number(2, 4), "no (2)", "no (2)", "no (2)"},
+      {"Scan Info", number(4320, 6), "1 h 12 min", "4320 seconds", "4320 seconds"},
+      {"Scan Info", number(86400, 6), "1 d", "86400 seconds", "86400 seconds"},
+      {"CpuMeter", number(5999, 1), "59 s", "5999 clock ticks", "5999 clock ticks"},
+      {"UNIX System Params", makeRecord(1, KEL_DATETIME, "2026-11-22-00.31.24.000000"),
+       "2026-11-22 00:31", "2026-11-22-00.31.24.000000", "2026-11-22-00.31.24.000000"},
+      {"SMBIOS", makeText(8, L"To Be Filled By O.E.M."), "To Be Filled By O.E.M. (placeholder)",
+       "To Be Filled By O.E.M. (placeholder)", "To Be Filled By O.E.M. (placeholder)"},
+  };
+  for (const auto& [name, record, brief, exact, plain] : cases) {
+    const kelGroupDef& group = *getGroupDefinitionFromId(getGroupIdFromName(name));
+    EXPECT_EQ(figureOf(group, *record, {.columns = 80}).withUnit(), brief) << name;
+    EXPECT_EQ(figureOf(group, *record, {.columns = 80, .inBytes = true}).withUnit(), exact) << name;
+    EXPECT_EQ(figureOf(group, *record, {}).withUnit(), plain) << name;
+  }
+}
+
+// Wide characters take two columns, marks that combine none; keys stay whole, and what has no place
+// beside them goes below, behind the first column.
+TEST(Grid, FitsItsLines) {
+  EXPECT_EQ(width("a\u0308\u6F22"), 3u);
+  EXPECT_EQ(shortened("\u6F22\u6F22\u6F22", 4), "\u6F22\u2026");
+  const std::string key(18, 'k'), value(30, 'v');
+  const std::vector<GridColumn> columns = {{"No", Align::Right, true, {"1", "12"}},
+                                           {"Key", Align::Left, true, {key, ""}},
+                                           {"Value", Align::Left, false, {"", value}},
+                                           {"Size", Align::Right, false, {"1 KiB", ""}}};
+  EXPECT_EQ(gridText(columns, 1, 54),
+            " No  Key                 Value                    Size\n"
+            "  1  " +
+                key +
+                "                          1 KiB\n"
+                " 12                      " +
+                std::string(21, 'v') + "\u2026\n");
+  EXPECT_EQ(gridText(columns, 1, 48), " No  Key                 Value\n  1  " + key +
+                                          "\n 12                      " + std::string(22, 'v') +
+                                          "\u2026\n\n No   Size\n  1  1 KiB\n 12\n");
+  EXPECT_EQ(gridText(columns, 1, 20), "");
 }
 
 // Text and JSON tell a 0 that can be none.
@@ -209,10 +273,9 @@ TEST(Formats, AnUnknownNumberIsNoZero) {
   records.push_back(makeNumber(KEL_ULONG, 0UL, 2));  // Free Physical may be used up
   records.push_back(makeNumber(KEL_ULONG, 0UL, 8));
   const Scan scan = makeScan("Memory", std::move(records));
-  EXPECT_EQ(formatText(scan, false), "Memory\n  Free Physical  0 KiB\n  Max Memory MB  unknown\n");
-  EXPECT_NE(formatJson(scan, false)
-                .find("{\"Free Physical\": 0, \"Max Memory MB\": 0, \"Max Memory MB "
-                      "text\": \"unknown\"}"),
+  EXPECT_EQ(formatText(scan), "Memory\n  Free Physical  0 KiB\n  Max Memory MB  unknown\n");
+  EXPECT_NE(formatJson(scan).find("{\"Free Physical\": 0, \"Max Memory MB\": 0, \"Max Memory MB "
+                                  "text\": \"unknown\"}"),
             std::string::npos);
 }
 

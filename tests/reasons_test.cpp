@@ -82,7 +82,7 @@ TEST(Completeness, AGroupWithoutCollectorIsUnsupported) {
   other.id = 4711;
   const Scan scan = scanGroups({&other}, {});
   EXPECT_TRUE(isIncomplete(scan));
-  EXPECT_EQ(formatText(scan, false), "Not supported by this version: SMBIOS\n");
+  EXPECT_EQ(formatText(scan), "Not supported by this version: SMBIOS\n");
 }
 
 TEST(Reasons, EachIsToldOnceAndEachValueHasItsSource) {

@@ -65,15 +65,23 @@ CcLogWrapper::Level traceLevel(const Value& value) {
   failValue(value, "\"" + level + "\" is none of min, mid, max");
 }
 
+Colour colourIn(const Value& value) {
+  const std::string when = value.text;
+  if (when == "auto") return Colour::Auto;
+  if (when == "always") return Colour::Always;
+  if (when == "never") return Colour::Never;
+  failValue(value, "\"" + when + "\" is none of auto, always, never");
+}
+
 constexpr auto kAlways = [](const Command&) { return true; };
 constexpr auto kScans = [](const Command& command) { return command.scans; };
+constexpr auto kHasFigures = [](const Command& command) { return command.hasFigures; };
 constexpr auto kReadsDumps = [](const Command& command) { return command.readsDumps; };
 
 const Option kOptions[] = {
     {"format", "NAME",
-     "How to write: text, json, jsonl, csv, prometheus (describe: text, json, markdown, schema; "
-     "explain: text, "
-     "json)",
+     "How to write: text, json, jsonl, csv, prometheus, summary (describe: text, json, markdown, "
+     "schema; explain: text, json)",
      [](Options& options, const Value& value) { options.format = named(value); },
      [](const Command& command) { return !command.formats.empty(); }},
     {"output", "FILE",
@@ -97,6 +105,14 @@ const Option kOptions[] = {
     {"reasons", nullptr, "Tell why attributes have no value (text and json)",
      [](Options& options, const Value&) { options.reasons = true; },
      [](const Command& command) { return command.tellsReasons; }},
+    {"all", nullptr, "All groups, and also what is left out for brevity",
+     [](Options& options, const Value&) { options.all = true; },
+     [](const Command& command) { return command.hasAll; }},
+    {"bytes", nullptr, "Exact figures in text, sizes in bytes",
+     [](Options& options, const Value&) { options.bytes = true; }, kHasFigures},
+    {"color", "auto|always|never",
+     "Colours in text (auto: on a terminal that shows them, unless NO_COLOR is set)",
+     [](Options& options, const Value& value) { options.colour = colourIn(value); }, kHasFigures},
     {"dump", "FILE", "smbios: write the table to a new file in place of printing",
      [](Options& options, const Value& value) { options.dump = named(value); }, kReadsDumps},
     {"read", "FILE", "smbios: take the table from a text or binary dump",
@@ -139,14 +155,14 @@ std::string help() {
   for (const auto& [status, meaning] : kExitStatuses) {
     statuses.push_back(std::string(status) + " " + meaning);
   }
-  return "Usage: invscan [COMMAND] [ARGUMENT...] [OPTION...]\n\nCommands:\n" + all.text("  ") +
-         "\nOptions:\n" + options.text("  ") +
-         "\nWorkers, and the programs that they start, get of the environment: " +
-         knownVariables() +
-         ".\nORV_HOMEDIR may name another directory whose bin holds the helper programs.\n"
-         "\"smbios\" together with other groups, or with an option of scans, is the group.\n"
-         "\nExit status: " +
-         joined(statuses, ", ") + ".\n";
+  return "Usage: invscan [COMMAND] [ARGUMENT...] [OPTION...]\n\nCommands:\n" +
+         all.wrappedText("  ") + "\nOptions:\n" + options.wrappedText("  ") + "\n" +
+         paragraph("Workers, and the programs that they start, get of the environment: " +
+                       knownVariables() + ".",
+                   "", "  ") +
+         "ORV_HOMEDIR may name another directory whose bin holds the helper programs.\n"
+         "\"smbios\" together with other groups, or with an option of scans, is the group.\n\n" +
+         paragraph("Exit status: " + joined(statuses, ", ") + ".", "", "  ");
 }
 
 [[noreturn]] void failUnknown(std::string word) {

@@ -8,6 +8,8 @@
 
 #include <invscan/base/CcLogWrapper.h>
 
+#include "agent/Output.h"
+
 namespace invscan::agent {
 
 struct Command;
@@ -24,6 +26,9 @@ struct Options {
   bool classic = false;
   bool redact = false;
   bool reasons = false;
+  bool all = false;    // also what is left out for brevity
+  bool bytes = false;  // exact figures
+  Colour colour = Colour::Auto;
   std::string dump;  // file to write a firmware table to
   std::string read;  // file to read one from, in place of the machine
   bool force = false;

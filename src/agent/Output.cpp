@@ -97,10 +97,15 @@ void returnFromFailedWrites() {
   signal(SIGXFSZ, SIG_IGN);
 }
 
-bool isColourful(const std::string& file) {
+bool isTerminal(const std::string& file) {
+  return file.empty() && isatty(STDOUT_FILENO);
+}
+
+bool isColourful(Colour choice, const std::string& file) {
+  if (choice != Colour::Auto) return choice == Colour::Always;
   const char* terminal = getenv("TERM");
   const char* refused = getenv("NO_COLOR");
-  return file.empty() && isatty(STDOUT_FILENO) && !(refused && *refused) && terminal && *terminal &&
+  return isTerminal(file) && !(refused && *refused) && terminal && *terminal &&
          std::strcmp(terminal, "dumb") != 0;
 }
 

@@ -31,8 +31,14 @@ void makeFile(const std::string& path, std::string_view text, mode_t mode);
 // itself. It is not for the time before a scan: commands that this runs inherit what is ignored.
 void returnFromFailedWrites();
 
-// Whether that output is a terminal that shows colours, and whose owner wants them.
-bool isColourful(const std::string& file);
+// Whether writeOutput() to that file writes to a terminal.
+bool isTerminal(const std::string& file);
+
+enum class Colour { Auto, Always, Never };
+
+// Whether that output is to have colours: where it is a terminal that shows them and whose owner
+// wants them, unless the choice is made.
+bool isColourful(Colour choice, const std::string& file);
 
 // One line on standard error, after the program's name.
 void reportLine(const std::string& text);

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <clocale>
+#include <cwchar>
 #include <system_error>
 #include <utility>
 
@@ -47,6 +49,30 @@ void appendSpelt(std::wstring& text, char32_t c) {
   for (int shift = 4 * digits - 4; shift >= 0; shift -= 4) {
     text += static_cast<wchar_t>(kLowerHex[c >> shift & 15]);
   }
+}
+
+// By Unicode's widths, whatever the locale in force: marks that combine take none, and most of East
+// Asia's characters two.
+std::size_t columnsOf(char32_t c) {
+  if (c < 0x80) return 1;
+  static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  if (!unicode) return 1;
+  const locale_t before = uselocale(unicode);
+  const int columns = wcwidth(static_cast<wchar_t>(c));
+  uselocale(before);
+  return columns < 0 ? 1 : static_cast<std::size_t>(columns);
+}
+
+// How many bytes of a text fit into that many columns, in whole characters.
+std::size_t fitting(std::string_view utf8, std::size_t columns) {
+  std::size_t used = 0, place = 0;
+  while (place < utf8.size()) {
+    const auto [character, length] = characterAt(utf8, place);
+    used += columnsOf(character);
+    if (used > columns) break;
+    place += length;
+  }
+  return place;
 }
 
 }  // namespace
@@ -124,8 +150,18 @@ std::string withBlanksForControls(const std::string& utf8) {
 }
 
 std::size_t width(std::string_view utf8) {
-  const auto isFirstByte = [](char c) { return (c & 0xC0) != 0x80; };
-  return static_cast<std::size_t>(std::count_if(utf8.begin(), utf8.end(), isFirstByte));
+  std::size_t columns = 0;
+  for (std::size_t place = 0; place < utf8.size();) {
+    const auto [character, length] = characterAt(utf8, place);
+    columns += columnsOf(character);
+    place += length;
+  }
+  return columns;
+}
+
+std::string shortened(const std::string& utf8, std::size_t columns) {
+  if (width(utf8) <= columns) return utf8;
+  return utf8.substr(0, fitting(utf8, columns - std::min<std::size_t>(columns, 1))) + "\u2026";
 }
 
 std::string padded(std::string text, std::size_t columns) {
@@ -174,21 +210,28 @@ std::string wrapped(const std::vector<std::string>& parts, const std::string& in
   return text + line + "\n";
 }
 
-std::string paragraph(std::string_view words, std::string_view first, std::string_view others) {
-  const std::size_t widest = lineWidth();
+std::string paragraph(std::string_view words, std::string_view first, std::string_view others,
+                      std::size_t widest) {
   std::string text, line(first);
   bool isBegun = false;
   while (!words.empty()) {
     const std::string_view word = words.substr(0, words.find(' '));
-    if (isBegun && width(line) + 1 + width(word) > widest) {
+    const std::size_t used = width(line) + (isBegun ? 1 : 0);
+    const std::size_t free = widest - std::min(widest, used);
+    if (isBegun && width(word) > free) {
       text += line + "\n";
       line = others;
       isBegun = false;
+      continue;
     }
-    line.append(isBegun ? " " : "").append(word);
+    const std::size_t least = word.empty() ? 0 : characterAt(word, 0).length;
+    const std::string_view part = word.substr(0, std::max(fitting(word, free), least));
+    line.append(isBegun ? " " : "").append(part);
     isBegun = true;
-    words.remove_prefix(std::min(word.size() + 1, words.size()));
+    words.remove_prefix(part.size());
+    if (words.starts_with(' ')) words.remove_prefix(1);
   }
+  if (!isBegun) line.erase(line.find_last_not_of(' ') + 1);
   return text + line + "\n";
 }
 
@@ -232,8 +275,8 @@ std::string Columns::text(std::string_view indent) const {
   return text;
 }
 
-std::string Columns::wrappedText(std::string_view indent) const {
-  const auto widths = this->widths(lineWidth() / 2);
+std::string Columns::wrappedText(std::string_view indent, std::size_t widest) const {
+  const auto widths = this->widths(widest / 2);
   std::string text, line;
   std::string_view rest = texts_;
   std::size_t column = 0, place = 0;  // where the cell begins
@@ -245,10 +288,10 @@ std::string Columns::wrappedText(std::string_view indent) const {
     line.append(place - width(line), ' ');
     place += widths[column++] + kGap;
     if (!cell.endsLine) {
-      line += words;
+      line += shortened(std::string(words), widest - std::min(widest, width(line)));
       continue;
     }
-    text += paragraph(words, line, std::string(width(line), ' '));
+    text += paragraph(words, line, std::string(width(line), ' '), widest);
     line.clear();
     column = 0;
   }

@@ -51,8 +51,11 @@ std::string printableLines(const std::string& utf8);
 // What is unseen becomes blanks.
 std::string withBlanksForControls(const std::string& utf8);
 
-// The number of characters, which is the number of columns for most scripts.
+// The columns that a text without control characters takes on a terminal.
 std::size_t width(std::string_view utf8);
+
+// As much of a text as fits into that many columns, in whole characters; "…" stands for the rest.
+std::string shortened(const std::string& utf8, std::size_t columns);
 
 std::string padded(std::string text, std::size_t columns);
 
@@ -73,8 +76,10 @@ std::size_t lineWidth();
 // The parts with commas between them, in lines that begin with the indent and fit a terminal.
 std::string wrapped(const std::vector<std::string>& parts, const std::string& indent);
 
-// Words in lines that fit a terminal, the first behind one text and the others behind another.
-std::string paragraph(std::string_view words, std::string_view first, std::string_view others);
+// Words in lines that fit a terminal, the first behind one text and the others behind another. A
+// word that fits no line is divided.
+std::string paragraph(std::string_view words, std::string_view first, std::string_view others,
+                      std::size_t widest = lineWidth());
 
 // Lines of cells, as columns that are as wide as their widest cell.
 class Columns {
@@ -84,7 +89,7 @@ class Columns {
   std::string text(std::string_view indent) const;
   // The same, in lines that fit a terminal: the last cell goes on below itself. A cell that takes
   // more than half of a line has the others of its line below it.
-  std::string wrappedText(std::string_view indent) const;
+  std::string wrappedText(std::string_view indent, std::size_t widest = lineWidth()) const;
 
  private:
   static constexpr std::size_t kGap = 2;

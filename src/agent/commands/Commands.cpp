@@ -18,20 +18,24 @@ constexpr auto kScanFormats = [] {
                  [](const Format& format) { return format.name; });
   return names;
 }();
+// A summary has no rows, so the last one is for scans alone.
+constexpr std::span kRowFormats(kScanFormats.data(), kScanFormats.size() - 1);
 constexpr const char* kDescribeFormats[] = {"text", "json", "markdown", "schema"};
 constexpr const char* kExplainFormats[] = {"text", "json"};
 
 constexpr Command kCommands[] = {
-    {"scan", "[GROUP...]", "scan all groups or the named ones (the default)", 0, kAny, kScanFormats,
-     true, true, runScan, false, true},
-    {"get", "GROUP [ATTRIBUTE...]", "print bare values, one a line", 1, kAny, kScanFormats, true,
+    {"scan", "[GROUP...]",
+     "scan the named groups or all of them; alone on a terminal, tell what this machine is (the "
+     "default)",
+     0, kAny, kScanFormats, true, true, runScan, false, true, true, true},
+    {"get", "GROUP [ATTRIBUTE...]", "print bare values, one a line", 1, kAny, kRowFormats, true,
      true, runGet},
     {"list", "", "list the groups", 0, 0, {}, false, false, runList},
     {"describe", "[GROUP]", "tell what is known about every attribute", 0, 1, kDescribeFormats,
      false, false, runDescribe},
     {"capture", "DIR [GROUP...]",
      "record this machine, to be scanned again with --machine, or redact a capture", 1, kAny,
-     kScanFormats, true, true, runCapture},
+     kRowFormats, true, true, runCapture},
     {"explain", "[GROUP...]", "tell which sources gave what, and why values are missing", 0, kAny,
      kExplainFormats, true, false, runExplain},
     {"smbios",

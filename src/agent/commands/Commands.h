@@ -30,6 +30,8 @@ struct Command {
   int (*run)(const Options& options);
   bool readsDumps = false;    // has --dump, --read and --force
   bool tellsReasons = false;  // has --reasons
+  bool hasAll = false;        // has --all
+  bool hasFigures = false;    // has --bytes and --color
 };
 
 // The first is the one that runs when none is named.

@@ -82,7 +82,7 @@ unsigned long typeOf(const kelAttribDef* attribute, const kelAttribValue& record
 
 }  // namespace
 
-std::string formatCsv(const Scan& scan, bool /*inColour*/) {
+std::string formatCsv(const Scan& scan, const Style& /*style*/) {
   std::string csv = "host,group,row,attribute,type,value\r\n";
   for (const GroupResult& result : scan.groups) {
     FormattedNames names(*result.group, appendField);

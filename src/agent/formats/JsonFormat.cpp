@@ -167,7 +167,7 @@ void appendGroup(std::string& json, const GroupResult& result, const Scan& scan)
 
 }  // namespace
 
-std::string formatJson(const Scan& scan, bool /*inColour*/) {
+std::string formatJson(const Scan& scan, const Style& /*style*/) {
   std::string json = std::string("{\"invscan\": \"") + kVersion + "\", \"hostname\": ";
   appendJsonString(json, scan.hostName);
   json += ", \"time\": ";
@@ -182,7 +182,7 @@ std::string formatJson(const Scan& scan, bool /*inColour*/) {
   return json += "}}\n";
 }
 
-std::string formatJsonLines(const Scan& scan, bool /*inColour*/) {
+std::string formatJsonLines(const Scan& scan, const Style& /*style*/) {
   std::string json;
   for (const GroupResult& result : scan.groups) {
     std::string head = "{\"host\": ";

@@ -1,8 +1,6 @@
 #include "agent/formats/MetricNames.h"
 
-#include <algorithm>
-
-#include <invscan/traits.h>
+#include "agent/formats/Units.h"
 
 namespace invscan::agent {
 namespace {
@@ -27,28 +25,14 @@ bool beginsWord(std::string_view name, std::size_t place) {
   return isFollowed && (endsCapitals || isDigit(name[place - 1]));
 }
 
-// What a unit of the catalogue is in base units. Its own word goes from the end of a name, where
-// the suffix takes its place. The catalogue's MB are of 1024 KiB.
-struct Unit {
-  std::string_view unit;
-  std::string_view word;
-  std::string_view suffix;
-  double factor;
-  double divisor = 1;
-  bool isCounter = false;
-};
-
-constexpr Unit kUnits[] = {
-    {"bytes", "", "_bytes", 1},
-    {"KiB", "_kb", "_bytes", 1024},
-    {"MB", "_mb", "_bytes", 1024 * 1024},
-    {"MHz", "_mhz", "_hertz", 1e6},
-    {"seconds", "_seconds", "_seconds", 1},
-    {"hundredths of a second", "", "_seconds", 1, 100},
-    {"clock ticks", "_time", "_seconds_total", 1, 100, true},  // of USER_HZ, 100 on this processor
-    {"percent", "_percentage", "_ratio", 1, 100},
-    {"processors", "", "_processors", 1},
-    {"cores", "_in_cores", "_cores", 1},
+// A unit's own word goes from the end of a name, where the suffix takes its place.
+constexpr struct {
+  std::string_view unit, word;
+} kWords[] = {
+    {"KiB", "_kb"},           {"MB", "_mb"},
+    {"MHz", "_mhz"},          {"seconds", "_seconds"},
+    {"clock ticks", "_time"}, {"percent", "_percentage"},
+    {"cores", "_in_cores"},
 };
 
 bool dropEnd(std::string& name, std::string_view end) {
@@ -84,16 +68,15 @@ MetricName::MetricName(const kelGroupDef& group, const kelAttribDef& attribute)
   }
   // The suffix _count is that of histograms.
   if (dropEnd(name, "_count")) name += "s";
-  const AttributeTraits* const traits = attributeTraits(group.id, attribute.id);
-  const auto* const unit =
-      std::find_if(std::begin(kUnits), std::end(kUnits),
-                   [traits](const Unit& each) { return traits && each.unit == traits->unit; });
-  if (unit == std::end(kUnits)) return;
-  dropEnd(name, unit->word);
-  name += unit->suffix;
-  factor = unit->factor;
-  divisor = unit->divisor;
-  isCounter = unit->isCounter;
+  const Unit& unit = unitOf(group.id, attribute.id);
+  if (unit.name.empty()) return;
+  for (const auto& [unitName, word] : kWords) {
+    if (unitName == unit.name && dropEnd(name, word)) break;
+  }
+  isCounter = unit.name == "clock ticks";
+  name.append("_").append(unit.base).append(isCounter ? "_total" : "");
+  factor = unit.factor;
+  divisor = unit.divisor;
 }
 
 }  // namespace invscan::agent

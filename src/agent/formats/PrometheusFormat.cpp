@@ -203,7 +203,7 @@ void appendScan(std::string& text, const Scan& scan) {
 
 }  // namespace
 
-std::string formatPrometheus(const Scan& scan, bool /*inColour*/) {
+std::string formatPrometheus(const Scan& scan, const Style& /*style*/) {
   std::string text;
   appendScan(text, scan);
   for (const GroupResult& result : scan.groups) GroupMetrics(result).append(text);

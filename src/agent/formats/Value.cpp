@@ -33,24 +33,6 @@ void appendDateTime(std::string& text, const kelAttribValue& record) {
   text += validUtf8(std::string(characters, strnlen(characters, kDateTimeSize)));
 }
 
-// The non-negative whole number that the record holds, if it does.
-std::optional<unsigned long> countIn(const kelAttribValue& record) {
-  switch (record.kelType) {
-    case KEL_UCHAR:
-      return record.value[0];
-    case KEL_USHORT:
-      return numberAt<unsigned short>(record);
-    case KEL_ULONG:
-    case KEL_ULONGLONG:
-      return numberAt<unsigned long>(record);
-    case KEL_LONGLONG:
-      if (numberAt<long long>(record) >= 0) return numberAt<unsigned long>(record);
-      return std::nullopt;
-    default:
-      return std::nullopt;
-  }
-}
-
 }  // namespace
 
 bool isText(const kelAttribValue& record) {
@@ -95,8 +77,25 @@ std::string plainText(const kelAttribValue& record) {
   return text;
 }
 
+std::optional<unsigned long> wholeNumber(const kelAttribValue& record) {
+  switch (record.kelType) {
+    case KEL_UCHAR:
+      return record.value[0];
+    case KEL_USHORT:
+      return numberAt<unsigned short>(record);
+    case KEL_ULONG:
+    case KEL_ULONGLONG:
+      return numberAt<unsigned long>(record);
+    case KEL_LONGLONG:
+      if (numberAt<long long>(record) >= 0) return numberAt<unsigned long>(record);
+      return std::nullopt;
+    default:
+      return std::nullopt;
+  }
+}
+
 const char* enumeratedText(const kelAttribDef& attribute, const kelAttribValue& record) {
-  const auto value = countIn(record);
+  const auto value = wholeNumber(record);
   if (!attribute.enums || !value) return nullptr;
   for (const kelEnumDef* entry = attribute.enums; entry->value != kEndOfTable; ++entry) {
     if (entry->value == *value) return entry->text;

@@ -28,6 +28,9 @@ bool isText(const kelAttribValue& record);
 std::string plainText(const kelAttribValue& record);
 void appendPlainText(std::string& text, const kelAttribValue& record);
 
+// The whole number that the record holds, if it holds one that is not negative.
+std::optional<unsigned long> wholeNumber(const kelAttribValue& record);
+
 // What the value means by the attribute's own enumeration, or null.
 const char* enumeratedText(const kelAttribDef& attribute, const kelAttribValue& record);
 

@@ -85,12 +85,18 @@ int reportTroubles(const Scan& scan, bool isTold) {
 }
 
 bool isText(const Options& options) {
-  return findFormat(options.format).write == formatText;
+  const Format& format = findFormat(options.format);
+  return format.write == formatText || format.write == formatSummary;
 }
 
 void writeScan(const Options& options, const Scan& scan) {
   const Format& format = findFormat(options.format);
-  writeOutput(options.output, format.write(scan, isColourful(options.output)));
+  Style style;
+  if (isTerminal(options.output)) style.columns = lineWidth();
+  style.isColourful = isColourful(options.colour, options.output);
+  style.inBytes = options.bytes;
+  style.isWhole = options.all;
+  writeOutput(options.output, format.write(scan, style));
 }
 
 }  // namespace invscan::agent
