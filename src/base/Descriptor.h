@@ -2,6 +2,7 @@
 // inline: the library and the agent each compile it in.
 #pragma once
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -34,6 +35,20 @@ class Descriptor {
   int number_;
 };
 
+// What a call to the system answers that a signal did not interrupt: a host may have handlers, and
+// timers that call them, which do not let calls begin anew.
+template <class Call>
+auto uninterrupted(Call call) {
+  auto answer = call();
+  while (answer < 0 && errno == EINTR) answer = call();
+  return answer;
+}
+
+// A file that exists, for whoever runs this program alone.
+inline Descriptor openExisting(const std::string& path, int flags) {
+  return Descriptor(uninterrupted([&] { return open(path.c_str(), flags | O_CLOEXEC); }));
+}
+
 // Reads up to the end, the limit or an error, for which false is returned; the text holds what
 // there was. One read more than there is text: the end shows only by asking.
 inline bool readAll(int descriptor, std::string& text, std::size_t limit) {
@@ -42,9 +57,7 @@ inline bool readAll(int descriptor, std::string& text, std::size_t limit) {
   ssize_t count = 1;
   const auto fill = [&](char* buffer, std::size_t size) {
     while (count > 0 && length < size) {
-      do {
-        count = read(descriptor, buffer + length, size - length);
-      } while (count < 0 && errno == EINTR);
+      count = uninterrupted([&] { return read(descriptor, buffer + length, size - length); });
       if (count > 0) length += static_cast<std::size_t>(count);
     }
   };
@@ -61,8 +74,8 @@ inline bool readAll(int descriptor, std::string& text, std::size_t limit) {
 // Whether all of it was written; errno tells why not.
 inline bool writeAll(int descriptor, std::string_view text) {
   while (!text.empty()) {
-    const ssize_t count = write(descriptor, text.data(), text.size());
-    if (count < 0 && errno == EINTR) continue;
+    const ssize_t count =
+        uninterrupted([&] { return write(descriptor, text.data(), text.size()); });
     if (count < 0) return false;
     text.remove_prefix(static_cast<std::size_t>(count));
   }

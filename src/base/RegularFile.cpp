@@ -20,11 +20,14 @@ int whyNotRegular(const Descriptor& file, struct stat& status) {
 Descriptor openIfRegular(const std::function<int(int flags)>& open, int& error) {
   struct stat seen {
   }, opened{};
-  const Descriptor place(open(O_PATH | O_CLOEXEC));
+  const auto openWith = [&open](int flags) {
+    return Descriptor(uninterrupted([&] { return open(flags); }));
+  };
+  const Descriptor place = openWith(O_PATH | O_CLOEXEC);
   error = whyNotRegular(place, seen);
   if (error) return Descriptor();
   // Non-blocking, as something else may have come into its place.
-  Descriptor file(open(O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  Descriptor file = openWith(O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   error = whyNotRegular(file, opened);
   if (!error && (opened.st_dev != seen.st_dev || opened.st_ino != seen.st_ino)) error = EINVAL;
   if (error) file.close();

@@ -42,7 +42,8 @@ SignalWatch::~SignalWatch() {
 int SignalWatch::takeInterruption() const {
   int interruption = 0;
   signalfd_siginfo info;
-  while (read(descriptor_.get(), &info, sizeof(info)) == sizeof(info)) {
+  const auto next = [&] { return read(descriptor_.get(), &info, sizeof info); };
+  while (uninterrupted(next) == static_cast<ssize_t>(sizeof info)) {
     if (info.ssi_signo != SIGCHLD) interruption = static_cast<int>(info.ssi_signo);
   }
   return interruption;

@@ -86,8 +86,9 @@ class Queue {
 
   std::optional<std::size_t> take() const {
     std::uint32_t number;
-    if (read(pipe_.readEnd.get(), &number, sizeof number) != sizeof number) return std::nullopt;
-    return number;
+    const auto size = static_cast<ssize_t>(sizeof number);
+    const auto next = [&] { return read(pipe_.readEnd.get(), &number, sizeof number); };
+    return uninterrupted(next) == size ? std::optional<std::size_t>(number) : std::nullopt;
   }
 
  private:

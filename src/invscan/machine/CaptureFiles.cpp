@@ -46,7 +46,7 @@ Descriptor CaptureFiles::open(const std::string& path, unsigned long flags) cons
   long file = -1;
   for (int i = 0; i < kAttempts; ++i) {
     file = syscall(SYS_openat2, root_.get(), path.c_str(), &how, sizeof how);
-    if (file >= 0 || errno != EAGAIN) break;
+    if (file >= 0 || (errno != EAGAIN && errno != EINTR)) break;
   }
   return Descriptor(static_cast<int>(file));
 }

@@ -135,7 +135,7 @@ std::optional<std::string> copyMapped(const Descriptor& device, unsigned long ad
 }  // namespace
 
 FileText LiveMachine::doReadFile(const std::string& path, std::size_t limit) {
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  const Descriptor file = openExisting(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
   return readFileText(file, limit);
 }
 
@@ -151,12 +151,11 @@ FileText LiveMachine::doReadLink(const std::string& path) {
 }
 
 Listing LiveMachine::doListDirectory(const std::string& path) {
-  return directoriesIn(
-      Descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK)));
+  return directoriesIn(openExisting(path, O_RDONLY | O_DIRECTORY | O_NONBLOCK));
 }
 
 FileText LiveMachine::doReadMemory(unsigned long address, unsigned long length) {
-  const Descriptor device(open(kMemoryDevice, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  const Descriptor device = openExisting(kMemoryDevice, O_RDONLY | O_NONBLOCK | O_NOCTTY);
   struct stat status;
   // A regular file in the device's place is read: touching a mapping beyond its end would end the
   // process.

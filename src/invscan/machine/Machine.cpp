@@ -184,9 +184,10 @@ FileText readRange(const Descriptor& file, unsigned long offset, unsigned long l
   if (!file) return {errno, {}};
   FileText result{0, std::string(length, '\0')};
   for (unsigned long done = 0; done < length;) {
-    const ssize_t count = pread(file.get(), result.text.data() + done, length - done,
-                                static_cast<off_t>(offset + done));
-    if (count < 0 && errno == EINTR) continue;
+    const ssize_t count = uninterrupted([&] {
+      return pread(file.get(), result.text.data() + done, length - done,
+                   static_cast<off_t>(offset + done));
+    });
     if (count <= 0) return {count < 0 ? errno : kBeyondEnd, {}};
     done += static_cast<unsigned long>(count);
   }

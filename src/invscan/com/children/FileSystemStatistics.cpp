@@ -165,7 +165,9 @@ bool StatisticsChild::send(const StatisticsRequest& request, const Deadline& dea
 bool StatisticsChild::receive(orv_statvfs_info_t& info, const Deadline& deadline) {
   orv_statvfs_info_t answer;
   if (!deadline.await(child_->answers, POLLIN)) return false;
-  if (read(child_->answers.get(), &answer, sizeof answer) != sizeof answer) return false;
+  const auto size = static_cast<ssize_t>(sizeof answer);
+  const auto take = [&] { return read(child_->answers.get(), &answer, sizeof answer); };
+  if (uninterrupted(take) != size) return false;
   info = answer;
   return true;
 }

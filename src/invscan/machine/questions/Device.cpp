@@ -91,8 +91,7 @@ std::string DeviceQuestion::keyName(const DeviceCommand& command) {
 
 DeviceQuestion::Answer DeviceQuestion::live(const DeviceCommand& command) {
   // Opened so, a drive does not wait for a medium.
-  const Descriptor device(
-      open(command.device.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+  const Descriptor device = openExisting(command.device, O_RDONLY | O_NONBLOCK | O_NOCTTY);
   struct stat status {};
   const bool isCharacters = command.protocol == DeviceProtocol::Scsi;
   if (!device || fstat(device.get(), &status) != 0) return std::nullopt;

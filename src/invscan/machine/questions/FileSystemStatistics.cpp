@@ -2,12 +2,16 @@
 
 #include <nlohmann/json.hpp>
 
+#include "base/Descriptor.h"
+
 namespace invscan {
 
 FileSystemQuestion::Answer FileSystemQuestion::live(const Key& asked) {
   // The two calls are one on this platform.
   struct statvfs statistics;
-  if (statvfs(asked.path.c_str(), &statistics) != 0) return std::nullopt;
+  if (uninterrupted([&] { return statvfs(asked.path.c_str(), &statistics); }) != 0) {
+    return std::nullopt;
+  }
   return statistics;
 }
 

@@ -52,18 +52,18 @@ bool sendRequest(const Descriptor& socket, NetlinkRequest asked) {
   request.body.rtgen_family = static_cast<unsigned char>(asked.family);
   sockaddr_nl kernel{};
   kernel.nl_family = AF_NETLINK;
-  return sendto(socket.get(), &request, request.header.nlmsg_len, 0,
-                reinterpret_cast<sockaddr*>(&kernel), sizeof kernel) >= 0;
+  return uninterrupted([&] {
+           return sendto(socket.get(), &request, request.header.nlmsg_len, 0,
+                         reinterpret_cast<sockaddr*>(&kernel), sizeof kernel);
+         }) >= 0;
 }
 
 ssize_t receive(const Descriptor& socket, std::string& datagram, int flags, sockaddr_nl& sender) {
   socklen_t length = sizeof sender;
-  ssize_t count;
-  do {
-    count = recvfrom(socket.get(), datagram.data(), datagram.size(), flags,
-                     reinterpret_cast<sockaddr*>(&sender), &length);
-  } while (count < 0 && errno == EINTR);
-  return count;
+  return uninterrupted([&] {
+    return recvfrom(socket.get(), datagram.data(), datagram.size(), flags,
+                    reinterpret_cast<sockaddr*>(&sender), &length);
+  });
 }
 
 // The next datagram of the kernel, whatever its size; none, and errno, when there is none in time.
