@@ -160,8 +160,9 @@ class Pool {
   std::list<Room> rooms_;
   std::list<Worker> workers_;
   Clock::time_point lastStart_, lastEnd_;
-  bool isShort_ = false;       // of processes or descriptors: the last start failed
-  std::vector<pid_t> killed_;  // and not yet reaped
+  bool isShort_ = false;  // of processes or descriptors: the last start failed
+  std::optional<Clock::time_point> shortSince_;  // when the first of those in a row did
+  std::vector<pid_t> killed_;                    // and not yet reaped
 };
 
 Pool::Pool(const std::vector<Job>& jobs, const ScannerOptions& options)
@@ -260,8 +261,10 @@ void Pool::startWorker(Room& room) {
   if (process == 0) work(room, pipe.writeEnd.get(), agent);
   if (process < 0) {
     const std::string reason = std::system_category().message(errno);
-    // What others have is free again soon.
-    const bool isFreedSoon = !killed_.empty() && lastStart_ < lastEnd_ + kBurialPatience;
+    if (!shortSince_) shortSince_ = lastStart_;
+    // What others have is free again soon, also what other programs take for a moment.
+    const bool isFreedSoon = lastStart_ < *shortSince_ + kBurialPatience ||
+                             (!killed_.empty() && lastStart_ < lastEnd_ + kBurialPatience);
     isShort_ = !workers_.empty() || isFreedSoon;
     if (isFirst && !isShort_) {
       settle(room, room.jobs.front(), Status::Crash, "cannot start a worker: " + reason);
@@ -269,6 +272,7 @@ void Pool::startWorker(Room& room) {
     return;
   }
   isShort_ = false;
+  shortSince_.reset();
   setpgid(process, process);  // here too: it may have to be killed before it ran at all
   ++room.workers;
   workers_.push_back({&room, process, lastStart_, std::move(pipe.readEnd)});
