@@ -26,6 +26,11 @@ bool hasOpenat2(const Descriptor& directory) {
 
 CaptureFiles::CaptureFiles(const Descriptor& capture)
     : root_(openat(capture.get(), "root", O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)) {
+  const int error = root_ ? 0 : errno;
+  // A capture of no files has none, and a link in its place is followed nowhere.
+  if (error != 0 && error != ENOENT && error != ENOTDIR && error != ELOOP) {
+    throw CaptureError("root: " + regularFileError(error));
+  }
   if (root_ && !hasOpenat2(root_)) {
     throw CaptureError(
         "cannot be kept apart from this machine's files: openat2 is refused here; "
