@@ -27,7 +27,8 @@ void send(const Descriptor& line, pid_t message) {
 
   std::set<pid_t> groups;
   pid_t message;
-  while (recv(STDIN_FILENO, &message, sizeof(message), 0) == sizeof(message)) {
+  const auto next = [&] { return recv(STDIN_FILENO, &message, sizeof message, 0); };
+  while (uninterrupted(next) == static_cast<ssize_t>(sizeof message)) {
     if (message > 0) {
       groups.insert(message);
     } else {
