@@ -18,7 +18,7 @@ namespace {
 std::vector<const Access*> obstaclesOf(const GroupResult& result) {
   std::vector<const Access*> obstacles;
   for (const Access& access : result.accesses) {
-    if (obstacleIn(access.outcome) != Obstacle::None) {
+    if (obstacleIn(access) != Obstacle::None) {
       obstacles.push_back(&access);
     } else if (access.outcome == "ok") {
       std::erase_if(obstacles, [&](const Access* other) { return other->source == access.source; });
@@ -48,7 +48,7 @@ class InTheWay {
 
   Obstacle kind() const {
     const bool isDenied = std::any_of(all_.begin(), all_.end(), [](const Access& access) {
-      return obstacleIn(access.outcome) == Obstacle::Denied;
+      return obstacleIn(access) == Obstacle::Denied;
     });
     return isDenied ? Obstacle::Denied : Obstacle::Unrecorded;
   }
@@ -58,7 +58,7 @@ class InTheWay {
     constexpr std::size_t kMostNamed = 3;
     std::vector<Access> named;
     for (const Access& access : all_) {
-      const bool counts = obstacleIn(access.outcome) == kind();
+      const bool counts = obstacleIn(access) == kind();
       if (counts && named.size() < kMostNamed) named.push_back(access);
     }
     return agent::inWords(named);
@@ -66,7 +66,7 @@ class InTheWay {
 
   std::string help() const {
     for (const Access& access : all_) {
-      if (obstacleIn(access.outcome) == kind()) return helpAgainst({access.outcome});
+      if (obstacleIn(access) == kind()) return helpAgainst({access.outcome});
     }
     return "";
   }

@@ -18,6 +18,7 @@ namespace {
 constexpr std::string_view kRunAsRoot = "run as root";
 constexpr std::string_view kRunOutside = "run as root of the machine itself, outside of containers";
 constexpr std::string_view kAnswered = "ok";
+constexpr std::string_view kBroken = "input/output error";
 
 // What outcomes with these words say, and what helps against them.
 constexpr struct {
@@ -29,6 +30,11 @@ constexpr struct {
     {"when it was recorded", Obstacle::Denied, "capture the machine again as root"},
     {"permission denied", Obstacle::Denied, kRunAsRoot},
     {"not permitted", Obstacle::Denied, kRunAsRoot},
+    {"too many open files", Obstacle::Denied, "raise the limit of open files"},
+    {"cannot allocate memory", Obstacle::Denied, "free memory"},
+    {"no buffer space", Obstacle::Denied, "free memory"},
+    {"address family not supported", Obstacle::Denied, kRunAsRoot},
+    {kBroken, Obstacle::Denied, "the kernel's log tells more"},
     {"timed out", Obstacle::None, "raise --timeout"},
 };
 
@@ -150,9 +156,11 @@ std::vector<Cause> merged(const std::vector<Cause>& causes) {
 
 }  // namespace
 
-Obstacle obstacleIn(std::string_view outcome) {
+Obstacle obstacleIn(const Access& access) {
+  // What a device does not tell, its driver may answer so.
+  if (access.outcome == kBroken && access.source.starts_with("/sys/")) return Obstacle::None;
   for (const auto& [words, obstacle, help] : kOutcomes) {
-    if (outcome.find(words) != outcome.npos) return obstacle;
+    if (access.outcome.find(words) != access.outcome.npos) return obstacle;
   }
   return Obstacle::None;
 }

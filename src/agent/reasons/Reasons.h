@@ -12,8 +12,8 @@
 
 namespace invscan::agent {
 
-// What an outcome in the access log says to have stood in the way.
-Obstacle obstacleIn(std::string_view outcome);
+// What an access says to have stood in the way.
+Obstacle obstacleIn(const Access& access);
 
 // What helps against one of these outcomes; empty when nothing is known to.
 std::string helpAgainst(const std::vector<std::string>& outcomes);

@@ -292,8 +292,11 @@ void Machine::ask(Question& question) {
     return;
   }
   doAsk(question);
-  if (noting == Noting::Obstacles && !wasRecorded(question)) {
+  if (noting != Noting::Obstacles) return;
+  if (!wasRecorded(question)) {
     note({question.logName(), kNeverAsked});
+  } else if (question.isRefused()) {
+    note({question.logName(), question.outcome()});
   }
 }
 
@@ -321,8 +324,11 @@ std::string Machine::explainError(const std::string&, int error) const {
   return outcome;
 }
 
-bool Machine::isObstacle(const std::string&, int error) const {
-  return error == EACCES || error == EPERM;
+bool Machine::isObstacle(const std::string& path, int error) const {
+  // Drivers have that error for what a device does not tell.
+  if (error == EIO) return !path.starts_with("/sys/");
+  constexpr int kObstacles[] = {EACCES, EPERM, EMFILE, ENFILE, ENOMEM};
+  return std::find(std::begin(kObstacles), std::end(kObstacles), error) != std::end(kObstacles);
 }
 
 Machine& machine() {

@@ -45,6 +45,8 @@ class Question {
   virtual std::string key() const = 0;      // empty when the kind is not keyed
   virtual std::string logName() const = 0;
   virtual std::string outcome() const = 0;  // of the answer, for the access log
+  // Whether the answer says that something stood in the way of what may be there.
+  virtual bool isRefused() const = 0;
 
   virtual void askLive() = 0;
   // Writes the answer; null, as it comes, is for one that the machine does not tell.
@@ -80,6 +82,7 @@ struct PlainQuestion {
   static std::string keyName(const Key&) { return {}; }
   static std::string readKey(const std::string& name, const CaptureValue&) { return name; }
   static std::string outcome(const Answer& answer) { return answer ? "ok" : "not available"; }
+  static bool isRefused(const Answer&) { return false; }
 };
 
 template <class Kind>
@@ -111,6 +114,7 @@ class Asked : public Question {
     }
   }
   std::string outcome() const override { return Kind::outcome(answer); }
+  bool isRefused() const override { return Kind::isRefused(answer); }
   void askLive() override { answer = Kind::live(key_); }
   void write(Json& json) const override { Kind::write(json, answer); }
   void read(const CaptureValue& value) override { answer = Kind::read(value); }

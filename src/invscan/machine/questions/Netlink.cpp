@@ -6,6 +6,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <optional>
@@ -22,7 +23,7 @@ namespace {
 
 constexpr int kAllFamilies = AF_PACKET;
 
-constexpr int kRepeats = 3;             // of a dump that the kernel interrupted
+constexpr int kRepeats = 3;  // of a dump that the kernel interrupted, or had no memory for
 constexpr timeval kReceiveLimit{2, 0};  // seconds without an answer
 constexpr std::size_t kDumpLimit = 256 << 20;
 constexpr int kErrnoEnd = 4096;  // of the numbers that the kernel has for errors
@@ -124,7 +125,7 @@ NetlinkDump askOnce(NetlinkRequest asked, bool& isInterrupted) {
   if (!sendRequest(socket, asked)) return failed(NetlinkFailure::Send);
   Progress progress;
   NetlinkDump dump = receiveDump(socket, progress);
-  isInterrupted = progress.isInterrupted;
+  isInterrupted = progress.isInterrupted || dump.error == ENOBUFS || dump.error == ENOMEM;
   return dump;
 }
 
@@ -166,8 +167,11 @@ std::string NetlinkQuestion::outcome(const NetlinkDump& dump) {
   static constexpr const char* kOutcomes[] = {"ok", "no socket", "the socket cannot be bound",
                                               "the request cannot be sent", "no whole answer"};
   std::string text = kOutcomes[static_cast<int>(dump.failure)];
-  const char* why = dump.error != 0 ? strerrordesc_np(dump.error) : nullptr;
-  return why ? text + ": " + why : text;
+  const char* const description = dump.error != 0 ? strerrordesc_np(dump.error) : nullptr;
+  if (!description) return text;
+  std::string why = description;
+  why.front() = static_cast<char>(std::tolower(static_cast<unsigned char>(why.front())));
+  return text + ": " + why;
 }
 
 NetlinkDump NetlinkQuestion::live(NetlinkRequest request) {

@@ -33,6 +33,7 @@ struct NetlinkQuestion : PlainQuestion<NetlinkDump, NetlinkRequest> {
   static std::string readKey(const std::string& name, const CaptureValue& value);
   static std::string logName(NetlinkRequest request);
   static std::string outcome(const NetlinkDump& dump);
+  static bool isRefused(const NetlinkDump& dump) { return dump.error != 0; }
   static Answer live(NetlinkRequest request);
   static void write(Json& json, const NetlinkDump& dump);
   static Answer read(const CaptureValue& value);
