@@ -83,7 +83,8 @@ Helper* findHelper(const std::string& name) {
 VtExecInfo* takeAnswer(Helper& helper, unsigned long asked) {
   const std::unique_ptr<const GivenOutput> given(helper.given.exchange(nullptr));
   if (given && given->machine == asked) {
-    noteAccess(given->how.source, given->how.outcome, given->how.milliseconds);
+    const Access& how = given->how;
+    noteAccess(how.source, how.outcome, how.milliseconds, how.outcome != "ok");
     return readAnswer(given->text);
   }
   const HelperOutput output = helper.run();

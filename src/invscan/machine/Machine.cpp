@@ -360,8 +360,11 @@ void onMachineChange(void (*forget)()) {
   }
 }
 
-void noteAccess(const std::string& source, const std::string& outcome, double milliseconds) {
-  if (notes().noting == Noting::Everything) note({source, outcome, milliseconds});
+void noteAccess(const std::string& source, const std::string& outcome, double milliseconds,
+                bool isObstacle) {
+  const Noting noting = notes().noting;
+  const bool isNoted = noting == Noting::Everything || (isObstacle && noting == Noting::Obstacles);
+  if (isNoted) note({source, outcome, milliseconds});
 }
 
 NotedQuestion::NotedQuestion(const std::string& source) {

@@ -248,8 +248,10 @@ void setMachine(std::shared_ptr<Machine> next);
 // Naming it again changes nothing.
 void onMachineChange(void (*forget)());
 
-// Notes, when the access log is on, what became of a question without asking it.
-void noteAccess(const std::string& source, const std::string& outcome, double milliseconds);
+// Notes, when the access log is on, what became of a question without asking it; an obstacle also
+// when those alone are noted.
+void noteAccess(const std::string& source, const std::string& outcome, double milliseconds,
+                bool isObstacle = false);
 
 // A question in the access log, when that is on: there from the start, as it may block for ever.
 class NotedQuestion {
