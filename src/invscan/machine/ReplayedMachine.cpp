@@ -76,7 +76,7 @@ bool isFileOfThisMachine(std::string_view timeZone) {
 }  // namespace
 
 ReplayedMachine::ReplayedMachine(const std::string& directory)
-    : ReplayedMachine(Descriptor(open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC))) {
+    : ReplayedMachine(openExisting(directory, O_PATH | O_DIRECTORY)) {
 }
 
 ReplayedMachine::ReplayedMachine(const Descriptor& capture)
