@@ -44,7 +44,8 @@ const std::set<long> kInterruptible = {
     SYS_recvfrom,        SYS_sendto, SYS_statfs, SYS_wait4,   SYS_waitid, SYS_write};
 
 // What others' code reads, once and for all: locales, zones, libraries, the hardware database.
-constexpr const char* kOthersFiles[] = {"/locale/", "time zone", ".so", "hwdb.bin"};
+constexpr const char* kOthersFiles[] = {"/locale/", "time zone", "/proc/self/fd/", ".so",
+                                        "hwdb.bin"};
 
 constexpr int kNotTraced = 126;  // exit status
 // Seconds that no scan takes, nor what it leaves to end, however busy the machine is.

@@ -19,13 +19,16 @@ namespace {
 
 // The kernel tells of a wrong size before it looks at anything else.
 bool hasOpenat2(const Descriptor& directory) {
-  return syscall(SYS_openat2, directory.get(), ".", nullptr, 0) < 0 && errno == EINVAL;
+  const auto ask = [&] { return syscall(SYS_openat2, directory.get(), ".", nullptr, 0); };
+  return uninterrupted(ask) < 0 && errno == EINVAL;
 }
 
 }  // namespace
 
 CaptureFiles::CaptureFiles(const Descriptor& capture)
-    : root_(openat(capture.get(), "root", O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)) {
+    : root_(uninterrupted([&] {
+        return openat(capture.get(), "root", O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+      })) {
   const int error = root_ ? 0 : errno;
   // A capture of no files has none, and a link in its place is followed nowhere.
   if (error != 0 && error != ENOENT && error != ENOTDIR && error != ELOOP) {
