@@ -27,8 +27,15 @@ void send(const Descriptor& line, pid_t message) {
 
   std::set<pid_t> groups;
   pid_t message;
-  const auto next = [&] { return recv(STDIN_FILENO, &message, sizeof message, 0); };
-  while (uninterrupted(next) == static_cast<ssize_t>(sizeof message)) {
+  // Only an end of the line is the agent's end; an error that stays is taken for one, too.
+  constexpr int kMostErrors = 10;
+  for (int errors = 0; errors < kMostErrors;) {
+    const ssize_t size = recv(STDIN_FILENO, &message, sizeof message, 0);
+    if (size == 0) break;
+    if (size != static_cast<ssize_t>(sizeof message)) {
+      ++errors;
+      continue;
+    }
     if (message > 0) {
       groups.insert(message);
     } else {
