@@ -135,7 +135,11 @@ class TracedScan {
         processes_.erase(pid);
         if (pid == root) status = change, alarm(kLeaving);
       } else if (event == PTRACE_EVENT_SECCOMP || event == PTRACE_EVENT_EXEC) {
-        event == PTRACE_EVENT_EXEC ? void(processes_[pid].isOurs = pid == root) : meet(pid);
+        if (event == PTRACE_EVENT_EXEC) {
+          processes_[pid].isOurs = pid == root;
+        } else {
+          meet(pid);
+        }
         resume(pid);
       } else if (event != 0) {
         unsigned long born = 0;

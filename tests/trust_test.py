@@ -210,7 +210,7 @@ class Programs(TrustTest):
         self.assertEqual(self.run_agent("helper", "cpuid", **options).returncode, 0)
         names = {line.split("=")[0] for line in told.read_text().splitlines()}
         told_of = self.run_agent("--help").stdout.split("get of the environment: ")[1]
-        known = told_of.split(".\n")[0].split(", ")
+        known = told_of.split(".\n")[0].replace(",", "").split()
         self.assertEqual({name for name in names - {"PWD", "SHLVL", "OLDPWD", "_"}
                           if name not in known and not name.startswith("LC_")}, set())
 
