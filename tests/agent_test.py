@@ -649,6 +649,132 @@ def rows_of(scan):
         name: group["rows"] for name, group in scan["groups"].items()}
 
 
+def without_zone(scan):
+    """What a date is that nobody told depends on the time zone of who writes it."""
+    return re.sub(rb'"[0-9.-]+"(, "[^"]+ text": "unknown")', rb"\1", scan)
+
+
+class Differences(AgentTest):
+    def replace(self, file, old, new):
+        file.write_text(file.read_text().replace(old, new))
+
+    def diff(self, *arguments, status=1, **options):
+        run = self.run_agent("diff", *arguments, live=True, **options)
+        self.assertEqual((run.returncode, run.stderr.decode()), (status, ""), arguments)
+        return run.stdout.decode()
+
+    def changed(self, before, change):
+        """What is told of a capture after a change."""
+        after = self.scratch / "after"
+        shutil.copytree(before, after, symlinks=True)
+        change(after)
+        text = self.diff(before, after).split("\n\n", 1)[1]
+        shutil.rmtree(after)
+        return text
+
+    def test_what_was_changed_is_told_and_nothing_else(self):
+        def move_a_disk_and_add_one(capture):
+            block = capture / "root/sys/block"
+            place = Path(os.readlink(block / "sdb"))
+            (block / place).rename(block / place.parent / "sdc")
+            (block / "sdb").unlink()
+            (block / "sdc").symlink_to(place.parent / "sdc")
+            self.replace(capture / "machine.json", "=sdb", "=sdc")
+            shutil.copytree(block / "vda", block / "vdb")
+            (block / "vdb/serial").write_text("new")
+
+        def change_an_address(capture):
+            self.replace(capture / "machine.json", '"192.0.2.10"', '"192.0.2.77"')
+
+        def change_a_module(capture):
+            file = capture / "root/sys/firmware/dmi/tables/DMI"
+            file.write_bytes(file.read_bytes().replace(b"\x00\x20\x0d", b"\x00\x40\x0d", 1))
+
+        machines = SOURCE / "tests/machines"
+        self.assertEqual(self.changed(machines / "disks", move_a_disk_and_add_one), """\
+Storage
+  changed: sdb
+    Device  sdb -> sdc
+  added: vdb
+    Type           Virtual Disk (69)
+    Serial Number  new
+    Cylinders      128
+    Sectors        32
+    Heads          64
+    Total Size     128 MB
+
+PartitionToStorage
+  changed: /dev/mapper/vg-data (sdb), /dev/md0 (sdb) (2 rows)
+    StorageDevice  sdb -> sdc
+""")
+        self.assertEqual(self.changed(machines / "bonded-adapters", change_an_address), """\
+IP Address
+  changed: 192.0.2.10
+    Address  192.0.2.10 -> 192.0.2.77
+""")
+        dump = (SOURCE / "tests/data/smbios/lenovo-thinkpad-t490.bin").read_bytes()
+        tables = self.make_machine("laptop", MACHINE, FILES) / "root/sys/firmware/dmi/tables"
+        tables.mkdir(parents=True)
+        (tables / "smbios_entry_point").write_bytes(dump[:dump[6]])
+        (tables / "DMI").write_bytes(dump[32:])
+        self.assertEqual(self.changed(self.scratch / "laptop", change_a_module), """\
+Memory Modules
+  changed: ChannelA-DIMM0/BANK 0
+    Module Size MB  8192 MB -> 16384 MB
+""")
+
+    def test_what_names_rows_is_documented(self):
+        told = dict(re.findall(r"^\| ([\w ]+) \| (`.*) \|$",
+                               (SOURCE / "docs/json.md").read_text(), re.MULTILINE))
+        source = (SOURCE / "src/agent/compare/RowNames.cpp").read_text()
+        named = re.findall(r'^    \{"([^"]+)",\s*\{[^{}]*\},(.*?)\}(?:, true)?\},$', source,
+                           re.MULTILINE | re.DOTALL)
+        self.assertGreater(len(named), 10)
+        for group, keys in named:
+            self.assertEqual(set(re.findall('"([^"]+)"', keys)),
+                             set(re.findall("`([^`]+)`", told[group])), group)
+
+    def test_kept_scans_are_scans(self):
+        for machine in sorted((SOURCE / "tests/machines").iterdir()):
+            kept = self.scratch / f"{machine.name}.json"
+            for options in ([], ["--classic"]):
+                scan = self.run_agent("--format", "json", "--output", kept, "--machine", machine,
+                                      *options, live=True)
+                again = self.run_agent("--format", "json", "--machine", kept, live=True)
+                self.assertEqual((again.returncode, without_zone(again.stdout)),
+                                 (scan.returncode, without_zone(kept.read_bytes())), machine)
+                self.assertEqual(self.diff(kept, machine, *options, status=0).count("\n"), 1)
+
+    def test_status_tells_what_came_of_it(self):
+        kept = self.store("kept.json", self.answer("--format", "json", "Memory", "Regional"))
+        other = self.store("other.json", kept.read_text())
+        self.replace(other, "8000000", "9000000")
+        key = self.key_file("k")
+        hidden = self.scratch / "hidden.json"
+        self.answer("--format", "json", "--redact", "--config", key, "--output", hidden)
+        with kept.open() as text:
+            self.diff("/dev/stdin", self.machine, status=0, stdin=text)
+        self.assertIn("Total Physical  8000000 KiB -> 9000000 KiB\n", self.diff(kept, other))
+        self.assertIn("redacted-", self.diff(hidden, self.machine))
+        self.diff(hidden, self.machine, "--redact", "--config", key, status=0)
+        schema = json.loads((SOURCE / "docs/invscan-diff.schema.json").read_text())
+        jsonschema.validate(json.loads(self.diff("--format", "json", hidden, self.machine)), schema)
+        found = json.loads(self.diff("--format", "json", other, self.machine))
+        self.assertEqual(found["groups"]["Memory"]["changed"], [{"row": "", "attributes": {
+            "Total Physical": {"a": 9000000, "b": 8000000}}}])
+        hanging = self.make_machine("hanging", MACHINE | {"page_size": {"hang": True}}, FILES)
+        run = self.run_agent("diff", kept, hanging, "--timeout", "0.5", live=True)
+        self.assert_fails(run, 2, "Memory: ", "--timeout")
+        self.assertIn(b"Memory: not comparable; A: ok, B: timeout", run.stdout)
+        pipe = self.scratch / "pipe"
+        os.mkfifo(pipe)
+        for arguments, words in (([kept, pipe], "Not a regular file"), ([kept], "diff"),
+                                 ([kept, self.scratch / "none"], "none"),
+                                 ([kept, "-", "--machine", kept], "--machine"),
+                                 ([key, "-"], "not an object")):
+            self.assert_fails(self.run_agent("diff", *arguments, live=True), 2, words)
+
+
 class Captures(AgentTest):
     def test_replay_equals_the_scan_asks_the_capture_only_and_is_for_any_user(self):
         capture = self.scratch / "capture"

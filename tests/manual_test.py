@@ -35,6 +35,8 @@ TYPED = [
     ("capture su", ["capture", "sub dir"]),
     ("capture new 'scan i", ["capture", "new", "Scan Info"]),
     ("helper di", ["helper", "diskscan"]),
+    ("diff su", ["diff", "sub dir"]),
+    ("diff - --all du", ["diff", "-", "--all", "dump file"]),
 ]
 
 

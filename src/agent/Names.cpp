@@ -113,6 +113,15 @@ std::vector<const kelGroupDef*> findGroups(const std::vector<std::string>& names
   return named;
 }
 
+std::size_t placeInCatalogue(const kelGroupDef& group) {
+  const auto& all = allGroups();
+  const auto found = std::find_if(all.begin(), all.end(),
+                                  [name = std::string_view(group.name)](const kelGroupDef* each) {
+                                    return name == each->name;
+                                  });
+  return static_cast<std::size_t>(found - all.begin());
+}
+
 std::string attributeName(const kelGroupDef& group, unsigned long attribId) {
   const char* name = getAttribNameFromId(&group, attribId);
   return name ? name : "attribute " + std::to_string(attribId);

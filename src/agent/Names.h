@@ -1,6 +1,7 @@
 // Finds what a person named in the catalogue.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +28,9 @@ const kelAttribDef& findAttribute(const kelGroupDef& group, const std::string& n
 
 // The named groups, each once and in catalogue order; all of them when none is named.
 std::vector<const kelGroupDef*> findGroups(const std::vector<std::string>& names);
+
+// Where the catalogue has a group of that name; its end for one that it does not have.
+std::size_t placeInCatalogue(const kelGroupDef& group);
 
 // The catalogue's name of an attribute.
 std::string attributeName(const kelGroupDef& group, unsigned long attribId);

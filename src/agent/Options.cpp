@@ -81,7 +81,7 @@ constexpr auto kReadsDumps = [](const Command& command) { return command.readsDu
 const Option kOptions[] = {
     {"format", "NAME",
      "How to write: text, json, jsonl, csv, prometheus, summary (describe: text, json, markdown, "
-     "schema; explain: text, json)",
+     "schema; explain and diff: text, json)",
      [](Options& options, const Value& value) { options.format = named(value); },
      [](const Command& command) { return !command.formats.empty(); }},
     {"output", "FILE",
@@ -95,8 +95,10 @@ const Option kOptions[] = {
      kScans},
     {"jobs", "N", "Groups to scan at a time (the processors)",
      [](Options& options, const Value& value) { options.jobs = jobsIn(value); }, kScans},
-    {"machine", "DIR", "Scan a capture in place of this machine",
-     [](Options& options, const Value& value) { options.machine = named(value); }, kAlways},
+    {"machine", "MACHINE",
+     "Scan a capture in place of this machine; scan and get also print a scan kept as JSON",
+     [](Options& options, const Value& value) { options.machine = named(value); },
+     [](const Command& command) { return !command.compares; }},
     {"classic", nullptr, "Read the classic sources rather than the kernel's own",
      [](Options& options, const Value&) { options.classic = true; }, kAlways},
     {"redact", nullptr, "Replace serial numbers, addresses and names by tokens",
@@ -105,7 +107,8 @@ const Option kOptions[] = {
     {"reasons", nullptr, "Tell why attributes have no value (text and json)",
      [](Options& options, const Value&) { options.reasons = true; },
      [](const Command& command) { return command.tellsReasons; }},
-    {"all", nullptr, "All groups, and also what is left out for brevity",
+    {"all", nullptr,
+     "All groups, and also what is left out for brevity; diff: also what changes from scan to scan",
      [](Options& options, const Value&) { options.all = true; },
      [](const Command& command) { return command.hasAll; }},
     {"bytes", nullptr, "Exact figures in text, sizes in bytes",
@@ -130,9 +133,11 @@ const Option kOptions[] = {
 };
 
 constexpr ExitStatus kExitStatuses[] = {
-    {"0", "every group answered (what is absent is an answer)"},
-    {"1", "a group timed out or crashed"},
-    {"2", "wrong usage, unreadable input, or a helper that gives no valid answer"},
+    {"0", "every group answered (what is absent is an answer); diff: nothing differs"},
+    {"1", "a group timed out or crashed; diff: something differs"},
+    {"2",
+     "wrong usage, unreadable input, a helper that gives no valid answer, or a group that a diff "
+     "lost"},
     {"3", "something may not be read, was never recorded or is not supported; the rest is there"},
     {"4", "get: there is no value"},
 };

@@ -39,9 +39,18 @@ class UmaskInForce {
   const mode_t before_;
 };
 
-// The descriptor of this process that a path names; -1 when it names none. Opening the path anew
-// would begin at the front of a file that was partly written.
+void writeToDescriptor(int descriptor, const std::string& name, std::string_view text) {
+  if (writeAll(descriptor, text)) return;
+  // Whoever read the pipe has enough, and knows it.
+  if (errno == EPIPE) throw Interruption{SIGPIPE};
+  failWriting(name, errorText(errno));
+}
+
+}  // namespace
+
+// Opening the path anew would begin at the front of a file that was partly written or read.
 int descriptorNamedBy(std::string_view path) {
+  if (path == "/dev/stdin") return STDIN_FILENO;
   if (path == "/dev/stdout") return STDOUT_FILENO;
   if (path == "/dev/stderr") return STDERR_FILENO;
   for (const std::string_view directory : {"/dev/fd/", "/proc/self/fd/"}) {
@@ -53,15 +62,6 @@ int descriptorNamedBy(std::string_view path) {
   }
   return -1;
 }
-
-void writeToDescriptor(int descriptor, const std::string& name, std::string_view text) {
-  if (writeAll(descriptor, text)) return;
-  // Whoever read the pipe has enough, and knows it.
-  if (errno == EPIPE) throw Interruption{SIGPIPE};
-  failWriting(name, errorText(errno));
-}
-
-}  // namespace
 
 void keepFilesPrivate() {
   callersUmask = umask(kPrivateUmask);

@@ -27,6 +27,9 @@ void writeFile(const std::string& path, std::string_view text, mode_t mode,
 // Makes a regular file where there is nothing yet, whole or not at all. Throws Failure.
 void makeFile(const std::string& path, std::string_view text, mode_t mode);
 
+// The descriptor of this process that a path names (/dev/stdout, /dev/fd/3); -1 when it names none.
+int descriptorNamedBy(std::string_view path);
+
 // From now on a write that fails tells so rather than ends the process; writeOutput() sees to it
 // itself. It is not for the time before a scan: commands that this runs inherit what is ignored.
 void returnFromFailedWrites();

@@ -23,6 +23,8 @@
 #include "agent/Names.h"
 #include "agent/Output.h"
 #include "agent/Text.h"
+#include "agent/commands/Commands.h"
+#include "agent/saved/SavedScan.h"
 #include "agent/scan/SignalWatch.h"
 #include "base/ConfigurationFile.h"
 #include "base/Descriptor.h"
@@ -150,6 +152,7 @@ void setStore(const Options& options) {
 
 void setMachine(const Options& options) {
   std::string error;
+  if (options.command->readsScans && isSavedScan(options.machine)) return;
   if (!options.machine.empty() && !replayMachine(options.machine, error)) throw Failure(error);
 }
 

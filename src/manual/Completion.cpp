@@ -38,10 +38,11 @@ Words splitAt(std::string_view text, char separator) {
   return words;
 }
 
-// What an argument takes, without the brackets and dots of the usage: "GROUP".
+// What an argument takes, without the brackets and dots of the usage: "GROUP". A machine is a file
+// or a directory, and shells offer both where a file is wanted.
 std::string kindOf(std::string argument) {
   std::erase_if(argument, [](char c) { return c == '[' || c == ']' || c == '.'; });
-  return argument;
+  return argument == "MACHINE" ? "FILE" : argument;
 }
 
 Words groupNames() {
@@ -72,7 +73,7 @@ Words optionsOf(const Command& command) {
 
 // Options that take a value, and of which kind.
 std::string kindOfValue(const Option& option) {
-  return option.value == std::string("NAME") ? "FORMAT" : option.value;
+  return option.value == std::string("NAME") ? "FORMAT" : kindOf(option.value);
 }
 
 std::string lower(std::string name) {

@@ -166,6 +166,7 @@ std::string programPage(const Source& source) {
       "invscan memory \"operating system\"\n"
       "invscan get Memory \"Total Physical\"\n"
       "invscan --format json --output scan.json\n"
+      "invscan diff scan.json -\n"
       "invscan capture DIR && invscan --machine DIR");
   page.section("SEE ALSO");
   page.paragraph("invscan.conf(5), OrvHWConfig.xml(5), libinvscan(3)");

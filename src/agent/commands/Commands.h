@@ -16,6 +16,7 @@ enum {
   kFailed = 2,
   kIncomplete = 3,  // something may not be read, was not recorded, or has no collector
   kNoValue = 4,     // of get
+  kDifferent = 1,   // of diff
 };
 
 struct Command {
@@ -32,6 +33,8 @@ struct Command {
   bool tellsReasons = false;  // has --reasons
   bool hasAll = false;        // has --all
   bool hasFigures = false;    // has --bytes and --color
+  bool readsScans = false;    // --machine may name a scan that was kept as JSON
+  bool compares = false;      // its arguments are machines, so that it has no --machine
 };
 
 // The first is the one that runs when none is named.
@@ -46,6 +49,7 @@ int runGet(const Options& options);
 int runList(const Options& options);
 int runDescribe(const Options& options);
 int runCapture(const Options& options);
+int runDiff(const Options& options);
 int runExplain(const Options& options);
 int runSmbios(const Options& options);
 int runHelper(const Options& options);

@@ -89,17 +89,17 @@ std::string whyMissing(const GroupResult& result, const kelAttribDef& attribute,
   return place + "; " + reasonForDefault(result, attribute);
 }
 
-// Tells of each attribute that was named why it lacks values, unless addresses and paths that were
-// asked for are no more to be shown than values are; whether one lacks them all.
-bool reportMissing(const GroupResult& result, const Attributes& attributes, bool tellsReasons) {
+// Tells of each attribute that was named that it lacks values, and why unless that is not to be
+// told; whether one lacks them all.
+bool reportMissing(const GroupResult& result, const Attributes& attributes,
+                   const char* insteadOfReason) {
   bool isAllMissing = false;
   for (const kelAttribDef* attribute : attributes) {
     const std::size_t missing = rowsWithout(result, *attribute);
     if (missing == 0 && !result.rows.empty()) continue;
     isAllMissing = isAllMissing || missing == result.rows.size();
     reportLine(std::string(result.group->name) + ", " + attribute->name + ": " +
-               (tellsReasons ? whyMissing(result, *attribute, missing)
-                             : "no value; without --redact there is a reason"));
+               (insteadOfReason ? insteadOfReason : whyMissing(result, *attribute, missing)));
   }
   return isAllMissing;
 }
@@ -131,7 +131,11 @@ int runGet(const Options& options) {
   }
   const int status = reportTroubles(scan, true);
   // What else the group lacks, nobody asked for.
-  const bool isMissing = reportMissing(result, attributes, !redactor);
+  // Addresses and paths that were asked for are no more to be shown than values are.
+  const char* const insteadOfReason = redactor ? "no value; without --redact there is a reason"
+                                      : scan.isSaved ? "no value in the scan that was kept"
+                                                     : nullptr;
+  const bool isMissing = reportMissing(result, attributes, insteadOfReason);
   return isMissing ? kNoValue : status == kIncomplete ? kAnswered : status;
 }
 

@@ -4,6 +4,7 @@
 #include "agent/commands/Commands.h"
 #include "agent/formats/Formats.h"
 #include "agent/redact/Redactor.h"
+#include "agent/saved/SavedScan.h"
 #include "agent/scan/ScanRun.h"
 #include "agent/screen/Summary.h"
 
@@ -15,6 +16,9 @@ void checkReasons(const Options& options) {
   const auto form = findFormat(options.format).write;
   if (form != formatText && form != formatJson) {
     throw Failure("--reasons needs --format text or json; " + options.format + " has no room");
+  }
+  if (isSavedScan(options.machine)) {
+    throw Failure("--reasons: a scan that was kept does not tell what was asked; leave it out");
   }
   if (options.redact) {
     throw Failure("--reasons names what was asked as it is; leave out --redact");

@@ -100,7 +100,7 @@ Json groupSchema(const kelGroupDef& group) {
           {"properties",
            {{"id", {{"const", group.id}}},
             {"version", {{"const", group.version}}},
-            {"status", {{"enum", {"ok", "absent", "denied", "unsupported", "timeout", "crash"}}}},
+            {"status", {{"enum", kStatusNames}}},
             {"trouble",
              {{"type", "string"},
               {"description", "What happened; not where the status is ok or absent."}}},

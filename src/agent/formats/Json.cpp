@@ -1,7 +1,11 @@
 #include "agent/formats/Json.h"
 
 #include <algorithm>
+#include <chrono>
+#include <climits>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 
 #include "agent/Text.h"
 #include "agent/formats/Value.h"
@@ -66,6 +70,29 @@ void appendJsonString(std::string& json, std::string_view utf8) {
   json += '"';
   appendEscaped(json, utf8);
   json += '"';
+}
+
+// By arithmetic alone: the C library would read the time zone first, whatever that is.
+void appendUtcTime(std::string& json, long time) {
+  namespace chrono = std::chrono;
+  constexpr long kDay = 24 * 60 * 60, kDaysInFourCenturies = 146'097, kFourCenturies = 400;
+  const auto floor = [](long value, long unit) { return value / unit - (value % unit < 0); };
+  // The calendar repeats itself every four centuries.
+  const long days = floor(time, kDay);
+  const long turns = floor(days, kDaysInFourCenturies);
+  const chrono::sys_days day(chrono::days(days - turns * kDaysInFourCenturies));
+  const chrono::year_month_day date(day);
+  const long year = int{date.year()} + turns * kFourCenturies;
+  const long second = (time % kDay + kDay) % kDay;
+  if (std::labs(year) > INT_MAX) {
+    json += "null";
+    return;
+  }
+  char text[64];
+  std::snprintf(text, sizeof text, "\"%s%04ld-%02u-%02uT%02ld:%02ld:%02ldZ\"", year < 0 ? "-" : "",
+                std::labs(year), unsigned{date.month()}, unsigned{date.day()}, second / 3600,
+                second / 60 % 60, second % 60);
+  json += text;
 }
 
 void appendJsonValue(std::string& json, const kelAttribValue& record) {

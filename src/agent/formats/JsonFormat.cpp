@@ -1,98 +1,13 @@
-#include <chrono>
-#include <climits>
-#include <cstdio>
-#include <cstdlib>
-
 #include "agent/Names.h"
 #include "agent/Text.h"
 #include "agent/Version.h"
 #include "agent/formats/Formats.h"
-#include "agent/formats/FormattedNames.h"
 #include "agent/formats/Json.h"
-#include "agent/formats/Value.h"
+#include "agent/formats/RowWriter.h"
 #include "agent/reasons/Reasons.h"
 
 namespace invscan::agent {
 namespace {
-
-const char* statusName(Status status) {
-  switch (status) {
-    case Status::Ok:
-      return "ok";
-    case Status::Absent:
-      return "absent";
-    case Status::Denied:
-      return "denied";
-    case Status::Unsupported:
-      return "unsupported";
-    case Status::Timeout:
-      return "timeout";
-    case Status::Crash:
-      return "crash";
-  }
-  return "";
-}
-
-// By arithmetic alone: the C library would read the time zone first, whatever that is. Null for a
-// time that the calendar does not reach.
-void appendUtcTime(std::string& json, long time) {
-  namespace chrono = std::chrono;
-  constexpr long kDay = 24 * 60 * 60, kDaysInFourCenturies = 146'097, kFourCenturies = 400;
-  const auto floor = [](long value, long unit) { return value / unit - (value % unit < 0); };
-  // The calendar repeats itself every four centuries.
-  const long days = floor(time, kDay);
-  const long turns = floor(days, kDaysInFourCenturies);
-  const chrono::sys_days day(chrono::days(days - turns * kDaysInFourCenturies));
-  const chrono::year_month_day date(day);
-  const long year = int{date.year()} + turns * kFourCenturies;
-  const long second = (time % kDay + kDay) % kDay;
-  if (std::labs(year) > INT_MAX) {
-    json += "null";
-    return;
-  }
-  char text[64];
-  std::snprintf(text, sizeof text, "\"%s%04ld-%02u-%02uT%02ld:%02ld:%02ldZ\"", year < 0 ? "-" : "",
-                std::labs(year), unsigned{date.month()}, unsigned{date.day()}, second / 3600,
-                second / 60 % 60, second % 60);
-  json += text;
-}
-
-// Writes the rows of a group as objects.
-class RowWriter {
- public:
-  explicit RowWriter(const kelGroupDef& group)
-      : group_(group), names_(group, [](std::string& text, const std::string& name) {
-          appendEscaped(text, name);
-        }) {}
-
-  void append(std::string& json, const Row& row) {
-    json += '{';
-    const char* separator = "\"";
-    for (const Record& record : row) {
-      const FormattedName& named = names_.of(record->attribId);
-      json.append(separator).append(named.name).append("\": ");
-      appendJsonValue(json, *record);
-      separator = ", \"";
-      const char* const meaning = meaningOf(named, *record);
-      if (!meaning) continue;
-      json.append(separator).append(named.name).append(" text\": ");
-      appendJsonString(json, meaning);
-    }
-    json += '}';
-  }
-
- private:
-  // Null for a value that says all itself.
-  const char* meaningOf(const FormattedName& named, const kelAttribValue& record) const {
-    if (!named.attribute) return nullptr;
-    const char* const meaning = enumeratedText(*named.attribute, record);
-    const bool isZero = named.isNeverZero && isUnknown(group_.id, *named.attribute, record);
-    return !meaning && isZero ? kUnknownText : meaning;
-  }
-
-  const kelGroupDef& group_;
-  FormattedNames names_;
-};
 
 void appendRows(std::string& json, const GroupResult& result) {
   RowWriter rows(*result.group);

@@ -110,16 +110,11 @@ const kelAttribValue* findRecord(const Row& row, unsigned long attribId) {
   return nullptr;
 }
 
-namespace {
-
-// What a time of 0 makes, in the time zone in force.
 std::string epochText() {
   char text[kDateTimeSize] = {};
   TimeToKelDateTime(0, text);
   return std::string(text, sizeof text);
 }
-
-}  // namespace
 
 bool isDefault(unsigned long groupId, const kelAttribDef& attribute, const kelAttribValue* record) {
   if (!record) return true;
@@ -139,18 +134,22 @@ bool isUnknown(unsigned long groupId, const kelAttribDef& attribute, const kelAt
          !enumeratedText(attribute, record);
 }
 
-Record makeTextRecord(unsigned long attribId, const std::string& utf8) {
-  const std::wstring text = String(utf8).toWide();
-  const unsigned long count = text.size() + 1;
-  const std::size_t textSize = count * sizeof(wchar_t);
-  const std::size_t size = sizeof(kelAttribValue) + sizeof count + textSize;
+Record makeRecord(unsigned long attribId, unsigned long type, std::string_view value) {
+  const std::size_t size = sizeof(kelAttribValue) + value.size();
   Record record(reinterpret_cast<kelAttribValue*>(new unsigned char[size]));
   record->length = size;
   record->attribId = attribId;
-  record->kelType = KEL_STRING;
-  std::memcpy(record->value, &count, sizeof count);
-  std::memcpy(record->value + sizeof count, text.c_str(), textSize);
+  record->kelType = type;
+  std::memcpy(record->value, value.data(), value.size());
   return record;
+}
+
+Record makeTextRecord(unsigned long attribId, const std::string& utf8) {
+  const std::wstring text = String(utf8).toWide();
+  const unsigned long count = text.size() + 1;
+  std::string value(reinterpret_cast<const char*>(&count), sizeof count);
+  value.append(reinterpret_cast<const char*>(text.c_str()), count * sizeof(wchar_t));
+  return makeRecord(attribId, KEL_STRING, value);
 }
 
 }  // namespace invscan::agent

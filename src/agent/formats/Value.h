@@ -4,6 +4,7 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include <invscan/catalogue.h>
 #include <invscan/table.h>
@@ -40,11 +41,17 @@ const kelAttribValue* findRecord(const Row& row, unsigned long attribId);
 // Whether a value (null for none) is what it would be if no source had told it.
 bool isDefault(unsigned long groupId, const kelAttribDef& attribute, const kelAttribValue* record);
 
+// What a time of 0 makes, in the time zone in force: a date that no source told.
+std::string epochText();
+
 // How a number is told that is 0 because nobody knows it.
 inline constexpr char kUnknownText[] = "unknown";
 
 // Whether a value is a 0 that can only mean that.
 bool isUnknown(unsigned long groupId, const kelAttribDef& attribute, const kelAttribValue& record);
+
+// A record of a value, as it lies in the value area.
+Record makeRecord(unsigned long attribId, unsigned long type, std::string_view value);
 
 // A string record of a text in UTF-8.
 Record makeTextRecord(unsigned long attribId, const std::string& utf8);

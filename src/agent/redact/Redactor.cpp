@@ -28,6 +28,8 @@ namespace invscan::agent {
 namespace {
 
 constexpr std::size_t kKeySize = 32;
+constexpr char kTokenHead[] = "redacted-";
+constexpr std::size_t kTokenBytes = 8;
 
 using Digest = std::array<unsigned char, SHA256_DIGEST_LENGTH>;
 
@@ -122,10 +124,10 @@ Redactor::Redactor() : key_(loadKey()) {
 }
 
 std::string Redactor::token(const std::string& value) const {
-  constexpr std::size_t kShownBytes = 8;
+  if (isToken(value)) return value;
   std::string lower = value;
   for (char& c : lower) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-  return "redacted-" + hex(keyedHash(key_, lower).data(), kShownBytes, kLowerHex);
+  return kTokenHead + hex(keyedHash(key_, lower).data(), kTokenBytes, kLowerHex);
 }
 
 std::string Redactor::replacement(const kelGroupDef& group, const kelAttribValue& record) const {
@@ -152,6 +154,12 @@ void Redactor::redact(Scan& scan) const {
       }
     }
   }
+}
+
+bool isToken(std::string_view text) {
+  if (!text.starts_with(kTokenHead)) return false;
+  const std::string_view digits = text.substr(sizeof kTokenHead - 1);
+  return digits.size() == 2 * kTokenBytes && digits.find_first_not_of(kLowerHex) == digits.npos;
 }
 
 std::optional<Redactor> makeRedactor(const Options& options) {

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "agent/Options.h"
 #include "agent/scan/Scan.h"
@@ -17,7 +18,7 @@ class Redactor {
   // Throws Failure when it cannot be had.
   Redactor();
 
-  // "redacted-" and 16 hexadecimal digits, the same for a text in either case.
+  // "redacted-" and 16 hexadecimal digits, the same for a text in either case; of a token, itself.
   std::string token(const std::string& value) const;
 
   // What stands for a sensitive value of that group: its token, or the path with tokens for parts.
@@ -27,12 +28,15 @@ class Redactor {
   std::string noise(const std::string& text) const;
 
   // Replaces sensitive values and the host name, also where they stand inside other values. Values
-  // that no source told stay as they are, and so do placeholders (Placeholders.h).
+  // that no source told stay as they are, and so do placeholders (Placeholders.h) and tokens.
   void redact(Scan& scan) const;
 
  private:
   std::string key_;
 };
+
+// Whether a text is a token, as a whole.
+bool isToken(std::string_view text);
 
 // None unless the options ask for one.
 std::optional<Redactor> makeRedactor(const Options& options);

@@ -1,6 +1,7 @@
 // What a scan found, as the agent's commands pass it on.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,6 +20,14 @@ enum class Status {
   Timeout,      // not done by the deadline, killed
   Crash,        // ended without an answer, or with one that makes no sense
 };
+
+// What JSON calls them.
+inline constexpr const char* kStatusNames[] = {"ok",          "absent",  "denied",
+                                               "unsupported", "timeout", "crash"};
+
+constexpr const char* statusName(Status status) {
+  return kStatusNames[static_cast<std::size_t>(status)];
+}
 
 // What stood in the way of an answer that may be there.
 enum class Obstacle {
@@ -67,6 +76,9 @@ struct Scan {
   // What the forms that people and programs read tell besides: why attributes have no value, and
   // which sources were asked.
   bool tellsReasons = false, tellsSources = false;
+  bool isSaved = false;  // read from a file: how it was asked for is not known
+  // What holds definitions of groups and attributes that the catalogue does not have.
+  std::shared_ptr<const void> definitions;
 };
 
 }  // namespace invscan::agent

@@ -1,16 +1,20 @@
 #include "agent/scan/ScanRun.h"
 
+#include <algorithm>
 #include <string>
+#include <string_view>
 
 #include <invscan/base/OrvCfg.h>
 #include <invscan/factory.h>
 
 #include "agent/Failure.h"
+#include "agent/Names.h"
 #include "agent/Output.h"
 #include "agent/Text.h"
 #include "agent/commands/Commands.h"
 #include "agent/formats/Formats.h"
 #include "agent/reasons/Completeness.h"
+#include "agent/saved/SavedScan.h"
 #include "agent/scan/Progress.h"
 #include "agent/scan/Scanner.h"
 
@@ -47,10 +51,35 @@ void reportTrouble(const std::string& name, Status status, const std::string& tr
   exitStatus = kGroupFailed;
 }
 
+// The groups of a saved scan that were asked for; what the catalogue does not have is among all.
+Scan savedGroups(const std::string& name, const std::vector<const kelGroupDef*>& groups) {
+  Scan scan = readSavedScan(name);
+  if (groups.size() == allGroups().size()) return scan;
+  std::vector<GroupResult> asked;
+  for (const kelGroupDef* group : groups) {
+    const auto found =
+        std::find_if(scan.groups.begin(), scan.groups.end(), [&](const GroupResult& result) {
+          return std::string_view(result.group->name) == group->name;
+        });
+    if (found != scan.groups.end()) {
+      asked.push_back(std::move(*found));
+      continue;
+    }
+    GroupResult& missing = asked.emplace_back();
+    missing.group = group;
+    missing.status = Status::Unsupported;
+    missing.obstacle = Obstacle::Unrecorded;
+    missing.trouble = "the scan that was kept does not have it";
+  }
+  scan.groups = std::move(asked);
+  return scan;
+}
+
 }  // namespace
 
 Scan scanMachine(const Options& options, const std::vector<const kelGroupDef*>& groups,
                  bool noteAccesses, const std::string& recording) {
+  if (isSavedScan(options.machine)) return savedGroups(options.machine, groups);
   Progress progress;
   ScannerOptions scanner;
   scanner.timeoutSeconds = options.timeoutSeconds;
@@ -89,14 +118,17 @@ bool isText(const Options& options) {
   return format.write == formatText || format.write == formatSummary;
 }
 
-void writeScan(const Options& options, const Scan& scan) {
-  const Format& format = findFormat(options.format);
+Style styleOf(const Options& options) {
   Style style;
   if (isTerminal(options.output)) style.columns = lineWidth();
   style.isColourful = isColourful(options.colour, options.output);
   style.inBytes = options.bytes;
   style.isWhole = options.all;
-  writeOutput(options.output, format.write(scan, style));
+  return style;
+}
+
+void writeScan(const Options& options, const Scan& scan) {
+  writeOutput(options.output, findFormat(options.format).write(scan, styleOf(options)));
 }
 
 }  // namespace invscan::agent

@@ -5,11 +5,12 @@
 #include <vector>
 
 #include "agent/Options.h"
+#include "agent/formats/Formats.h"
 #include "agent/scan/Scan.h"
 
 namespace invscan::agent {
 
-// Scans the groups by the options, with progress on a terminal.
+// Scans the groups by the options, with progress on a terminal, or reads them from a saved scan.
 Scan scanMachine(const Options& options, const std::vector<const kelGroupDef*>& groups,
                  bool noteAccesses = false, const std::string& recording = {});
 
@@ -19,6 +20,9 @@ int reportTroubles(const Scan& scan, bool isTold);
 
 // Whether the scan is written as text for people.
 bool isText(const Options& options);
+
+// How people are to have it.
+Style styleOf(const Options& options);
 
 // Writes the scan as the options ask.
 void writeScan(const Options& options, const Scan& scan);
