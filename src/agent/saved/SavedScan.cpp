@@ -367,7 +367,7 @@ class Reader : public nlohmann::json_sax<nlohmann::json> {
       group.trouble = "status \"" + status_ + "\", which this version does not know" +
                       (group.trouble.empty() ? "" : ": ") + group.trouble;
     }
-    group.obstacle = obstacleIn(group.trouble);
+    group.obstacle = obstacleIn({"", group.trouble, 0});
     const bool isPartial = group.status == Status::Ok && !group.trouble.empty();
     if (group.status == Status::Denied || (isPartial && group.obstacle == Obstacle::None)) {
       group.obstacle = Obstacle::Denied;
