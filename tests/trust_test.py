@@ -3,6 +3,7 @@
 
 Skipped without root, and so is what takes a namespace where none can be made."""
 
+import json
 import os
 import resource
 import shutil
@@ -213,6 +214,48 @@ class Programs(TrustTest):
         known = told_of.split(".\n")[0].replace(",", "").split()
         self.assertEqual({name for name in names - {"PWD", "SHLVL", "OLDPWD", "_"}
                           if name not in known and not name.startswith("LC_")}, set())
+
+    def test_roots_scan_is_told_to_those_who_may_read_it(self):
+        kept = self.directory("kept", 0o755)
+        boot_id = Path("/proc/sys/kernel/random/boot_id").read_text()
+        figures = self.file(self.scratch / "figures", "0.5 0.5 0.5 1/1 1\n", 0o600)
+        scan = json.dumps({"invscan": "2.8.0", "hostname": "h", "time": "2026-11-21T06:24:00Z",
+                           "groups": {
+            "UnixCpuMeter": {"status": "ok", "rows": [{"LoadAvg1": 42.5}]},
+            "Scan Info": {"status": "ok",
+                          "rows": [{"Scan Date": "2026-11-21-07.24.00.000000"}]}}})
+        program = self.program_for_all()
+
+        def told(*options):
+            script = (f"mount --bind {figures} /proc/loadavg && mount -t tmpfs none /run && "
+                      f"cp -a {kept} /run/invscan || exit 77; "
+                      f'exec setpriv --reuid={OTHER} --clear-groups "$@"')
+            run = self.run_agent("-m", "sh", "-c", script, "sh", program, "UnixCpuMeter",
+                                 *options, program="unshare")
+            if run.returncode in (1, 77):
+                self.skipTest("no namespace for mounts can be made")
+            return run.stdout
+
+        def keep(name, text, mode=0o644, owner=0):
+            self.file(kept / name, text, mode, owner)
+
+        keep("scan.json", scan), keep("boot-id", boot_id)
+        text = told()
+        self.assertRegex(text, "LoadAvg1 +42.5")
+        self.assertIn("from root's scan of 2026-11-21 07:24", text)
+        self.assertIn("from root's scan", told("--format", "summary"))
+        self.assertNotIn("42.5", told("--format", "json"))
+        for distrusted in (lambda: keep("scan.json", scan, 0o664),
+                           lambda: keep("scan.json", scan, 0o644, OTHER),
+                           lambda: keep("boot-id", boot_id.replace("-", "+")),
+                           lambda: keep("scan.json", scan[:-1]), lambda: kept.chmod(0o777),
+                           lambda: keep("scan.json", scan, 0o600)):
+            distrusted()
+            self.assertNotIn("42.5", told())
+            keep("scan.json", scan), keep("boot-id", boot_id), kept.chmod(0o755)
+        (kept / "scan.json").rename(kept / "other")
+        self.link(kept / "scan.json", "other", 0)
+        self.assertNotIn("42.5", told())
 
     def test_no_wait_is_without_an_end(self):
         zone, pid = self.fifo(self.scratch / "zone", 0), self.scratch / "pid"

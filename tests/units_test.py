@@ -50,12 +50,13 @@ class Units(unittest.TestCase):
                 file = self.scratch / "output"
                 file.unlink(missing_ok=True)
                 unit = (self.scratch / name).read_text()
-                path = re.search(r"--output (\S+)", unit)[1]
+                path = Path(re.search(r"--output (\S+)", unit)[1])
                 for command in re.findall(r"^ExecStart(?:Pre)?=(.*)$", unit, re.M):
                     done = subprocess.run(
                         ["setpriv", "--bounding-set=-all", "--inh-caps=-all", "--no-new-privs",
                          f"--regid={ADM}", "--clear-groups", "sh", "-c",
-                         "exec " + command.replace(path, str(file))],
+                         "exec " + command.replace(str(path), str(file))
+                         .replace(str(path.parent), str(self.scratch))],
                         env={"PATH": "/usr/bin:/bin"}, capture_output=True, text=True)
                     self.assertIn(done.returncode, (0, 1, 3), done.stderr)
                 self.assertIn(wanted, file.read_text())

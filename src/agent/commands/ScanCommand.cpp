@@ -4,6 +4,7 @@
 #include "agent/commands/Commands.h"
 #include "agent/formats/Formats.h"
 #include "agent/redact/Redactor.h"
+#include "agent/saved/KeptScan.h"
 #include "agent/saved/SavedScan.h"
 #include "agent/scan/ScanRun.h"
 #include "agent/screen/Summary.h"
@@ -46,6 +47,8 @@ int runScan(const Options& asked) {
   const std::optional<Redactor> redactor = makeRedactor(options);
   Scan scan = scanMachine(options, groups, options.reasons);
   scan.tellsReasons = options.reasons;
+  // Programs are told what this process read itself, and so is who wants to know why it did not.
+  if (isText(options) && options.machine.empty() && !options.reasons) fillFromKeptScan(scan);
   if (redactor) redactor->redact(scan);
   writeScan(options, scan);
   return reportTroubles(scan, isText(options));

@@ -54,6 +54,7 @@ struct GroupResult {
   std::string trouble;
   Obstacle obstacle = Obstacle::None;  // of Denied and Unsupported, and of Ok where values miss
   std::string help;                    // against the obstacle, where anything is known to
+  std::string origin;                  // of values that this process could not read itself
   double milliseconds = 0;
   std::vector<Row> rows;
   // All of them when the scan was asked to explain itself, else those that met an obstacle.

@@ -142,7 +142,7 @@ class Facts {
     static const std::vector<Row> kNone;
     const auto found =
         std::find_if(scan_.groups.begin(), scan_.groups.end(),
-                     [&group](const GroupResult& each) { return each.group == &group; });
+                     [&group](const GroupResult& each) { return each.group->id == group.id; });
     return found == scan_.groups.end() ? kNone : found->rows;
   }
 
@@ -331,6 +331,18 @@ std::string lineText(const Facts& facts, const Line& line, const Style& style) {
   return text;
 }
 
+// Which groups have values that this user may not read; empty where none has.
+std::string originOf(const Scan& scan) {
+  std::string origin;
+  std::vector<std::string> names;
+  for (const GroupResult& result : scan.groups) {
+    if (result.origin.empty()) continue;
+    origin = result.origin;
+    names.emplace_back(result.group->name);
+  }
+  return names.empty() ? "" : "In part " + printable(origin) + ": " + joined(names, ", ");
+}
+
 }  // namespace
 
 std::vector<const kelGroupDef*> summaryGroups() {
@@ -346,6 +358,9 @@ std::string formatSummary(const Scan& scan, const Style& style) {
   const std::string name = shortened(printable(scan.hostName), screen.columns);
   std::string text = emphasised(name, style) + "\n";
   for (const Line& line : lines()) text += lineText(facts, line, screen);
+  if (const std::string origin = originOf(scan); !origin.empty()) {
+    text += paragraph(origin, "", "  ", screen.columns);
+  }
   for (const std::string& lack : shortfalls(scan, Kinds::Lacks)) {
     text += paragraph(printable(lack), "", "  ", screen.columns);
   }

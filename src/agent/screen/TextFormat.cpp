@@ -159,6 +159,9 @@ std::string heading(const GroupResult& result, const Style& style) {
   for (const auto& [group, words] : kIntroductions) {
     if (name == group) text += note(words, style);
   }
+  if (!result.origin.empty()) {
+    text += note("(what is not yours to read: " + printable(result.origin) + ")", style);
+  }
   return text;
 }
 
