@@ -289,11 +289,18 @@ TEST_P(Injection, OfOneErrorCostsNoMoreThanWhatNeedsTheCall) {
   std::cout << count << " of " << faults.size() << " failures, " << GetParam() << "\n";
 }
 
-// One worker at a time makes the same calls each time.
+// One worker at a time makes the same calls each time. A classic scan of a live machine starts
+// programs, whose leak checker cannot end in one that is traced.
 #define MACHINES "--machine " INVSCAN_TESTS_DIR "/machines/"
+#ifdef __SANITIZE_ADDRESS__
+INSTANTIATE_TEST_SUITE_P(OfMachines, Injection,
+                         testing::Values("--jobs 1", "--jobs 1 " MACHINES "disks",
+                                         "--classic " MACHINES "current-systemd"));
+#else
 INSTANTIATE_TEST_SUITE_P(OfMachines, Injection,
                          testing::Values("--jobs 1", "--classic", "--jobs 1 " MACHINES "disks",
                                          "--classic " MACHINES "current-systemd"));
+#endif
 
 }  // namespace
 }  // namespace invscan
