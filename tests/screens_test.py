@@ -48,8 +48,9 @@ def lay_out(machine, source, firmware):
 def on_terminal(width, *arguments, **environment):
     master, terminal = os.openpty()
     fcntl.ioctl(master, termios.TIOCSWINSZ, struct.pack("HHHH", 24, width, 0, 0))
-    with subprocess.Popen([PROGRAM, *arguments], stdin=terminal, stdout=terminal, stderr=terminal,
-                          env={"PATH": "/usr/bin:/bin", "TERM": "xterm", **environment}):
+    # Progress, which a busy machine gets to see, is no part of what is held here.
+    with subprocess.Popen([PROGRAM, *arguments], stdin=terminal, stdout=terminal,
+                          stderr=subprocess.DEVNULL, env={"PATH": "/usr/bin:/bin", "TERM": "xterm", **environment}):
         os.close(terminal)
         shown = b""
         try:
