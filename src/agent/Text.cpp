@@ -150,8 +150,10 @@ std::string withBlanksForControls(const std::string& utf8) {
 }
 
 std::size_t width(std::string_view utf8) {
-  std::size_t columns = 0;
-  for (std::size_t place = 0; place < utf8.size();) {
+  const auto isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+  const auto* const rest = std::find_if_not(utf8.begin(), utf8.end(), isAscii);
+  std::size_t columns = static_cast<std::size_t>(rest - utf8.begin());  // of most texts, all
+  for (std::size_t place = columns; place < utf8.size();) {
     const auto [character, length] = characterAt(utf8, place);
     columns += columnsOf(character);
     place += length;

@@ -5,10 +5,9 @@
 #include <vector>
 
 #include <invscan/print.h>
-#include <invscan/traits.h>
 
+#include "agent/Names.h"
 #include "agent/Text.h"
-#include "agent/formats/Units.h"
 #include "agent/formats/Value.h"
 #include "agent/reasons/Reasons.h"
 #include "agent/redact/Placeholders.h"
@@ -94,45 +93,53 @@ std::string multiplied(unsigned long number, unsigned long factor) {
   return __builtin_mul_overflow(number, factor, &product) ? "" : std::to_string(product);
 }
 
-bool isFiller(const AttributeTraits* traits, const kelAttribValue& record,
-              const std::string& text) {
-  return traits && record.kelType == KEL_STRING && !text.empty() &&
-         isSource(*traits, "/sys/firmware/dmi/tables/DMI") && isPlaceholder(text);
-}
-
 }  // namespace
 
-Figure figureOf(const kelGroupDef& group, const kelAttribValue& record, const Style& style) {
+AttributeFigures::AttributeFigures(const kelGroupDef& group, unsigned long attribId)
+    : groupId_(group.id),
+      definition_(getAttribDefinitionFromId(&group, attribId)),
+      traits_(attributeTraits(group.id, attribId)),
+      unit_(unitOf(group.id, attribId)),
+      name_(attributeName(group, attribId)),
+      isFirmwareText_(definition_ && definition_->type == KEL_STRING && traits_ &&
+                      isSource(*traits_, "/sys/firmware/dmi/tables/DMI")) {
+}
+
+bool AttributeFigures::isUnknown(const kelAttribValue& record) const {
+  return definition_ && traits_ && traits_->isNeverZero &&
+         agent::isUnknown(groupId_, *definition_, record);
+}
+
+Figure AttributeFigures::of(const kelAttribValue& record, const Style& style) const {
   std::string text = printable(printedValue(record));
-  const kelAttribDef* const attribute = getAttribDefinitionFromId(&group, record.attribId);
-  if (!attribute || text.empty()) return {std::move(text)};
-  if (isUnknown(group.id, *attribute, record)) return {kUnknownText};
-  if (auto answer = answerIn(*attribute, text)) return {std::move(*answer)};
-  if (const char* const meaning = enumeratedText(*attribute, record)) {
+  if (!definition_ || text.empty()) return {std::move(text)};
+  if (isUnknown(record)) return {kUnknownText};
+  if (auto answer = answerIn(*definition_, text)) return {std::move(*answer)};
+  if (const char* const meaning = enumeratedText(*definition_, record)) {
     return {inWords(meaning) + " (" + text + ")"};
   }
   const bool isShort = style.columns > 0 && !style.inBytes;
   if (isShort && record.kelType == KEL_DATETIME) return {shortTime(text)};
-  const AttributeTraits* const traits = attributeTraits(group.id, record.attribId);
-  if (isFiller(traits, record, text)) return {text + " (placeholder)", "", true};
-  const Unit& unit = unitOf(group.id, record.attribId);
+  if (isFirmwareText_ && isPlaceholder(text)) return {text + " (placeholder)", "", true};
   if (const auto number = wholeNumber(record)) {
-    const double value = static_cast<double>(*number) * unit.factor / unit.divisor;
-    if (std::string brief = isShort ? shortFigure(unit.base, value) : ""; !brief.empty()) {
+    const double value = static_cast<double>(*number) * unit_.factor / unit_.divisor;
+    if (std::string brief = isShort ? shortFigure(unit_.base, value) : ""; !brief.empty()) {
       return {std::move(brief)};
     }
-    const std::string bytes = style.inBytes && unit.base == "bytes"
-                                  ? multiplied(*number, static_cast<unsigned long>(unit.factor))
+    const std::string bytes = style.inBytes && unit_.base == "bytes"
+                                  ? multiplied(*number, static_cast<unsigned long>(unit_.factor))
                                   : "";
     if (!bytes.empty()) return {bytes, "bytes"};
   }
-  return {std::move(text), traits ? traits->unit : ""};
+  return {std::move(text), traits_ ? traits_->unit : ""};
 }
 
-bool tellsAnything(const kelGroupDef& group, const kelAttribValue& record) {
-  const kelAttribDef* const attribute = getAttribDefinitionFromId(&group, record.attribId);
-  if (attribute && isUnknown(group.id, *attribute, record)) return false;
-  return printedValue(record).find_first_not_of(' ') != std::string::npos;
+bool AttributeFigures::isTelling(const kelAttribValue& record) const {
+  return !isUnknown(record) && printedValue(record).find_first_not_of(' ') != std::string::npos;
+}
+
+Figure figureOf(const kelGroupDef& group, const kelAttribValue& record, const Style& style) {
+  return AttributeFigures(group, record.attribId).of(record, style);
 }
 
 std::string emphasised(const std::string& text, const Style& style) {

@@ -150,14 +150,16 @@ class Facts {
   std::string value(const kelGroupDef& group, const Row& row, std::string_view name) const {
     if (name == "fill") return fill(plainNamed(group, row, "Device"));
     const kelAttribValue* const record = findNamed(group, row, name);
-    if (!record || !tellsAnything(group, *record)) return "";
+    if (!record) return "";
+    const AttributeFigures figures(group, record->attribId);
+    if (!figures.isTelling(*record)) return "";
     const bool isSize = unitOf(group.id, record->attribId).base == "bytes";
     if (isSize && wholeNumber(*record) == 0UL) return "";
     const kelAttribDef* const attribute = getAttribDefinitionFromId(&group, record->attribId);
     if (const char* const meaning = enumeratedText(*attribute, *record)) {
       return isPlaceholder(meaning) || meaning == std::string_view("Other") ? "" : meaning;
     }
-    const Figure figure = figureOf(group, *record, style_);
+    const Figure figure = figures.of(*record, style_);
     return figure.isPlaceholder ? "" : tidied(figure.withUnit());
   }
 

@@ -1,8 +1,8 @@
 // The groups as text for people.
 #include <algorithm>
 #include <iterator>
+#include <map>
 
-#include "agent/Names.h"
 #include "agent/Text.h"
 #include "agent/formats/Formats.h"
 #include "agent/formats/Value.h"
@@ -40,11 +40,14 @@ std::string note(const std::string& words, const Style& style) {
 // The attributes of all rows in columns; of several rows, each begins with its number.
 std::string rowBlock(const GroupResult& result, const Style& style) {
   Columns columns;
+  std::map<unsigned long, AttributeFigures> attributes;
   for (std::size_t i = 0; i < result.rows.size(); ++i) {
     std::string number = std::to_string(i + 1);
     for (const Record& record : result.rows[i]) {
-      const std::string name = attributeName(*result.group, record->attribId);
-      const std::string value = figureOf(*result.group, *record, style).withUnit();
+      const unsigned long id = record->attribId;
+      const auto& figures = attributes.try_emplace(id, *result.group, id).first->second;
+      const std::string& name = figures.name();
+      const std::string value = figures.of(*record, style).withUnit();
       if (result.rows.size() == 1) {
         columns.add({name, value});
       } else {
@@ -59,9 +62,10 @@ std::string rowBlock(const GroupResult& result, const Style& style) {
 // An attribute of all rows.
 struct Attribute {
   unsigned long id;
-  GridColumn column;
+  AttributeFigures figures;
+  GridColumn column = {};
   std::string unit = {};
-  bool tellsAnything = false;
+  bool isTelling = false;
 
   bool isUniform() const {
     const auto& cells = column.cells;
@@ -93,17 +97,17 @@ std::vector<Attribute> attributesIn(const GroupResult& result, const Style& styl
             std::find_if(attributes.begin(), attributes.end(), isMeant) - attributes.begin());
       }
       if (place == attributes.size()) {
-        attributes.push_back({record->attribId, {}, "", false});
-        attributes[place].column.heading = attributeName(*result.group, record->attribId);
+        attributes.push_back({record->attribId, {*result.group, record->attribId}});
+        attributes[place].column.heading = attributes[place].figures.name();
         attributes[place].column.isKey = isKey(*result.group, record->attribId);
       }
       Attribute& attribute = attributes[place++];
-      Figure figure = figureOf(*result.group, *record, style);
+      Figure figure = attribute.figures.of(*record, style);
       attribute.column.cells.resize(i);  // empty where rows before lack it
       attribute.column.cells.push_back(std::move(figure.text));
       if (isAmount(*result.group, *record)) attribute.column.align = Align::Right;
       if (!figure.unit.empty()) attribute.unit = std::move(figure.unit);
-      attribute.tellsAnything |= agent::tellsAnything(*result.group, *record);
+      attribute.isTelling |= attribute.figures.isTelling(*record);
     }
   }
   for (Attribute& attribute : attributes) attribute.column.cells.resize(result.rows.size());
@@ -136,7 +140,7 @@ std::string terminalRows(const GroupResult& result, const Style& style) {
   std::vector<std::string> empty, left;
   for (Attribute& attribute : attributesIn(result, style)) {
     const std::string& name = attribute.column.heading;
-    if (!style.isWhole && !attribute.tellsAnything) {
+    if (!style.isWhole && !attribute.isTelling) {
       empty.push_back(name);
     } else if (!style.isWhole && isLeftToAll(*result.group, name)) {
       left.push_back(name);
