@@ -2,6 +2,7 @@
 
 #include "agent/reasons/Reasons.h"
 #include "Testing.h"
+#include "agent/Names.h"
 #include "agent/formats/Formats.h"
 #include "agent/formats/Value.h"
 #include "agent/reasons/Completeness.h"
@@ -75,6 +76,21 @@ TEST(Completeness, IsAbsentOnlyWhatNothingStoodInTheWayOf) {
     EXPECT_EQ(result.rows.size(), status == Status::Ok) << what;
     EXPECT_EQ(result.trouble.empty(), obstacle == Obstacle::None) << what << result.trouble;
   }
+}
+
+TEST(Completeness, WhatOneRowLacksCounts) {
+  constexpr unsigned long kSerialNumber = 6;
+  const Access vpd{"/sys/block/sdb/device/vpd_pg80", "permission denied"};
+  std::vector<unsigned long> all;
+  for (const auto* each : attributesOf(*getGroupDefinitionFromId(5))) all.push_back(each->id);
+  GroupResult disks = makeResult("Storage", all, {vpd});
+  std::erase(all, kSerialNumber);
+  GroupResult other = makeResult("Storage", all, {});
+  disks.rows.push_back(std::move(other.rows[0]));
+  judge(disks);
+  EXPECT_EQ(disks.status, Status::Ok);
+  EXPECT_EQ(disks.obstacle, Obstacle::Denied);
+  EXPECT_NE(disks.trouble.find(vpd.source), std::string::npos) << disks.trouble;
 }
 
 TEST(Completeness, AGroupWithoutCollectorIsUnsupported) {

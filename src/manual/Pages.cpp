@@ -61,8 +61,7 @@ void addGroups(Page& page) {
   page.section("GROUPS");
   page.paragraph(
       "Groups with their attributes; upper and lower case are the same. invscan describe tells "
-      "what "
-      "each attribute is, in which unit, and where it comes from.");
+      "what each attribute is, in which unit, and where it comes from.");
   for (const kelGroupDef* group : agent::allGroups()) {
     std::vector<std::string> names;
     for (const kelAttribDef* each : agent::attributesOf(*group)) names.push_back(each->name);
@@ -139,10 +138,10 @@ std::string programPage(const Source& source) {
   }
   page.section("DESCRIPTION");
   page.paragraph(
-      "Tells what this machine is made of: operating system, memory, processors, disks, addresses, "
-      "firmware. What a source does not tell is left out or at its default, and fails nothing; "
-      "invscan explain says why and what would help. Without a command groups are scanned, all of "
-      "them unless some are named.");
+      "Tells what this machine is made of: operating system, memory, processors, disks, "
+      "addresses, firmware. What a source does not tell is left out or at its default, and fails "
+      "nothing; invscan explain says why and what would help. Without a command groups are "
+      "scanned, all of them unless some are named.");
   addCommands(page);
   addOptions(page);
   addGroups(page);
@@ -181,9 +180,8 @@ std::string libraryPage(const Source& source) {
   page.section("DESCRIPTION");
   page.paragraph(
       "Answers a host program with tables of typed rows. The headers are the manual: they tell "
-      "what "
-      "every function returns, in which unit, who owns it, and which source it comes from. CMake "
-      "finds the library as the package invscan, target invscan::invscan.");
+      "what every function returns, in which unit, who owns it, and which source it comes from. "
+      "CMake finds the library as the package invscan, target invscan::invscan.");
   page.example(
       "GroupFactory::getInstance()->initialise();\n"
       "for (const invscan::RowView& row : invscan::collect(\"Memory\")) {\n"
@@ -200,16 +198,13 @@ std::string configurationPage(const Source& source) {
   Page page("invscan.conf", 5, source.date, "settings of invscan");
   page.section("DESCRIPTION");
   page.paragraph(
-      "Lines of the form name = value, with blanks around both left aside, below a line [section] "
-      "or "
-      "above the first of these. A line that begins with ; or # is a comment; there are none "
-      "behind "
-      "values, no quotes and no continued lines. The last of equal names counts. A key that is not "
-      "known is told on standard error and changes nothing.");
+      "Lines of the form name = value, with blanks around both left aside, below a line "
+      "[section] or above the first of these. A line that begins with ; or # is a comment; there "
+      "are none behind values, no quotes and no continued lines. The last of equal names counts. "
+      "A key that is not known is told on standard error and changes nothing.");
   page.paragraph(
       "The file is /etc/invscan/invscan.conf, or what INVSCAN_CONFIG or --config names. It need "
-      "not "
-      "be there.");
+      "not be there.");
   page.section("KEYS");
   page.paragraph("What stands before a dot is the section. Presets are those of the program.");
   for (const auto& [name, preset, help] : agent::configurationKeys()) {
@@ -227,13 +222,11 @@ std::string hardwarePage(const Source& source) {
   Page page("OrvHWConfig.xml", 5, source.date, "hardware configuration of invscan");
   page.section("DESCRIPTION");
   page.paragraph(
-      "An XML file that holds a scan to a share of a processor, sets switches for one group or for "
-      "all, and describes processors. Names are exact, case included; what is not listed here is "
-      "ignored. Every attribute of the root is one for all groups, every one of a Group element "
-      "but "
-      "Name is one for that group. The file need not be there; one that is not well-formed ends "
-      "the "
-      "program. invscan.conf(5) says where it is.");
+      "An XML file that holds a scan to a share of a processor, sets switches for one group or "
+      "for all, and describes processors. Names are exact, case included; what is not listed "
+      "here is ignored. Every attribute of the root is one for all groups, every one of a Group "
+      "element but Name is one for that group. The file need not be there; one that is not "
+      "well-formed ends the program. invscan.conf(5) says where it is.");
   const char* element = "";
   for (const auto& row : kHardware) {
     if (std::string_view(element) != row.element) {

@@ -134,11 +134,11 @@ void judge(GroupResult& result) {
   for (const kelAttribDef* attribute : attributesOf(*result.group)) {
     const AttributeTraits* traits = attributeTraits(result.group->id, attribute->id);
     if (!hasSources(traits)) continue;
-    if (!isMissing(result, *attribute)) {
-      isToldOf = true;
-    } else if (!inTheWay.add(*traits, obstacles) && tellsOfRows(*result.group, *attribute)) {
-      isKept = false;
-    }
+    const bool isMissingInAll = isMissing(result, *attribute);
+    isToldOf |= !isMissingInAll;
+    if (!isMissingInAll && !isMissingSomewhere(result, *attribute)) continue;
+    const bool isInTheWay = inTheWay.add(*traits, obstacles);
+    if (isMissingInAll && !isInTheWay && tellsOfRows(*result.group, *attribute)) isKept = false;
   }
   if (inTheWay.isEmpty()) return;
   const bool isNothingTold = !isToldOf && isKept;

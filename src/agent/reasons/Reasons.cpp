@@ -209,6 +209,10 @@ bool isMissing(const GroupResult& result, const kelAttribDef& attribute) {
   return rowsWithDefault(result, attribute) == result.rows.size();
 }
 
+bool isMissingSomewhere(const GroupResult& result, const kelAttribDef& attribute) {
+  return rowsWithDefault(result, attribute) > 0;
+}
+
 std::string reasonForDefault(const GroupResult& result, const kelAttribDef& attribute) {
   const AttributeTraits* traits = attributeTraits(result.group->id, attribute.id);
   const std::vector<Access> outcomes = traits ? outcomesOf(result, *traits) : std::vector<Access>();

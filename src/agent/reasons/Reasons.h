@@ -30,6 +30,9 @@ bool hasSources(const AttributeTraits* traits);
 // Whether no row has more of the attribute than its default.
 bool isMissing(const GroupResult& result, const kelAttribDef& attribute);
 
+// Whether some row has no more of it.
+bool isMissingSomewhere(const GroupResult& result, const kelAttribDef& attribute);
+
 // Why the sources of an attribute gave nothing, and what would help; from the accesses that the
 // scan noted.
 std::string reasonForDefault(const GroupResult& result, const kelAttribDef& attribute);
