@@ -138,7 +138,9 @@ constexpr ExitStatus kExitStatuses[] = {
     {"2",
      "wrong usage, unreadable input, a helper that gives no valid answer, or a group that a diff "
      "lost"},
-    {"3", "something may not be read, was never recorded or is not supported; the rest is there"},
+    {"3",
+     "something may not be read, did not answer in time, was never recorded or is not supported; "
+     "the rest is there"},
     {"4", "get: there is no value"},
 };
 

@@ -46,11 +46,11 @@ class InTheWay {
 
   bool isEmpty() const { return all_.empty(); }
 
+  // The first of them all.
   Obstacle kind() const {
-    const bool isDenied = std::any_of(all_.begin(), all_.end(), [](const Access& access) {
-      return obstacleIn(access) == Obstacle::Denied;
-    });
-    return isDenied ? Obstacle::Denied : Obstacle::Unrecorded;
+    Obstacle first = Obstacle::Unrecorded;
+    for (const Access& access : all_) first = std::min(first, obstacleIn(access));
+    return first;
   }
 
   // Of many, the first few of the kind that counts.
@@ -98,24 +98,35 @@ constexpr Shortfall kShortfalls[] = {
     {"Denied", Status::Denied, Obstacle::Denied, false},
     {"Never recorded", Status::Unsupported, Obstacle::Unrecorded, false},
     {"Not supported by this version", Status::Unsupported, Obstacle::None, false},
-    {"Timed out", Status::Timeout, Obstacle::None, true},
+    {"Timed out", Status::Timeout, Obstacle::Unanswered, true},
     {"Crashed", Status::Crash, Obstacle::None, true},
 };
 
+// Of one status there are two kinds.
+bool isOfKind(const GroupResult& result, const Shortfall& shortfall) {
+  return result.status == shortfall.status &&
+         (result.status != Status::Unsupported || result.obstacle == shortfall.obstacle);
+}
+
+bool isInPart(const GroupResult& result, const Shortfall& shortfall) {
+  return result.status == Status::Ok && result.obstacle != Obstacle::None &&
+         result.obstacle == shortfall.obstacle;
+}
+
 // Empty where there is nothing of the kind.
-std::string lineOf(const Shortfall& shortfall, const Scan& scan) {
+std::string lineOf(const Shortfall& shortfall, const Scan& scan, bool tellsOfWhole) {
   std::string whole, part, help;
   for (const GroupResult& result : scan.groups) {
-    if (result.obstacle != shortfall.obstacle) continue;
-    const std::string name = result.group->name;
-    if (result.status == shortfall.status) {
-      append(whole, ", ", shortfall.showsTrouble ? name + " (" + result.trouble + ")" : name);
-    } else if (result.status == Status::Ok && result.obstacle != Obstacle::None) {
+    std::string name = result.group->name;
+    if (shortfall.showsTrouble) name += " (" + result.trouble + ")";
+    if (tellsOfWhole && isOfKind(result, shortfall)) {
+      append(whole, ", ", name);
+    } else if (isInPart(result, shortfall)) {
       append(part, ", ", name);
     } else {
       continue;
     }
-    if (help.empty()) help = result.help;
+    if (help.empty() && !shortfall.showsTrouble) help = result.help;
   }
   if (whole.empty() && part.empty()) return "";
   std::string line = std::move(whole);
@@ -148,7 +159,9 @@ void judge(GroupResult& result) {
   result.trouble = inTheWay.inWords();
   if (!isNothingTold) return;
   result.rows.clear();
-  result.status = result.obstacle == Obstacle::Denied ? Status::Denied : Status::Unsupported;
+  result.status = result.obstacle == Obstacle::Denied       ? Status::Denied
+                  : result.obstacle == Obstacle::Unanswered ? Status::Timeout
+                                                            : Status::Unsupported;
 }
 
 std::vector<std::string> shortfalls(const Scan& scan, Kinds kinds) {
@@ -156,8 +169,8 @@ std::vector<std::string> shortfalls(const Scan& scan, Kinds kinds) {
   for (const Shortfall& shortfall : kShortfalls) {
     const bool isLack =
         shortfall.status == Status::Denied || shortfall.status == Status::Unsupported;
-    if (kinds == Kinds::Lacks && !isLack) continue;
-    if (std::string line = lineOf(shortfall, scan); !line.empty()) lines.push_back(std::move(line));
+    std::string line = lineOf(shortfall, scan, kinds == Kinds::All || isLack);
+    if (!line.empty()) lines.push_back(std::move(line));
   }
   return lines;
 }

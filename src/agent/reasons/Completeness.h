@@ -16,7 +16,7 @@ namespace invscan::agent {
 void judge(GroupResult& result);
 
 // A line for each kind of what is missing, with the groups: of all kinds, or of those alone that
-// make a scan incomplete.
+// make a scan incomplete; of groups that are lost as a whole others tell then.
 enum class Kinds { All, Lacks };
 std::vector<std::string> shortfalls(const Scan& scan, Kinds kinds);
 

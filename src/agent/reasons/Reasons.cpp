@@ -17,6 +17,7 @@ namespace {
 
 constexpr std::string_view kRunAsRoot = "run as root";
 constexpr std::string_view kRunOutside = "run as root of the machine itself, outside of containers";
+constexpr std::string_view kLonger = "hwscanner.timeout gives it longer";
 constexpr std::string_view kAnswered = "ok";
 constexpr std::string_view kBroken = "input/output error";
 
@@ -35,7 +36,10 @@ constexpr struct {
     {"no buffer space", Obstacle::Denied, "free memory"},
     {"address family not supported", Obstacle::Denied, kRunAsRoot},
     {kBroken, Obstacle::Denied, "the kernel's log tells more"},
-    {"timed out", Obstacle::None, "raise --timeout"},
+    {"no answer in time", Obstacle::Unanswered, kLonger},
+    {"took too long", Obstacle::Unanswered, kLonger},
+    {"resource temporarily unavailable", Obstacle::Unanswered, ""},
+    {"timed out", Obstacle::Unanswered, ""},
 };
 
 // Takes the first source off an attribute's list.

@@ -33,6 +33,7 @@ constexpr const char* statusName(Status status) {
 enum class Obstacle {
   None,
   Denied,      // may not be read
+  Unanswered,  // did not answer in time
   Unrecorded,  // was not asked when the capture was made
 };
 
@@ -52,7 +53,7 @@ struct GroupResult {
   // What happened, in plain words; for Ok, what stood in the way of values that are missing. Empty
   // for Absent.
   std::string trouble;
-  Obstacle obstacle = Obstacle::None;  // of Denied and Unsupported, and of Ok where values miss
+  Obstacle obstacle = Obstacle::None;  // of an answer that was not whole
   std::string help;                    // against the obstacle, where anything is known to
   std::string origin;                  // of values that this process could not read itself
   double milliseconds = 0;

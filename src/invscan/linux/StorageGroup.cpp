@@ -209,6 +209,7 @@ KelTable* collectInTime(const Trace& trace) {
   const int result = done->wait(thread->get_Time());
   if (result != 0) {
     trace.at().min("hardware Thread for StorageGroup hang : %d", result);
+    noteAccess("device commands", "no answer in time", 0, true);
     // All three are the thread's for ever.
     static_cast<void>(group.release());
     static_cast<void>(done.release());

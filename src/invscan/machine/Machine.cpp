@@ -367,7 +367,8 @@ void noteAccess(const std::string& source, const std::string& outcome, double mi
   if (isNoted) note({source, outcome, milliseconds});
 }
 
-NotedQuestion::NotedQuestion(const std::string& source) {
+NotedQuestion::NotedQuestion(const std::string& source)
+    : source_(source), begin_(std::chrono::steady_clock::now()) {
   AccessNotes& all = notes();
   if (all.noting != Noting::Everything) return;
   const std::lock_guard lock(all.mutex);
@@ -375,13 +376,13 @@ NotedQuestion::NotedQuestion(const std::string& source) {
   log_ = all.log;
   all.accesses.push_back({source, kUnanswered});
   if (all.told) all.told(all.accesses.back());
-  begin_ = std::chrono::steady_clock::now();
 }
 
 // Of a log that was started meanwhile it is no part.
-void NotedQuestion::answered(const std::string& outcome) const {
+void NotedQuestion::answered(const std::string& outcome, bool isObstacle) const {
   const std::chrono::duration<double, std::milli> cost = std::chrono::steady_clock::now() - begin_;
   AccessNotes& all = notes();
+  if (isObstacle && all.noting == Noting::Obstacles) note({source_, outcome, cost.count()});
   if (log_ == 0 || all.noting != Noting::Everything) return;
   const std::lock_guard lock(all.mutex);
   if (log_ != all.log) return;

@@ -253,13 +253,15 @@ void onMachineChange(void (*forget)());
 void noteAccess(const std::string& source, const std::string& outcome, double milliseconds,
                 bool isObstacle = false);
 
-// A question in the access log, when that is on: there from the start, as it may block for ever.
+// A question in the access log, when that is on: there from the start, as it may block for ever. An
+// answer that is an obstacle is also noted when those alone are.
 class NotedQuestion {
  public:
   explicit NotedQuestion(const std::string& source);
-  void answered(const std::string& outcome) const;
+  void answered(const std::string& outcome, bool isObstacle = false) const;
 
  private:
+  std::string source_;
   std::size_t place_ = 0;
   unsigned long log_ = 0;  // the one that it stands in; 0: none
   std::chrono::steady_clock::time_point begin_;

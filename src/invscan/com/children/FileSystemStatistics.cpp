@@ -243,7 +243,7 @@ int timeout_statvfs(const char* path, orv_statvfs_info_t& info, int timeoutMicro
   const NotedQuestion question("statvfs " + std::string(path));
   const char* failure = askChild(*request, timeoutMicroseconds, info);
   const char* answer = !failure && info.result == 0 ? "ok" : "not available";
-  question.answered(failure ? failure : answer);
+  question.answered(failure ? failure : answer, failure != nullptr);
   trace.at().max("hardware retval=%d", failure ? 1 : 0);
   return failure ? 1 : 0;
 }

@@ -62,7 +62,7 @@ std::optional<SpaceQuestions::Figures> SpaceQuestions::find(const MountEntry& en
     noteAccess(source,
                isSilent ? "not asked: did not answer where it is mounted before"
                         : "not asked: file systems before it took too long",
-               0);
+               0, true);
     return std::nullopt;
   }
 
