@@ -1,6 +1,9 @@
 // Scans that were kept as JSON: read, written, compared.
+#include <sstream>
+
 #include "FuzzTarget.h"
 #include "agent/Failure.h"
+#include "agent/Text.h"
 #include "agent/compare/Comparison.h"
 #include "agent/formats/Formats.h"
 #include "agent/saved/SavedScan.h"
@@ -13,6 +16,17 @@ Scan scanIn(std::string_view json) try { return parseSavedScan(json); } catch (c
   return {};
 }
 
+// No form obeys what stands in values, and those for people fit.
+void checkForm(const Format& format, const Scan& scan) {
+  constexpr std::size_t kColumns = 40;
+  const std::string text = format.write(scan, {.columns = kColumns});
+  invscan::require(text.find('\x1B') == text.npos);
+  const std::string_view name = format.name;
+  if (name != "text" && name != "summary") return;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) invscan::require(width(line) <= kColumns);
+}
+
 }  // namespace
 
 // What can be read differs in nothing from itself, and not when it was written and read again.
@@ -22,7 +36,7 @@ void invscan::tryInput(std::string_view json) {
   const Scan again = parseSavedScan(formatJson(scan));
   require(!compareScans(scan, scan, true).differs());
   require(!compareScans(scan, again, true).differs());
-  for (const Format& format : kFormats) format.write(scan, {.columns = 40});
+  for (const Format& format : kFormats) checkForm(format, scan);
 
   const Scan none = parseSavedScan(R"({"groups": {"Storage": {"status": "ok", "rows": []}}})");
   const Comparison comparison = compareScans(scan, none, true);

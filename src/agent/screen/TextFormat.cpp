@@ -33,8 +33,12 @@ bool isLeftToAll(const kelGroupDef& group, const std::string& attribute) {
   });
 }
 
+std::size_t lineColumns(const Style& style) {
+  return style.columns > 0 ? style.columns : kLineWidth;
+}
+
 std::string note(const std::string& words, const Style& style) {
-  return paragraph(words, kBlanks, kBlanks, style.columns > 0 ? style.columns : kLineWidth);
+  return paragraph(words, kBlanks, kBlanks, lineColumns(style));
 }
 
 // The attributes of all rows in columns; of several rows, each begins with its number.
@@ -159,7 +163,8 @@ std::string heading(const GroupResult& result, const Style& style) {
   const std::string name = result.group->name;
   const std::string rows =
       result.rows.size() > 1 ? " (" + counted(result.rows.size(), "row") + ")" : "";
-  std::string text = emphasised(name, style) + rows + "\n";
+  const std::size_t room = style.columns > 0 ? style.columns - width(rows) : name.size();
+  std::string text = emphasised(shortened(name, room), style) + rows + "\n";
   for (const auto& [group, words] : kIntroductions) {
     if (name == group) text += note(words, style);
   }
@@ -187,7 +192,9 @@ std::string formatText(const Scan& scan, const Style& style) {
     text.append(heading(result, style)).append(body(result, scan.tellsReasons, style)).append("\n");
   }
   const auto lines = shortfalls(scan, Kinds::All);
-  for (const std::string& line : lines) text += paragraph(printable(line), "", kBlanks);
+  for (const std::string& line : lines) {
+    text += paragraph(printable(line), "", kBlanks, lineColumns(style));
+  }
   if (lines.empty() && !text.empty()) text.pop_back();
   return text;
 }
