@@ -237,12 +237,13 @@ namespace invscan {
 
 using enum Behaviour;
 
-constexpr char kCpuInfo[] = "/proc/cpuinfo; /sys/devices/system/cpu/*";
+constexpr char kCpuInfo[] = "/proc/cpuinfo";
+constexpr char kKernel[] = "/proc/cpuinfo; /sys/devices/system/cpu/*";
 constexpr char kCaches[] = "/sys/devices/system/cpu/*; helper cpuid";
 
 const AttributeTraits kProcessorTraits[] = {
-    {1, "", Stable, kPublic, "Running number of the processor, from 1.", kCpuInfo, nullptr},
-    {2, "", Identity, kPublic, "Digest of what tells this processor's make and place.", kCpuInfo,
+    {1, "", Stable, kPublic, "Running number of the processor, from 1.", kKernel, nullptr},
+    {2, "", Identity, kPublic, "Digest of what tells this processor's make and place.", kKernel,
      nullptr},
     {3, "", Stable, kPublic, "Maker of the processor, as the processor itself names it.", kCpuInfo,
      nullptr},
@@ -310,12 +311,12 @@ const AttributeTraits kProcessorTraits[] = {
      nullptr},
     {39, "", Stable, kPublic, "Whether the processor runs 64-bit programs, T or F.", kCpuInfo,
      nullptr},
-    {40, "", Stable, kPublic, "Number of cores in the processor's package.", kCpuInfo, nullptr,
+    {40, "", Stable, kPublic, "Number of cores in the processor's package.", kKernel, nullptr,
      kNoPath, kNeverZero},
-    {41, "", Stable, kPublic, "Number of logical processors that share a core.", kCpuInfo, nullptr,
+    {41, "", Stable, kPublic, "Number of logical processors that share a core.", kKernel, nullptr,
      kNoPath, kNeverZero},
-    {42, "", Stable, kPublic, "Number of the package that holds the processor.", kCpuInfo, nullptr},
-    {43, "", Stable, kPublic, "Number of the core within the package.", kCpuInfo, nullptr},
+    {42, "", Stable, kPublic, "Number of the package that holds the processor.", kKernel, nullptr},
+    {43, "", Stable, kPublic, "Number of the core within the package.", kKernel, nullptr},
     {44, "", Stable, kPublic, "Name of the socket as printed on the board.", kFirmwareTables,
      nullptr},
     {45, "", Stable, kPublic, "Revision of the microcode that is loaded, hexadecimal.", kCpuInfo,
