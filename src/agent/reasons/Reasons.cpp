@@ -38,8 +38,7 @@ constexpr struct {
     {kBroken, Obstacle::Denied, "the kernel's log tells more"},
     {"no answer in time", Obstacle::Unanswered, kLonger},
     {"took too long", Obstacle::Unanswered, kLonger},
-    {"resource temporarily unavailable", Obstacle::Unanswered, ""},
-    {"timed out", Obstacle::Unanswered, ""},
+    {"resource temporarily unavailable", Obstacle::Denied, ""},
 };
 
 // Takes the first source off an attribute's list.

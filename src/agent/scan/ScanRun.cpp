@@ -39,15 +39,29 @@ void configure() {
   }
 }
 
+constexpr const char* kLonger =
+    "; --timeout gives it longer, \"invscan explain\" tells what it asks";
+
+void reportTroubleOf(const HelperResult& helper) {
+  const bool isLate = helper.status == Status::Timeout;
+  reportLine("helper " + helper.name + ": " + helper.trouble +
+             (isLate ? kLonger : "; what it tells is left out"));
+}
+
+// What a source did not answer in time says itself what helps.
+void reportTroubleOf(const GroupResult& group) {
+  const bool isLate = group.status == Status::Timeout;
+  const bool isSaid = group.obstacle != Obstacle::None;
+  reportLine(group.group->name + (": " + group.trouble) +
+             (!isLate  ? "; its rows are left out"
+              : isSaid ? ""
+                       : kLonger));
+}
+
 // Sets the status to kGroupFailed if there is something to report.
-void reportTrouble(const std::string& name, Status status, const std::string& trouble,
-                   const std::string& lost, int& exitStatus) {
-  if (status != Status::Timeout && status != Status::Crash) return;
-  const std::string remedy =
-      status == Status::Timeout
-          ? "; --timeout gives it longer, \"invscan explain\" tells what it asks"
-          : "; " + lost + (lost == "its rows" ? " are" : " is") + " left out";
-  reportLine(name + ": " + trouble + remedy);
+void reportTrouble(const auto& result, int& exitStatus) {
+  if (result.status != Status::Timeout && result.status != Status::Crash) return;
+  reportTroubleOf(result);
   exitStatus = kGroupFailed;
 }
 
@@ -98,12 +112,8 @@ Scan scanMachine(const Options& options, const std::vector<const kelGroupDef*>& 
 
 int reportTroubles(const Scan& scan, bool isTold) {
   int status = kAnswered;
-  for (const HelperResult& helper : scan.helpers) {
-    reportTrouble("helper " + helper.name, helper.status, helper.trouble, "what it tells", status);
-  }
-  for (const GroupResult& result : scan.groups) {
-    reportTrouble(result.group->name, result.status, result.trouble, "its rows", status);
-  }
+  for (const HelperResult& helper : scan.helpers) reportTrouble(helper, status);
+  for (const GroupResult& group : scan.groups) reportTrouble(group, status);
   if (!isTold) {
     for (std::string line : shortfalls(scan, Kinds::Lacks)) {
       line[0] = static_cast<char>(line[0] - 'A' + 'a');
