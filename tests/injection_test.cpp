@@ -244,7 +244,8 @@ std::string complaint(const TracedScan& whole, const TracedScan& run, const Faul
   int count = 0;
   for (const auto& [name, group] : whole.groups) {
     if (run.groups.at(name) == group) continue;
-    if (run.groups.at(name).at("status") == "timeout") return name + " timed out";
+    const std::string trouble = run.groups.at(name).value("trouble", "");
+    if (trouble.starts_with("no answer within")) return name + " timed out";
     cost += " [" + name + "]";
     shared &= sharedBy(*getGroupDefinitionFromId(group.at("id")));
     ++count;

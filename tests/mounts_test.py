@@ -101,13 +101,19 @@ def check_dead_mounts(program, store):
 
 
 def check_redaction(program, store, capture):
-    """No name is left in a redacted capture, and its replay equals the redacted scan."""
+    """No name is left in a redacted capture, nor in what is told of the servers that are dead, and a
+    replay equals the redacted scan."""
+    names = (b"alice", b"bob", b"fileserver", b"a b", b"scratch")
     scan = run(program, "capture", capture, "--redact", "--config", store, "--format", "json",
                status=3)
     for file in capture.rglob("*"):
         text = file.read_bytes() if file.is_file() and not file.is_symlink() else b""
-        for name in (b"alice", b"bob", b"fileserver", b"a b", b"scratch"):
+        for name in names:
             assert name not in text, (file, name)
+    told = subprocess.run([program, "partition", "--redact", "--config", store, "--format", "json"],
+                          capture_output=True)
+    assert told.stderr.count(b"statvfs /tmp/redacted-") == 2, told.stderr
+    assert not any(name in told.stdout + told.stderr for name in names), told
     replayed = run(program, "--machine", capture, "--format", "json")
     assert rows_of(replayed) == rows_of(scan)
     assert "/tmp/redacted-" in replayed and "@redacted-" in replayed

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <set>
 #include <string_view>
 
 #include <invscan/machine.h>
@@ -14,65 +15,59 @@
 namespace invscan::agent {
 namespace {
 
-// Those of sources that did not answer later, as memory does in other places.
-std::vector<const Access*> obstaclesOf(const GroupResult& result) {
-  std::vector<const Access*> obstacles;
-  for (const Access& access : result.accesses) {
-    if (obstacleIn(access) != Obstacle::None) {
-      obstacles.push_back(&access);
-    } else if (access.outcome == "ok") {
-      std::erase_if(obstacles, [&](const Access* other) { return other->source == access.source; });
-    }
-  }
-  return obstacles;
-}
-
-// The obstacles before the sources of attributes, each once.
+// The obstacles that a group met, and those of them that stand before sources of attributes.
 class InTheWay {
  public:
+  // Each obstacle counts once, and not where its source answered later, as memory does in other
+  // places.
+  explicit InTheWay(const GroupResult& result) {
+    std::set<std::string_view> answered;
+    std::set<std::pair<std::string_view, std::string_view>> known;
+    for (auto access = result.accesses.rbegin(); access != result.accesses.rend(); ++access) {
+      const Obstacle kind = obstacleIn(*access);
+      if (access->outcome == "ok") answered.insert(access->source);
+      if (kind == Obstacle::None || answered.count(access->source) != 0) continue;
+      if (known.emplace(access->source, access->outcome).second) met_.push_back({&*access, kind});
+    }
+    std::reverse(met_.begin(), met_.end());
+  }
+
   // Returns whether there is one before this attribute's.
-  bool add(const AttributeTraits& traits, const std::vector<const Access*>& obstacles) {
+  bool add(const AttributeTraits& traits) {
     bool isThere = false;
-    for (const Access* obstacle : obstacles) {
-      if (!isSource(traits, obstacle->source)) continue;
-      isThere = true;
-      const bool isNew = std::none_of(all_.begin(), all_.end(), [&](const Access& other) {
-        return other.source == obstacle->source && other.outcome == obstacle->outcome;
-      });
-      if (isNew) all_.push_back(*obstacle);
+    for (Met& obstacle : met_) {
+      if (!isSource(traits, obstacle.access->source)) continue;
+      isThere = obstacle.isInTheWay = true;
+      kind_ = kind_ == Obstacle::None ? obstacle.kind : std::min(kind_, obstacle.kind);
     }
     return isThere;
   }
 
-  bool isEmpty() const { return all_.empty(); }
+  bool isEmpty() const { return kind_ == Obstacle::None; }
 
   // The first of them all.
-  Obstacle kind() const {
-    Obstacle first = Obstacle::Unrecorded;
-    for (const Access& access : all_) first = std::min(first, obstacleIn(access));
-    return first;
-  }
+  Obstacle kind() const { return kind_; }
 
   // Of many, the first few of the kind that counts.
-  std::string inWords() const {
+  std::vector<Access> named() const {
     constexpr std::size_t kMostNamed = 3;
     std::vector<Access> named;
-    for (const Access& access : all_) {
-      const bool counts = obstacleIn(access) == kind();
-      if (counts && named.size() < kMostNamed) named.push_back(access);
+    for (const Met& obstacle : met_) {
+      const bool counts = obstacle.isInTheWay && obstacle.kind == kind_;
+      if (counts && named.size() < kMostNamed) named.push_back(*obstacle.access);
     }
-    return agent::inWords(named);
-  }
-
-  std::string help() const {
-    for (const Access& access : all_) {
-      if (obstacleIn(access) == kind()) return helpAgainst({access.outcome});
-    }
-    return "";
+    return named;
   }
 
  private:
-  std::vector<Access> all_;
+  struct Met {
+    const Access* access;
+    Obstacle kind;
+    bool isInTheWay = false;
+  };
+
+  std::vector<Met> met_;
+  Obstacle kind_ = Obstacle::None;
 };
 
 // Whether a group has rows depends on the sources of its first key; where it has none, on those of
@@ -138,25 +133,24 @@ std::string lineOf(const Shortfall& shortfall, const Scan& scan, bool tellsOfWho
 
 void judge(GroupResult& result) {
   if (result.status != Status::Ok && result.status != Status::Absent) return;
-  const auto obstacles = obstaclesOf(result);
-  if (obstacles.empty()) return;
   bool isToldOf = false, isKept = true;
-  InTheWay inTheWay;
+  InTheWay inTheWay(result);
   for (const kelAttribDef* attribute : attributesOf(*result.group)) {
     const AttributeTraits* traits = attributeTraits(result.group->id, attribute->id);
     if (!hasSources(traits)) continue;
     const bool isMissingInAll = isMissing(result, *attribute);
     isToldOf |= !isMissingInAll;
     if (!isMissingInAll && !isMissingSomewhere(result, *attribute)) continue;
-    const bool isInTheWay = inTheWay.add(*traits, obstacles);
+    const bool isInTheWay = inTheWay.add(*traits);
     if (isMissingInAll && !isInTheWay && tellsOfRows(*result.group, *attribute)) isKept = false;
   }
   if (inTheWay.isEmpty()) return;
   const bool isNothingTold = !isToldOf && isKept;
   if (!isNothingTold && result.rows.empty()) return;
   result.obstacle = inTheWay.kind();
-  result.help = inTheWay.help();
-  result.trouble = inTheWay.inWords();
+  const std::vector<Access> named = inTheWay.named();
+  result.help = helpAgainst({named.front().outcome});
+  result.trouble = inWords(named);
   if (!isNothingTold) return;
   result.rows.clear();
   result.status = result.obstacle == Obstacle::Denied       ? Status::Denied

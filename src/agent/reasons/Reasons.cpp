@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::string_view kRunAsRoot = "run as root";
 constexpr std::string_view kRunOutside = "run as root of the machine itself, outside of containers";
-constexpr std::string_view kLonger = "hwscanner.timeout gives it longer";
+constexpr std::string_view kLonger = "a longer --timeout or hwscanner.timeout may help";
 constexpr std::string_view kAnswered = "ok";
 constexpr std::string_view kBroken = "input/output error";
 

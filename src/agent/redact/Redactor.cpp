@@ -6,10 +6,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 
 #include <invscan/base/OrvCfg.h>
 #include <invscan/traits.h>
@@ -107,6 +109,12 @@ void makeKeyFile(const std::filesystem::path& path) try {
   if (error.error != EEXIST) failKey(path, error.what());
 }
 
+struct Longer {
+  bool operator()(const std::string& a, const std::string& b) const {
+    return a.size() != b.size() ? a.size() > b.size() : a < b;
+  }
+};
+
 std::string loadKey() {
   const std::string configured = OrvCfg::getKey("agent.redact_key").toNarrow();
   if (!configured.empty()) return configured;
@@ -116,6 +124,27 @@ std::string loadKey() {
   const auto key = readKey(path);
   if (!key) failKey(path, "gone again");
   return *key;
+}
+
+// What stood in the way, with what stands for the paths of the file systems that it names.
+std::string troubleWithout(const std::map<std::string, std::string, Longer>& paths,
+                           std::string_view trouble) {
+  constexpr std::string_view kCall = "statvfs ";
+  std::string text;
+  for (;;) {
+    const std::size_t call = trouble.find(kCall);
+    if (call == trouble.npos) return text.append(trouble);
+    text.append(trouble.substr(0, call + kCall.size()));
+    trouble.remove_prefix(call + kCall.size());
+    const auto path = std::find_if(paths.begin(), paths.end(), [trouble](const auto& each) {
+      const std::size_t end = each.first.size();
+      return trouble.starts_with(each.first) &&
+             (trouble.substr(end).starts_with(": ") || trouble.substr(end).starts_with(", "));
+    });
+    if (path == paths.end()) return "what it was is not told with --redact";
+    text += path->second;
+    trouble.remove_prefix(path->first.size());
+  }
 }
 
 }  // namespace
@@ -143,6 +172,7 @@ void Redactor::redact(Scan& scan) const {
   Replacements replacements(scan, *this);
   if (!isCommonHostName(scan.hostName)) scan.hostName = token(scan.hostName);
   for (GroupResult& result : scan.groups) {
+    std::map<std::string, std::string, Longer> paths;
     for (Row& row : result.rows) {
       for (Record& record : row) {
         const bool isWhole = isSecret(*result.group, *record);
@@ -150,9 +180,11 @@ void Redactor::redact(Scan& scan) const {
         const std::string value = plainText(*record);
         const std::string redacted =
             isWhole ? replacement(*result.group, *record) : replacements.inText(value);
+        if (!result.trouble.empty() && isPath(*result.group, *record)) paths[value] = redacted;
         if (redacted != value) record = makeTextRecord(record->attribId, redacted);
       }
     }
+    result.trouble = replacements.inText(troubleWithout(paths, result.trouble));
   }
 }
 

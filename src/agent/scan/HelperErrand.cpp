@@ -56,13 +56,15 @@ std::string_view bytesOf(const Head& head) {
   return {reinterpret_cast<const char*>(&head), sizeof head};
 }
 
-// What this process was refused since it takes notes of that, or the first few of it.
+// What this process was refused, or waited for in vain, since it takes notes of that, or the first
+// few of it.
 std::string refusals() {
   constexpr std::size_t kMostNamed = 3;
   std::vector<std::string> refused;
   for (const Access& access : accessLog()) {
-    const bool isDenied = obstacleIn(access) == Obstacle::Denied;
-    if (!isDenied || refused.size() == kMostNamed) continue;
+    const Obstacle obstacle = obstacleIn(access);
+    const bool isRefused = obstacle == Obstacle::Denied || obstacle == Obstacle::Unanswered;
+    if (!isRefused || refused.size() == kMostNamed) continue;
     refused.push_back(access.source + ": " + access.outcome);
   }
   return joined(refused, "; ");

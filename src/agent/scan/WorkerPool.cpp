@@ -299,7 +299,10 @@ void Pool::work(const Room& room, int answer, pid_t agent) noexcept {
 Clock::time_point Pool::nextMoment() const {
   auto moment = Clock::time_point::max();
   for (const Worker& worker : workers_) moment = std::min(moment, worker.start + timeout_);
-  return isShort_ || hasRoomForMore() ? std::min(moment, lastStart_ + kPatience) : moment;
+  if (!isShort_ && !hasRoomForMore()) return moment;
+  // What could be started by now has been.
+  const auto now = Clock::now(), next = lastStart_ + kPatience;
+  return std::min(moment, next > now ? next : now + kPatience);
 }
 
 // Returns when there may be something to do, at the latest then.

@@ -169,6 +169,8 @@ std::string NetlinkQuestion::outcome(const NetlinkDump& dump) {
   std::string text = kOutcomes[static_cast<int>(dump.failure)];
   const char* const description = dump.error != 0 ? strerrordesc_np(dump.error) : nullptr;
   if (!description) return text;
+  // The socket's own limit of time.
+  if (dump.failure == NetlinkFailure::Receive && dump.error == EAGAIN) return "no answer in time";
   std::string why = description;
   why.front() = static_cast<char>(std::tolower(static_cast<unsigned char>(why.front())));
   return text + ": " + why;
