@@ -83,6 +83,10 @@ TEST(Comparison, TellsWhatAPersonWouldCallTheChange) {
       {"Warp", R"({"Index": 1, "Name": "x", "On": true}, {"Index": 2, "Name": "y", "On": true})",
        R"({"Index": 1, "Name": "y", "On": true}, {"Index": 2, "Name": "x", "On": false})",
        "  changed\n    On  true -> false\n"},
+      {"Warp", "{}", "{}, {}", "  added\n"},
+      // What differs does so in what is shown.
+      {"Lpar", R"({"EntitledCapacity": 0.5})", R"({"EntitledCapacity": 0.50000012})",
+       "  changed\n    EntitledCapacity  0.5 -> 0.5000001\n"},
       // No value, an empty one and a default.
       {"Partition", R"({"FS Mount Point": "/", "Server Path": "", "FS Type": 65535})",
        R"({"FS Mount Point": "/", "Index": 9})", ""},
@@ -121,6 +125,9 @@ TEST(Comparison, TakesNothingForRemovedThatCouldNotBeRead) {
             "ComponentID\n  changed\n    Manufacturer  m -> n\n"
             "  not told in B: Serial Number (x: permission denied)\n");
   EXPECT_EQ(told("", there), "Only in B: ComponentID\n");
+  EXPECT_EQ(told(groupOf("ComponentID", "", R"("status": "denied")"),
+                 groupOf("ComponentID", "", R"("status": "timeout")")),
+            "");
 }
 
 TEST(SavedScans, AreRefusedWithThePlaceOfWhatIsWrong) {

@@ -245,6 +245,11 @@ class Programs(TrustTest):
         self.assertIn("from root's scan of 2026-11-21 07:24", text)
         self.assertIn("from root's scan", told("--format", "summary"))
         self.assertNotIn("42.5", told("--format", "json"))
+        # What may be read here is told of now, and what root could not read either is told as such.
+        keep("scan.json", scan.replace('"rows": [{"Load', '"incomplete": "/x: permission denied", '
+                                       '"rows": [{"LoadAvg5": 7, "Load'))
+        self.assertIn("Denied: in part: UnixCpuMeter", told())
+        keep("scan.json", scan)
         for distrusted in (lambda: keep("scan.json", scan, 0o664),
                            lambda: keep("scan.json", scan, 0o644, OTHER),
                            lambda: keep("boot-id", boot_id.replace("-", "+")),

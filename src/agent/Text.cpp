@@ -217,17 +217,20 @@ std::string paragraph(std::string_view words, std::string_view first, std::strin
   std::string text, line(first);
   bool isBegun = false;
   while (!words.empty()) {
-    const std::string_view word = words.substr(0, words.find(' '));
     const std::size_t used = width(line) + (isBegun ? 1 : 0);
     const std::size_t free = widest - std::min(widest, used);
-    if (isBegun && width(word) > free) {
+    const std::size_t most = fitting(words, free);
+    // A word that does not end there may be long: no more of it is looked at.
+    const std::string_view seen = words.substr(0, most + 1);
+    const std::string_view word = seen.substr(0, seen.find(' '));
+    if (isBegun && word.size() > most) {
       text += line + "\n";
       line = others;
       isBegun = false;
       continue;
     }
     const std::size_t least = word.empty() ? 0 : characterAt(word, 0).length;
-    const std::string_view part = word.substr(0, std::max(fitting(word, free), least));
+    const std::string_view part = word.substr(0, std::max(most, least));
     line.append(isBegun ? " " : "").append(part);
     isBegun = true;
     words.remove_prefix(part.size());

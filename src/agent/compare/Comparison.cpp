@@ -39,7 +39,7 @@ class GroupComparer {
 
   void compare(GroupComparison& result) {
     const RowPairs pairs = pairRows();
-    for (std::size_t row = 0; row < tables_[0].rows(); ++row) {
+    for (std::size_t row = 0; row < tables_[0].rows; ++row) {
       const std::size_t partner = pairs.ofA()[row];
       if (partner == RowPairs::kNone) {
         result.removed.push_back(&sides_[0]->rows[row]);
@@ -47,7 +47,7 @@ class GroupComparer {
         compareRows(sides_[0]->rows[row], row, sides_[1]->rows[partner], partner, result);
       }
     }
-    for (std::size_t row = 0; row < tables_[1].rows(); ++row) {
+    for (std::size_t row = 0; row < tables_[1].rows; ++row) {
       if (pairs.ofB()[row] == RowPairs::kNone) result.added.push_back(&sides_[1]->rows[row]);
     }
     result.untoldInA = namesOf(untold_[0]);
@@ -77,8 +77,9 @@ class GroupComparer {
       byId.resize(std::max<std::size_t>(byId.size(), column.of[side]->id + 1));
       byId[column.of[side]->id] = &column;
     }
+    table.rows = sides_[side]->rows.size();
     table.columns = columns_.size();
-    table.numbers.resize(table.columns * sides_[side]->rows.size());
+    table.numbers.resize(table.columns * table.rows);
     std::uint32_t* numbers = table.numbers.data();
     std::string value;
     for (const Row& row : sides_[side]->rows) {
@@ -112,7 +113,7 @@ class GroupComparer {
     pairs.pairEqual();
     const RowNames* const names = findRowNames(*sides_[0]->group);
     if (!names) {
-      const bool isOne = tables_[0].rows() <= 1 && tables_[1].rows() <= 1;
+      const bool isOne = tables_[0].rows <= 1 && tables_[1].rows <= 1;
       // Of a group that nobody here knows, what stands first is likely to be a name.
       if (!isOne && !columns_.empty()) pairs.pairBy({0});
       if (isOne) pairs.pairRest();
@@ -187,6 +188,7 @@ bool isVolatile(const kelGroupDef& group, const kelAttribDef& attribute) {
 }
 
 bool GroupComparison::differs() const {
+  if (!isTold(a) && !isTold(b)) return false;
   const bool isSame = a && b && a->status == b->status;
   return !isSame || !changed.empty() || !removed.empty() || !added.empty() || !untoldInA.empty() ||
          !untoldInB.empty();

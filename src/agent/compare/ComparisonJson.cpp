@@ -1,3 +1,4 @@
+#include "agent/Text.h"
 #include "agent/Version.h"
 #include "agent/compare/Comparison.h"
 #include "agent/formats/Json.h"
@@ -15,7 +16,7 @@ void appendMember(std::string& json, const char* separator, std::string_view nam
 void appendSide(std::string& json, const char* side, const Scan& scan, const std::string& name) {
   appendMember(json, ",\n ", side);
   appendMember(json, "{", "machine");
-  appendJsonString(json, name);
+  appendJsonString(json, validUtf8(name));
   appendMember(json, ", ", "hostname");
   appendJsonString(json, scan.hostName);
   appendMember(json, ", ", "time");
@@ -34,7 +35,7 @@ void appendStatus(std::string& json, const char* side, const GroupResult* result
   appendJsonString(json, statusName(result->status));
   if (!result->trouble.empty()) {
     appendMember(json, ", ", result->status == Status::Ok ? "incomplete" : "trouble");
-    appendJsonString(json, result->trouble);
+    appendJsonString(json, validUtf8(result->trouble));
   }
   json += '}';
 }

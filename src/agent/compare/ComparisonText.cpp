@@ -26,11 +26,17 @@ std::string shownSide(const GroupResult& side, const kelAttribValue* record, con
   return text.empty() ? "(none)" : text;
 }
 
-// What is short may be the same of values that differ.
+std::string exactSide(const kelAttribValue* record) {
+  return record ? printable(plainText(*record)) : "(none)";
+}
+
+// What is short, or in words, may be the same of values that differ.
 std::string shownChange(const GroupComparison& group, const Change& change, const Style& style) {
   const std::string a = shownSide(*group.a, change.a, style);
   const std::string b = shownSide(*group.b, change.b, style);
-  return a == b && style.columns > 0 ? shownChange(group, change, {}) : a + " -> " + b;
+  if (a != b) return a + " -> " + b;
+  if (style.columns > 0) return shownChange(group, change, {});
+  return exactSide(change.a) + " -> " + exactSide(change.b);
 }
 
 // Rows with what there is to say of them: those of which the same is said come together.
@@ -145,7 +151,8 @@ std::string otherGroups(const Comparison& comparison) {
     } else if (!group.a) {
       onlyInB.emplace_back(group.name);
     } else if (!group.differs() && !group.isComparable) {
-      untold.push_back(std::string(group.name) + " (" + statusName(group.a->status) + ")");
+      const std::string ofA = statusName(group.a->status), ofB = statusName(group.b->status);
+      untold.push_back(group.name + (" (" + (ofA == ofB ? ofA : ofA + ", " + ofB)) + ")");
     }
   }
   return groupsLine("Only in A: ", onlyInA) + groupsLine("Only in B: ", onlyInB) +

@@ -30,7 +30,7 @@ struct RowPairs::Score {
 };
 
 RowPairs::RowPairs(const NumberTable& a, const NumberTable& b)
-    : tables_{&a, &b}, partners_{Places(a.rows(), kNone), Places(b.rows(), kNone)} {
+    : tables_{&a, &b}, partners_{Places(a.rows, kNone), Places(b.rows, kNone)} {
 }
 
 void RowPairs::pairEqual() {
@@ -56,7 +56,7 @@ void RowPairs::pairRest() {
 RowPairs::Places RowPairs::sorted(std::size_t side, const Places& columns) const {
   const NumberTable& table = *tables_[side];
   Places places;
-  for (std::size_t place = 0; place < table.rows(); ++place) {
+  for (std::size_t place = 0; place < table.rows; ++place) {
     const bool isKeyed =
         columns.empty() || columns.size() == table.columns || isTold(table.row(place), columns);
     if (partners_[side][place] == kNone && isKeyed) places.push_back(place);

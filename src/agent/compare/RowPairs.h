@@ -9,10 +9,9 @@ namespace invscan::agent {
 
 // Rows by number: equal values of a column have equal numbers in both tables, and 0 is none.
 struct NumberTable {
-  std::size_t columns = 0;
+  std::size_t rows = 0, columns = 0;
   std::vector<std::uint32_t> numbers;  // row by row
 
-  std::size_t rows() const { return columns == 0 ? 0 : numbers.size() / columns; }
   const std::uint32_t* row(std::size_t place) const { return numbers.data() + place * columns; }
 };
 

@@ -11,6 +11,7 @@
 #include "agent/Text.h"
 #include "agent/Version.h"
 #include "agent/formats/Formats.h"
+#include "agent/formats/Json.h"
 #include "agent/formats/MetricNames.h"
 #include "agent/formats/Value.h"
 
@@ -94,13 +95,21 @@ class GroupMetrics {
         group_(*result.group),
         prefix_(metricPrefix(group_)),
         keys_(group_.keys, group_.keys + group_.keyCount) {
+    // Two names of another version may be one here; readers refuse a text that has one twice.
+    std::set<std::string> names;
+    for (const kelAttribDef* attribute : attributesOf(group_)) {
+      const bool isNew = names.insert(snakeCase(attribute->name)).second;
+      const bool isNewMetric =
+          isLabel(*attribute) || names.insert(MetricName(group_, *attribute).name + "=").second;
+      if (isNew && isNewMetric) attributes_.push_back(attribute);
+    }
     for (const Row& row : result.rows) rowLabels_.push_back(keyLabels(row));
     numberRepeatedRows();
   }
 
   void append(std::string& text) const {
     appendInfo(text);
-    for (const kelAttribDef* attribute : attributesOf(group_)) {
+    for (const kelAttribDef* attribute : attributes_) {
       if (!isLabel(*attribute)) appendSamples(text, *attribute);
     }
   }
@@ -116,7 +125,7 @@ class GroupMetrics {
 
   std::string keyLabels(const Row& row) const {
     std::string labels;
-    for (const kelAttribDef* attribute : attributesOf(group_)) {
+    for (const kelAttribDef* attribute : attributes_) {
       const kelAttribValue* const record = findRecord(row, attribute->id);
       if (record && isKey(*attribute)) {
         appendLabel(labels, snakeCase(attribute->name), plainText(*record));
@@ -146,7 +155,7 @@ class GroupMetrics {
     std::string samples;
     for (std::size_t i = 0; i < result_.rows.size(); ++i) {
       std::string labels = rowLabels_[i];
-      for (const kelAttribDef* attribute : attributesOf(group_)) {
+      for (const kelAttribDef* attribute : attributes_) {
         const kelAttribValue* const record = findRecord(result_.rows[i], attribute->id);
         if (!record) continue;
         appendLabel(labels, snakeCase(attribute->name), infoText(*attribute, *record));
@@ -179,6 +188,7 @@ class GroupMetrics {
   const kelGroupDef& group_;
   const std::string prefix_;
   const std::set<unsigned long> keys_;
+  std::vector<const kelAttribDef*> attributes_;
   std::vector<std::string> rowLabels_;
 };
 
@@ -186,8 +196,12 @@ class GroupMetrics {
 void appendScan(std::string& text, const Scan& scan) {
   appendHead(text, "invscan_build_info", "Version of the scanner.");
   text += std::string("invscan_build_info{version=\"") + kVersion + "\"} 1\n";
-  appendHead(text, "invscan_scan_timestamp_seconds", "When the scan began.");
-  text += "invscan_scan_timestamp_seconds " + std::to_string(scan.time) + "\n";
+  std::string time;
+  appendUtcTime(time, scan.time);
+  if (time != "null") {
+    appendHead(text, "invscan_scan_timestamp_seconds", "When the scan began.");
+    text += "invscan_scan_timestamp_seconds " + std::to_string(scan.time) + "\n";
+  }
   appendHead(text, "invscan_scan_duration_seconds", "How long the scan took.");
   text += "invscan_scan_duration_seconds " + number(scan.milliseconds / 1000) + "\n";
   if (scan.groups.empty()) return;
@@ -206,7 +220,10 @@ void appendScan(std::string& text, const Scan& scan) {
 std::string formatPrometheus(const Scan& scan, const Style& /*style*/) {
   std::string text;
   appendScan(text, scan);
-  for (const GroupResult& result : scan.groups) GroupMetrics(result).append(text);
+  std::set<std::string> prefixes;
+  for (const GroupResult& result : scan.groups) {
+    if (prefixes.insert(metricPrefix(*result.group)).second) GroupMetrics(result).append(text);
+  }
   return text;
 }
 

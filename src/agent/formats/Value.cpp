@@ -124,7 +124,10 @@ bool isDefault(unsigned long groupId, const kelAttribDef& attribute, const kelAt
   if (traits && traits->defaultText) {
     return text == traits->defaultText || printedValue(*record) == traits->defaultText;
   }
-  if (record->kelType == KEL_DATETIME) return text == epochText();
+  // The epoch, wherever on earth the clock was read.
+  if (record->kelType == KEL_DATETIME) {
+    return text.starts_with("1970-01-01-") || text.starts_with("1969-12-31-");
+  }
   return text.empty() || (!isText(*record) && text.find_first_not_of("0 ") == text.npos);
 }
 

@@ -8,6 +8,7 @@
 #include "agent/Names.h"
 #include "agent/Text.h"
 #include "agent/formats/Value.h"
+#include "agent/reasons/Reasons.h"
 #include "agent/saved/SavedScan.h"
 #include "agent/screen/Figures.h"
 #include "base/RegularFile.h"
@@ -73,11 +74,23 @@ bool areOfTheSame(const GroupResult& result, const GroupResult& kept) {
                     });
 }
 
-void fillRow(const kelGroupDef& group, Row& row, Row& kept) {
+// Whether a source of the attribute may not be read here.
+bool isDeniedHere(const GroupResult& result, unsigned long attribId) {
+  const AttributeTraits* const traits = attributeTraits(result.group->id, attribId);
+  return traits && std::any_of(result.accesses.begin(), result.accesses.end(),
+                               [traits](const Access& access) {
+                                 return obstacleIn(access) == Obstacle::Denied &&
+                                        isSource(*traits, access.source);
+                               });
+}
+
+void fillRow(const GroupResult& result, Row& row, Row& kept) {
+  const kelGroupDef& group = *result.group;
   for (Record& record : kept) {
     const kelAttribDef* const attribute = getAttribDefinitionFromId(&group, record->attribId);
     const kelAttribValue* const own = findRecord(row, record->attribId);
     if (!attribute || !isDefault(group.id, *attribute, own)) continue;
+    if (!isDeniedHere(result, attribute->id)) continue;
     std::erase_if(row,
                   [&record](const Record& each) { return each->attribId == record->attribId; });
     row.push_back(std::move(record));
@@ -91,13 +104,14 @@ void fill(GroupResult& result, GroupResult& kept, const std::string& origin) {
     result.status = Status::Ok;
   } else if (areOfTheSame(result, kept)) {
     for (std::size_t i = 0; i < result.rows.size(); ++i) {
-      fillRow(*result.group, result.rows[i], kept.rows[i]);
+      fillRow(result, result.rows[i], kept.rows[i]);
     }
   } else {
     return;
   }
-  result.obstacle = Obstacle::None;
-  result.trouble.clear();
+  result.obstacle = kept.obstacle;
+  result.trouble = kept.trouble;
+  result.help = kept.help;
   result.origin = origin;
 }
 

@@ -33,6 +33,7 @@ namespace {
 // third.
 constexpr std::size_t kMostBytes = 128 << 20;
 constexpr std::size_t kMostValues = 8 << 20;
+constexpr std::size_t kMostCells = 16 << 20;  // of a group, also those that rows do not have
 constexpr std::size_t kMostStrangers = 1000;  // groups; attributes of one
 constexpr int kDeepest = 100;
 
@@ -353,6 +354,8 @@ class Reader : public nlohmann::json_sax<nlohmann::json> {
   void endGroup() {
     key_.clear();
     if (!(seenOfGroup_ & bitOf("status"))) fail("has no status");
+    if (result().rows.size() > kMostCells / std::max<std::size_t>(columns_.size(), 1))
+      fail("more values than any scan has");
     setStatus();
     if (!result().group || columns_.size() > known_) result().group = defineGroup();
     if (result().status != Status::Ok) result().rows.clear();
