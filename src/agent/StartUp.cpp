@@ -151,8 +151,12 @@ void setStore(const Options& options) {
 }
 
 void setMachine(const Options& options) {
+  if (isSavedScan(options.machine)) {
+    if (options.command->readsScans) return;
+    throw Failure(options.machine + " is no directory; " + options.command->name +
+                  " needs the directory of a capture");
+  }
   std::string error;
-  if (options.command->readsScans && isSavedScan(options.machine)) return;
   if (!options.machine.empty() && !replayMachine(options.machine, error)) throw Failure(error);
 }
 
