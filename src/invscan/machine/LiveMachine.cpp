@@ -76,9 +76,11 @@ pid_t startShell(const std::string& line, int output) {
   std::string shell = "sh", option = "-c", command = line;
   char* const arguments[] = {shell.data(), option.data(), command.data(), nullptr};
   pid_t pid = 0;
-  return posix_spawn(&pid, "/bin/sh", actions.get(), attributes.get(), arguments, environ) == 0
-             ? pid
-             : 0;
+  const int result = uninterrupted([&] {
+    errno = posix_spawn(&pid, "/bin/sh", actions.get(), attributes.get(), arguments, environ);
+    return errno == 0 ? 0 : -1;
+  });
+  return result == 0 ? pid : 0;
 }
 
 int exitCodeOf(int status) {
