@@ -37,7 +37,7 @@ constexpr struct {
     {"address family not supported", Obstacle::Denied, kRunAsRoot},
     {kBroken, Obstacle::Denied, "the kernel's log tells more"},
     {"no answer in time", Obstacle::Unanswered, kLonger},
-    {"took too long", Obstacle::Unanswered, kLonger},
+    {"before it took too long", Obstacle::Unanswered, kLonger},
     {"resource temporarily unavailable", Obstacle::Denied, ""},
 };
 

@@ -15,6 +15,7 @@
 #include "invscan/com/model/Traits.h"
 #include "invscan/linux/enabler/GuestAnswers.h"
 #include "invscan/linux/utils/PackageText.h"
+#include "invscan/machine/Machine.h"
 #include "log/Trace.h"
 
 const kelAttribDef PHYS_PROC_ATTRS_DEF[] = {
@@ -115,6 +116,15 @@ std::vector<Package> askHelper() {
   return packages;
 }
 
+// The processor is asked as well, but only whether there is a host that may tell.
+void noteHelper(const kelGroupDef& group) {
+  std::string names = getAttribNameFromId(&group, 1);
+  for (const auto& value : kValues) {
+    names += std::string(", ") + getAttribNameFromId(&group, value.id);
+  }
+  noteAccess("helper cpuid", kGave + names, 0);
+}
+
 // A decimal number and nothing else.
 std::optional<unsigned long> wholeNumber(std::string_view text) {
   unsigned number = 0;
@@ -184,8 +194,11 @@ KelTable* PhysicalProcessorGroup::getTable() {
     packages = parsePackages(*key);
     if (packages.empty()) trace.at().min("hardware no processors in %s", key->c_str());
   }
-  if (packages.empty()) packages = askHelper();
-  if (packages.empty()) return nullptr;
+  if (packages.empty()) {
+    packages = askHelper();
+    if (packages.empty()) return nullptr;
+    noteHelper(*getGroupDefinitionFromId(getGroupId()));
+  }
   auto table = std::make_unique<KelTable>(getGroupId(), getGroupVersion());
   unsigned long number = 0;
   for (const Package& package : packages) {
