@@ -40,8 +40,9 @@ class Child {
   // Also when the host has its children reaped for it.
   bool hasEnded() const {
     siginfo_t end{};
-    return waitid(P_PID, static_cast<id_t>(pid_), &end, WEXITED | WNOHANG | WNOWAIT) != 0 ||
-           end.si_pid != 0;
+    const int result = uninterrupted(
+        [&] { return waitid(P_PID, static_cast<id_t>(pid_), &end, WEXITED | WNOHANG | WNOWAIT); });
+    return result != 0 || end.si_pid != 0;
   }
 
   // Never hits another process that has got the number meanwhile.
