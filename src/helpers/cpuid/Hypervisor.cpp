@@ -6,8 +6,8 @@ namespace invscan::cpuid {
 namespace {
 
 // Signatures stand at the first leaf of each block of 256. Each question costs a trap into the
-// hypervisor, and no hypervisor is known to use more than three blocks.
-constexpr std::uint32_t kFirstBlock = 0x40000000, kBlock = 0x100, kBlocks = 16;
+// hypervisor, and none is known to use more than three blocks.
+constexpr std::uint32_t kFirstBlock = 0x40000000, kBlock = 0x100, kBlocks = 4;
 
 constexpr char kKvm[] = "KVMKVMKVM";
 

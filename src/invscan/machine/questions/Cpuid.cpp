@@ -19,6 +19,22 @@ std::string eightDigits(std::uint32_t value) {
   return digits;
 }
 
+constexpr std::uint32_t kRange = 0xFFFFFF00;
+
+// A range begins with a leaf that tells its last one (0 is seen where the range has two); beyond it
+// a processor answers with the registers of another leaf. In a guest each of these questions is a
+// trap into its hypervisor, so what one range told is kept while that is asked.
+std::uint32_t lastLeafAlike(std::uint32_t leaf) {
+  thread_local std::uint32_t range = ~0u, last = 0;
+  if (range != (leaf & kRange)) {
+    range = leaf & kRange;
+    std::uint32_t ebx, ecx, edx;
+    __cpuid(range, last, ebx, ecx, edx);
+    if (last == 0) last = range + 1;
+  }
+  return last;
+}
+
 }  // namespace
 
 std::string CpuidQuestion::keyName(CpuidLeaf leaf) {
@@ -38,13 +54,9 @@ std::string CpuidQuestion::readKey(const std::string& name, const CaptureValue& 
 }
 
 CpuidQuestion::Answer CpuidQuestion::live(CpuidLeaf asked) {
-  // A range begins with a leaf that tells its last one (0 is seen where the range has two); beyond
-  // it a processor answers with the registers of another leaf.
-  constexpr std::uint32_t kRange = 0xFFFFFF00;
-  CpuidRegisters answer;
-  __cpuid(asked.leaf & kRange, answer.eax, answer.ebx, answer.ecx, answer.edx);
-  const std::uint32_t last = answer.eax != 0 ? answer.eax : (asked.leaf & kRange) + 1;
+  const std::uint32_t last = lastLeafAlike(asked.leaf);
   if (last < asked.leaf || ((last ^ asked.leaf) & kRange) != 0) return std::nullopt;
+  CpuidRegisters answer;
   __cpuid_count(asked.leaf, asked.subleaf, answer.eax, answer.ebx, answer.ecx, answer.edx);
   return answer;
 }
