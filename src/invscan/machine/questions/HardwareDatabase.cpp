@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <libudev.h>
+#include <locale.h>
 
 #include <mutex>
 
@@ -9,6 +10,25 @@
 
 namespace invscan {
 namespace {
+
+// While it stands, characters are bytes to this thread. The database's patterns are matched by
+// fnmatch(), which in the locale of a host would make wide characters of each of them first.
+class PlainCharacters {
+ public:
+  PlainCharacters()
+      : plain_(newlocale(LC_ALL_MASK, "C", nullptr)),
+        before_(plain_ ? uselocale(plain_) : nullptr) {}
+  PlainCharacters(const PlainCharacters&) = delete;
+  PlainCharacters& operator=(const PlainCharacters&) = delete;
+  ~PlainCharacters() {
+    if (!plain_) return;
+    uselocale(before_);
+    freelocale(plain_);
+  }
+
+ private:
+  locale_t plain_, before_;
+};
 
 // The library is loaded by the first question rather than at the start of every process: few scans
 // ask one, and a machine without udev is scanned all the same. It stays loaded.
@@ -61,6 +81,7 @@ class Database {
 HardwareProperties HardwareQuestion::live(const std::string& alias) {
   static std::mutex mutex;  // a handle is for one thread at a time
   const std::lock_guard lock(mutex);
+  const PlainCharacters plain;
   static const auto* database = new Database;
   return database->find(alias);
 }
