@@ -32,6 +32,12 @@ bool isVirtual(const std::string& path) {
   return path.find("/devices/virtual/") != std::string::npos;
 }
 
+// Of these a machine may have many, and the kernel lists no members of any.
+bool hasNoMembers(const std::string& sysfsName) {
+  return isNumbered(sysfsName, "loop") || isNumbered(sysfsName, "ram") ||
+         isNumbered(sysfsName, "zram");
+}
+
 std::string mapperNode(const std::string& sysfsName) {
   const std::string name =
       sysfsName.starts_with("dm-") ? attribute(sysfsName, "dm/name") : std::string();
@@ -80,7 +86,7 @@ void BlockDevices::findWhatIsBelow(BlockDevice& device) const {
     return;
   }
   // Only devices without hardware lie on others.
-  if (isVirtual(device.path)) addMembers(device);
+  if (isVirtual(device.path) && !hasNoMembers(device.sysfsName)) addMembers(device);
   if (device.below.empty() && isDisk(device.sysfsName)) device.kind = BlockKind::Disk;
 }
 
