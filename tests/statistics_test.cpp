@@ -4,6 +4,7 @@
 #include "ProcessorTime.h"
 #include "Testing.h"
 #include "base/ChildPipe.h"
+#include "invscan/com/children/StatisticsService.h"
 #include "invscan/machine/Machine.h"
 
 namespace invscan {
@@ -89,6 +90,51 @@ TEST_F(Statistics, CostOneTimeOutWhereAFileSystemHangs) {
   EXPECT_EQ(accessLog()[0].outcome, "ok");
   EXPECT_EQ(accessLog()[1].outcome, "no answer in time");
   EXPECT_GE(accessLog()[1].milliseconds, 200);
+}
+
+TEST_F(Statistics, ThatAreExpectedAreStillAnswersToWhatIsAsked) {
+  write("machine.json", [] {
+    std::string text = R"({"capture": 1, "statvfs": {"/dead": {"hang": true})";
+    for (int i = 0; i < 40; ++i) {
+      const std::string number = std::to_string(i);
+      text += R"(, "/)" + number + R"(": {"result": 0, "f_blocks": )" + number + "}";
+    }
+    return text + "}}";
+  }());
+  std::string error;
+  ASSERT_TRUE(replayMachine(directory_, error)) << error;
+  const auto blocksOf = [this](int path) {
+    return ask(('/' + std::to_string(path)).c_str()) == 0 ? static_cast<int>(info_.answer.f_blocks)
+                                                          : -1;
+  };
+  std::vector<std::string> paths;
+  for (int i = 0; i < 40; ++i) paths.push_back('/' + std::to_string(i));
+  paths.insert(paths.begin() + 30, {std::string(5000, 'x'), "/dead"});
+  {
+    const ExpectedStatistics expected(paths);
+    EXPECT_EQ(blocksOf(0), 0);
+    const pid_t first = child();
+    for (int i = 1; i < 30; ++i) EXPECT_EQ(blocksOf(i), i);
+    EXPECT_EQ(child(), first);
+    EXPECT_EQ(ask("/dead", false, 50'000), 9);
+    for (int i = 30; i < 40; ++i) EXPECT_EQ(blocksOf(i), i);
+  }
+  {
+    const ExpectedStatistics expected(paths);
+    for (const int i : {0, 1, 7, 2}) EXPECT_EQ(blocksOf(i), i) << "another than the expected one";
+  }
+  pid_t before = 0;
+  {
+    const ExpectedStatistics expected(paths);
+    EXPECT_EQ(blocksOf(0), 0);
+    before = child();
+    kill(before, SIGKILL);
+    EXPECT_TRUE(endsSoon(before));
+    EXPECT_EQ(blocksOf(1), 1) << "which the dead child had";
+    before = child();
+  }
+  EXPECT_EQ(blocksOf(2), 2);
+  EXPECT_NE(child(), before) << "what it had read ahead may be old";
 }
 
 TEST_F(Statistics, AskThroughOneChildAsLongAsItLives) {

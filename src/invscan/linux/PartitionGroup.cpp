@@ -10,6 +10,7 @@
 #include <invscan/groups.h>
 #include <invscan/partition.h>
 
+#include "invscan/com/children/StatisticsService.h"
 #include "invscan/com/model/RowBuilder.h"
 #include "invscan/com/model/Traits.h"
 #include "invscan/linux/utils/FileSystemSpace.h"
@@ -269,9 +270,13 @@ std::optional<FileSystem> describe(MountEntry entry, bool skipRemote, bool isNat
   return system;
 }
 
-// An automatic mount has no space of its own, and to ask for it would have it mounted.
+// An automatic mount has none of its own, and to ask for it would have it mounted.
+bool hasSpace(const FileSystem& system) {
+  return system.entry.type != "autofs" && !system.entry.directory.empty();
+}
+
 void askForSpace(FileSystem& system, Collection& collection) {
-  if (collection.isNative && system.entry.type == "autofs") return;
+  if (collection.isNative && !hasSpace(system)) return;
   system.space = collection.questions.ask(system.entry, system.code);
 }
 
@@ -324,12 +329,20 @@ void addKernelMounts(std::vector<MountEntry> entries, bool skipRemote, KelGroup&
       systems.push_back(std::move(*system));
     }
   }
-  for (const bool isLast : {false, true}) {
-    for (FileSystem& system : systems) {
-      if (maySayNothing(system) != isLast) continue;
-      askForSpace(system, collection);
-      group.iteration();
-    }
+  std::vector<FileSystem*> asked;
+  for (FileSystem& system : systems) {
+    if (hasSpace(system)) asked.push_back(&system);
+  }
+  const auto last = std::stable_partition(
+      asked.begin(), asked.end(), [](const FileSystem* system) { return !maySayNothing(*system); });
+  std::vector<std::string> directories;
+  for (auto each = asked.begin(); each != last; ++each) {
+    directories.push_back((*each)->entry.directory);
+  }
+  const ExpectedStatistics expected(directories);
+  for (FileSystem* system : asked) {
+    askForSpace(*system, collection);
+    group.iteration();
   }
   for (const FileSystem& system : systems) addRow(system, collection);
 }

@@ -1,5 +1,6 @@
 #include <invscan/statistics.h>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <unistd.h>
@@ -7,7 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstring>
+#include <deque>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -43,29 +44,67 @@ class Deadline {
   Clock::time_point end_;
 };
 
+struct PathQuestion {
+  std::string path;
+  bool use64 = false;
+
+  bool operator==(const PathQuestion&) const = default;
+};
+
+bool isTooLong(const std::string& path) {
+  return path.size() >= sizeof StatisticsRequest::path;
+}
+
+StatisticsRequest requestOf(const PathQuestion& question) {
+  StatisticsRequest request{};
+  request.use64 = question.use64;
+  question.path.copy(request.path, sizeof request.path - 1);
+  return request;
+}
+
 struct Child {
   pid_t creator;
   pid_t pid;
   Descriptor requests, answers;
+  std::size_t room;  // for requests, whether it reads them or not
 };
+
+// Of a pipe whose pages a request may share with none.
+std::size_t roomFor(std::size_t size, const Descriptor& pipe) {
+  constexpr int kPage = 4096;
+  const int pages = fcntl(pipe.get(), F_GETPIPE_SZ) / kPage;
+  const std::size_t pagesOfOne = (size + kPage - 1) / kPage;
+  return std::max<std::size_t>(1, static_cast<std::size_t>(std::max(pages, 0)) / pagesOfOne);
+}
 
 // The child of this process, and those that were killed but had not ended yet.
 class StatisticsChild {
  public:
   // Makes sure that there is a child; false when none can be made.
   bool start();
-  bool send(const StatisticsRequest& request, const Deadline& deadline);
+  // What will be asked, in that order.
+  void expect(std::deque<PathQuestion> questions);
+  bool expects(const PathQuestion& question) const;
+  // Sees to it that the child has the first of these questions, and some of those after it.
+  bool send(const Deadline& deadline);
+  // The answer to the first one.
   bool receive(orv_statvfs_info_t& info, const Deadline& deadline);
   void end();
 
  private:
+  bool sendNext(const Deadline& deadline);
   void forgetAnothers();
+  void forget();
   void bury();
   bool isRunning();
   bool create();
 
   std::optional<Child> child_;
   std::vector<pid_t> killed_;
+  // The child has the first few of these and answers beside who asks: taking turns for each would
+  // cost more than all else.
+  std::deque<PathQuestion> expected_;
+  std::size_t sent_ = 0;
 };
 
 // Never destroyed: the child ends when its pipe does.
@@ -100,8 +139,13 @@ bool StatisticsChild::start() {
 // signal it.
 void StatisticsChild::forgetAnothers() {
   if (!child_ || child_->creator == getpid()) return;
-  child_.reset();
+  forget();
   killed_.clear();
+}
+
+void StatisticsChild::forget() {
+  child_.reset();
+  sent_ = 0;
 }
 
 void StatisticsChild::bury() {
@@ -112,7 +156,7 @@ void StatisticsChild::bury() {
 // Forgets a child that something else has ended.
 bool StatisticsChild::isRunning() {
   int status;
-  if (child_ && awaitEnd(child_->pid, status, {}) != 0) child_.reset();
+  if (child_ && awaitEnd(child_->pid, status, {}) != 0) forget();
   return child_.has_value();
 }
 
@@ -120,7 +164,8 @@ bool StatisticsChild::create() {
   const Trace trace(getCcLogHw(), "create()");
   trace.at().max("hardware Creating new helper child.");
   Pipe requests = makePipe(), answers = makePipe();
-  if (!requests || !answers || !setNonBlocking(requests.writeEnd)) {
+  if (!requests || !answers || !setNonBlocking(requests.writeEnd) ||
+      !setNonBlocking(answers.readEnd)) {
     trace.at().min("hardware ERROR! Failed to open pipes.");
     return false;
   }
@@ -142,12 +187,32 @@ bool StatisticsChild::create() {
     serveStatistics(requests.readEnd.get(), answers.writeEnd.get(), mortalParent);
   }
   trace.at().max("hardware Created new helper child pid=%d", pid);
-  child_.emplace(Child{creator, pid, std::move(requests.writeEnd), std::move(answers.readEnd)});
+  const std::size_t room = roomFor(sizeof(StatisticsRequest), requests.writeEnd);
+  child_.emplace(
+      Child{creator, pid, std::move(requests.writeEnd), std::move(answers.readEnd), room});
   return true;
 }
 
-bool StatisticsChild::send(const StatisticsRequest& request, const Deadline& deadline) {
+// Answers that nobody waits for any more go with the child.
+void StatisticsChild::expect(std::deque<PathQuestion> questions) {
+  if (sent_ > 0) end();
+  expected_ = std::move(questions);
+}
+
+bool StatisticsChild::expects(const PathQuestion& question) const {
+  return !expected_.empty() && expected_.front() == question;
+}
+
+bool StatisticsChild::send(const Deadline& deadline) {
   const BrokenPipeSilence silence;
+  while (sent_ < std::min(expected_.size(), child_->room)) {
+    if (!sendNext(deadline)) return false;
+  }
+  return true;
+}
+
+bool StatisticsChild::sendNext(const Deadline& deadline) {
+  const StatisticsRequest request = requestOf(expected_[sent_]);
   const auto* bytes = reinterpret_cast<const char*>(&request);
   for (std::size_t done = 0; done < sizeof request;) {
     const ssize_t count = write(child_->requests.get(), bytes + done, sizeof request - done);
@@ -159,16 +224,22 @@ bool StatisticsChild::send(const StatisticsRequest& request, const Deadline& dea
       return false;
     }
   }
+  ++sent_;
   return true;
 }
 
 bool StatisticsChild::receive(orv_statvfs_info_t& info, const Deadline& deadline) {
   orv_statvfs_info_t answer;
-  if (!deadline.await(child_->answers, POLLIN)) return false;
   const auto size = static_cast<ssize_t>(sizeof answer);
   const auto take = [&] { return read(child_->answers.get(), &answer, sizeof answer); };
-  if (uninterrupted(take) != size) return false;
+  ssize_t count = uninterrupted(take);
+  if (count < 0 && errno == EAGAIN && deadline.await(child_->answers, POLLIN)) {
+    count = uninterrupted(take);
+  }
+  if (count != size) return false;
   info = answer;
+  expected_.pop_front();
+  --sent_;
   return true;
 }
 
@@ -176,40 +247,33 @@ bool StatisticsChild::receive(orv_statvfs_info_t& info, const Deadline& deadline
 void StatisticsChild::end() {
   const Trace trace(getCcLogHw(), "end()");
   forgetAnothers();
+  expected_.clear();
   if (!isRunning()) return;
   const pid_t pid = child_->pid;
   const int result = kill(pid, SIGKILL);
   trace.at().max("hardware kill(%d, 9) result=%d", pid, result);
-  child_.reset();
+  forget();
   int status = -1;
   const pid_t ended = awaitEnd(pid, status, kBurialPatience);
   trace.at().max("hardware Child destroyed, wait result=%d", ended);
   if (ended == 0) killed_.push_back(pid);
 }
 
-std::optional<StatisticsRequest> makeRequest(const char* path, bool use64) {
-  StatisticsRequest request{};
-  const std::size_t length = std::strlen(path);
-  if (length >= sizeof request.path) return std::nullopt;
-  request.use64 = use64;
-  std::memcpy(request.path, path, length);
-  return request;
-}
-
 // Asks the child; null when it answered, otherwise what went wrong.
-const char* askChild(const StatisticsRequest& request, int timeoutMicroseconds,
+const char* askChild(const PathQuestion& question, int timeoutMicroseconds,
                      orv_statvfs_info_t& info) {
   const Trace trace(getCcLogHw(), "askChild()");
   const std::lock_guard lock(turn());
   StatisticsChild& child = statisticsChild();
+  if (!child.expects(question)) child.expect({question});
   if (!child.start()) {
     trace.at().min("hardware ERROR! we shouldn't be here");
     return "could not be asked";
   }
-  trace.at().max("hardware Sending new path='%s' to child", request.path);
+  trace.at().max("hardware Sending new path='%s' to child", question.path.c_str());
   const Deadline deadline(std::chrono::milliseconds(std::max(1, timeoutMicroseconds / 1000)));
   const char* failure = nullptr;
-  if (!child.send(request, deadline)) {
+  if (!child.send(deadline)) {
     trace.at().min("hardware ERROR! Failed to send request");
     failure = "could not be asked";
   } else {
@@ -224,6 +288,22 @@ const char* askChild(const StatisticsRequest& request, int timeoutMicroseconds,
 }
 
 }  // namespace
+
+ExpectedStatistics::ExpectedStatistics(const std::vector<std::string>& paths) {
+  std::deque<PathQuestion> questions;
+  for (const std::string& path : paths) {
+    if (!isTooLong(path)) questions.push_back({path});
+  }
+  const std::lock_guard lock(turn());
+  statisticsChild().expect(std::move(questions));
+}
+
+// What was read ahead must not answer a question of later on.
+ExpectedStatistics::~ExpectedStatistics() {
+  const std::lock_guard lock(turn());
+  statisticsChild().expect({});
+}
+
 }  // namespace invscan
 
 int timeout_statvfs(const char* path, orv_statvfs_info_t& info, int timeoutMicroseconds,
@@ -234,16 +314,16 @@ int timeout_statvfs(const char* path, orv_statvfs_info_t& info, int timeoutMicro
     trace.at().min("hardware ERROR! Argument path is NULL");
     return 1;
   }
-  const auto request = makeRequest(path, use64);
-  if (!request) {
+  const PathQuestion asked{path, use64};
+  if (isTooLong(asked.path)) {
     trace.at().min("hardware ERROR! Failed to send request");
     return 1;
   }
   // What the child notes is lost with it.
-  const NotedQuestion question("statvfs " + std::string(path));
-  const char* failure = askChild(*request, timeoutMicroseconds, info);
+  const NotedQuestion noted("statvfs " + asked.path);
+  const char* failure = askChild(asked, timeoutMicroseconds, info);
   const char* answer = !failure && info.result == 0 ? "ok" : "not available";
-  question.answered(failure ? failure : answer, failure != nullptr);
+  noted.answered(failure ? failure : answer, failure != nullptr);
   trace.at().max("hardware retval=%d", failure ? 1 : 0);
   return failure ? 1 : 0;
 }
