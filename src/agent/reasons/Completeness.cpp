@@ -43,6 +43,8 @@ class InTheWay {
     return isThere;
   }
 
+  bool hasMetNone() const { return met_.empty(); }
+
   bool isEmpty() const { return kind_ == Obstacle::None; }
 
   // The first of them all.
@@ -135,6 +137,7 @@ void judge(GroupResult& result) {
   if (result.status != Status::Ok && result.status != Status::Absent) return;
   bool isToldOf = false, isKept = true;
   InTheWay inTheWay(result);
+  if (inTheWay.hasMetNone()) return;
   for (const kelAttribDef* attribute : attributesOf(*result.group)) {
     const AttributeTraits* traits = attributeTraits(result.group->id, attribute->id);
     if (!hasSources(traits)) continue;
