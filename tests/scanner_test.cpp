@@ -84,7 +84,7 @@ std::unique_ptr<KelTable> makeTable(int rows, const std::string& text = "text") 
 }
 
 void sendRows(int descriptor, int rows, const std::string& text = "text") {
-  sendAnswer(descriptor, encodePayload(makeTable(rows, text).get(), 0, {}));
+  Outbox(descriptor).answer(encodePayload(makeTable(rows, text).get(), 0, {}));
 }
 
 void sendBytes(int descriptor, const std::string& bytes) {
@@ -100,7 +100,10 @@ std::vector<GroupResult> run(const std::vector<std::function<void(int)>>& works,
   options.timeoutSeconds = timeout;
   options.jobs = atATime;
   std::vector<Job> jobs;
-  for (const auto& work : works) jobs.push_back({&GROUPS_DEF[0], work, room, room == kOwnRoom});
+  for (const auto& work : works) {
+    const auto doWork = [&](Outbox& outbox) { work(outbox.descriptor()); };
+    jobs.push_back({&GROUPS_DEF[0], doWork, room, room == kOwnRoom});
+  }
   return runJobs(jobs, options);
 }
 
@@ -150,7 +153,7 @@ TEST(WorkerPoolTest, NoWorkerSpoilsAnother) {
   expectEach(
       {
           {"rows", [](int answer) { sendRows(answer, 2); }, Status::Ok, "", 2},
-          {"no table", [](int answer) { sendAnswer(answer, encodePayload(nullptr, 0, {})); },
+          {"no table", [](int answer) { Outbox(answer).answer(encodePayload(nullptr, 0, {})); },
            Status::Absent},
           {"hangs", [](int) { hang(); }, Status::Timeout, kTooLate},
           {"answers, then hangs", [](int answer) { sendRows(answer, 1), hang(); }, Status::Ok, "",
@@ -308,7 +311,7 @@ TEST(WorkerPoolTest, WhatSharesAWorkerLosesTheGroupInHandAndNoOther) {
             {"tells nonsense", [](int answer) { sendBytes(answer, word(8) + word(7)), hang(); },
              Status::Crash, kNonsense},
             {"begins with what is none of its own",
-             [](int answer) { sendBegin(answer, 0), hang(); }, Status::Crash, kNonsense},
+             [](int answer) { Outbox(answer).begin(0), hang(); }, Status::Crash, kNonsense},
             {"answers twice", [](int answer) { sendRows(answer, 1), sendRows(answer, 1), hang(); },
              Status::Ok, "", 1},
             {"says nothing", [](int) {}, Status::Crash, kNonsense},
@@ -324,6 +327,61 @@ TEST(WorkerPoolTest, WhatSharesAWorkerLosesTheGroupInHandAndNoOther) {
         },
         atATime, 7);
   }
+}
+
+TEST(WorkerPoolTest, AWorkerGoesOnWithRoomsThatWait) {
+  auto& workers = inSharedMemory<std::array<std::atomic<pid_t>, 6>>();
+  const auto answering = [&](std::size_t job) {
+    return [&workers, job](Outbox& outbox) {
+      workers[job] = getpid();
+      if (job == 2) raise(SIGSEGV);
+      outbox.answer(encodePayload(makeTable(1).get(), 0, {}));
+    };
+  };
+  std::vector<Job> jobs;
+  for (const int room : {7, 3, 3, 5, kOwnRoom, 6}) {
+    jobs.push_back({&GROUPS_DEF[0], answering(jobs.size()), room});
+  }
+  ScannerOptions options;
+  options.jobs = 1;
+  const auto results = runJobs(jobs, options);
+  for (std::size_t job = 0; job < jobs.size(); ++job) {
+    EXPECT_EQ(results[job].status, job == 2 ? Status::Crash : Status::Ok) << job;
+  }
+  EXPECT_EQ(workers[3], workers[5]);
+  EXPECT_EQ(workers[5], workers[0]);
+  EXPECT_NE(workers[1], workers[3]) << "a job before had killed it";
+  EXPECT_NE(workers[4], workers[0]) << "a job of its own may leave something behind";
+  reapTheRest();
+}
+
+TEST(WorkerPoolTest, WhatAWorkerHadTakenBeforeItFailedIsNotLost) {
+  auto& isSecondRunning = inSharedMemory<std::atomic<bool>>();
+  const auto good = [](Outbox& outbox) { outbox.answer(encodePayload(makeTable(1).get(), 0, {})); };
+  const std::vector<Job> jobs = {{&GROUPS_DEF[0],
+                                  [&](Outbox& outbox) {
+                                    while (!isSecondRunning) usleep(1000);
+                                    sendBytes(outbox.descriptor(), word(8) + word(7));
+                                  },
+                                  1},
+                                 {&GROUPS_DEF[0],
+                                  [&](Outbox& outbox) {
+                                    isSecondRunning = true;
+                                    usleep(200'000);
+                                    good(outbox);
+                                  },
+                                  1},
+                                 {&GROUPS_DEF[0], good, 1}};
+  ScannerOptions options;
+  options.jobs = 2;
+  options.timeoutSeconds = 100;
+  const auto start = std::chrono::steady_clock::now();
+  const auto results = runJobs(jobs, options);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(50));
+  EXPECT_EQ(results[0].trouble, kNonsense);
+  EXPECT_EQ(results[1].status, Status::Ok);
+  EXPECT_EQ(results[2].status, Status::Ok);
+  reapTheRest();
 }
 
 // A machine whose helper counts its runs, in all processes, before it answers or hangs.
@@ -424,7 +482,7 @@ TEST(WireTest, RecordsArriveByteForByte) {
   const std::vector<Access> accesses = {{"/proc/meminfo", "ok", 0.5}, {"uname", "", 0}};
 
   const auto results =
-      run({[&](int answer) { sendAnswer(answer, encodePayload(&table, 0, accesses)); }}, 30, 1);
+      run({[&](int answer) { Outbox(answer).answer(encodePayload(&table, 0, accesses)); }}, 30, 1);
 
   ASSERT_EQ(results[0].status, Status::Ok) << results[0].trouble;
   ASSERT_EQ(results[0].rows.size(), 2u);

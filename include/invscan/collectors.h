@@ -25,6 +25,8 @@ enum CollectorNeed : unsigned {
   // Looks up the names of addresses. In one process, one after another, such groups wait only once
   // for name services that do not answer (network.h).
   kNeedsNames = 1 << 5,
+  // Looks up names of devices in the database of hardware, which a process loads once.
+  kNeedsHardwareNames = 1 << 6,
 };
 
 struct Collector {

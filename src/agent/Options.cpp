@@ -93,7 +93,7 @@ const Option kOptions[] = {
     {"timeout", "S", "Time limit of each group in seconds (30)",
      [](Options& options, const Value& value) { options.timeoutSeconds = secondsIn(value); },
      kScans},
-    {"jobs", "N", "Groups to scan at a time (the processors)",
+    {"jobs", "N", "Groups to scan at a time (the processors and one)",
      [](Options& options, const Value& value) { options.jobs = jobsIn(value); }, kScans},
     {"machine", "MACHINE",
      "Scan a capture in place of this machine; scan and get also print a scan kept as JSON",

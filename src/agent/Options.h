@@ -21,7 +21,7 @@ struct Options {
   std::string format;  // one that the command has; empty when none was given
   std::string output;  // empty: standard output
   double timeoutSeconds = 30;
-  int jobs = 0;         // 0: as many as there are processors
+  int jobs = 0;         // 0: one more than there are processors
   std::string machine;  // a capture; empty: the live machine
   bool classic = false;
   bool redact = false;

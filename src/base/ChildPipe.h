@@ -29,10 +29,11 @@ inline Descriptor aboveStandardStreams(Descriptor descriptor) {
   return Descriptor(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
-// The pipe has no ends, and errno tells why, when there is none to be had.
-inline Pipe makePipe() {
+// The pipe has no ends, and errno tells why, when there is none to be had. Beside being closed on
+// exec, both have these flags.
+inline Pipe makePipe(int flags = 0) {
   int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) return {};
+  if (pipe2(ends, O_CLOEXEC | flags) != 0) return {};
   Descriptor readEnd(ends[0]), writeEnd(ends[1]);
   return {aboveStandardStreams(std::move(readEnd)), aboveStandardStreams(std::move(writeEnd))};
 }

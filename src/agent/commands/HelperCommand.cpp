@@ -28,11 +28,11 @@ namespace {
 constexpr std::array kHelpers = {"cpuid", "diskscan"};
 
 // In a worker, whose standard output is a file then: what it has printed counts when it answers.
-void printAnswer(const std::string& name, const Descriptor& file, int answer) {
+void printAnswer(const std::string& name, const Descriptor& file, Outbox& outbox) {
   dup2(file.get(), STDOUT_FILENO);
   const bool hasAnswered = vtExecTest(name.c_str()) == 0 && std::fflush(stdout) == 0;
   if (!hasAnswered) _exit(1);
-  sendAnswer(answer, encodePayload(nullptr, 0, {}));
+  outbox.answer(encodePayload(nullptr, 0, {}));
 }
 
 std::string readFromStart(const Descriptor& file) {
@@ -63,7 +63,7 @@ int runHelper(const Options& options) {
   }
   const std::optional<Redactor> redactor = makeRedactor(options);
   const Descriptor file(memfd_create("answer", MFD_CLOEXEC));
-  Job job{nullptr, [&](int answer) { printAnswer(name, file, answer); }};
+  Job job{nullptr, [&](Outbox& outbox) { printAnswer(name, file, outbox); }};
   job.startsPrograms = true;
   ScannerOptions limits;
   limits.timeoutSeconds = options.timeoutSeconds;

@@ -32,20 +32,23 @@ double millisecondsSince(Clock::time_point start) {
   return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
-// Rooms of jobs that may share a worker. The second one decodes the firmware's table and takes what
-// "cpuid" answers.
-constexpr int kCheapRoom = 0;
-constexpr int kIdentityRoom = 1;
-constexpr int kNamesRoom = 2;
-constexpr int kDiskRoom = 3;
-// Guests of VMware have the administrator's keys read by programs, once for all that take them.
-constexpr int kGuestRoom = 4;
+// Rooms of jobs that may share a worker, in the order in which they are begun with: what waits for
+// others first, and last what is soon done.
+enum Room {
+  kNamesRoom,   // look-ups of addresses
+  kDeviceRoom,  // what "diskscan" answers, and the database of hardware, which is loaded once there
+  kIdentityRoom,  // the firmware's table, which is decoded once there, and what "cpuid" answers
+  kMountsRoom,    // file systems
+  kCheapRoom,
+  // Guests of VMware have the administrator's keys read by programs, once for all that take them.
+  kGuestRoom,
+};
 
 constexpr struct {
   unsigned need;
   const char* name;
   int room;  // of those that wait for it
-} kHelpers[] = {{kNeedsCpuid, "cpuid", kIdentityRoom}, {kNeedsDiskScan, "diskscan", kDiskRoom}};
+} kHelpers[] = {{kNeedsCpuid, "cpuid", kIdentityRoom}, {kNeedsDiskScan, "diskscan", kDeviceRoom}};
 
 // Narrow text becomes wide by the locale, and any but UTF-8 would lose names.
 void useUtf8Locale(bool isFixed) {
@@ -65,12 +68,11 @@ void setUpLocale(bool isFixed) {
   }
 }
 
-// Those that this process may use; no file is asked, so that a replay asks none.
-int processorCount() {
+// One more than the processors that this process may use, as some wait for others; no file is
+// asked, so that a replay asks none.
+int defaultJobs() {
   cpu_set_t processors;
-  return sched_getaffinity(0, sizeof processors, &processors) == 0
-             ? std::max(CPU_COUNT(&processors), 1)
-             : 1;
+  return sched_getaffinity(0, sizeof processors, &processors) == 0 ? CPU_COUNT(&processors) + 1 : 2;
 }
 
 void startNotes(const ScannerOptions& options) {
@@ -96,7 +98,7 @@ using QuestionLogs = std::map<const kelGroupDef*, QuestionLog>;
 
 // In a worker.
 void collect(const Task& task, const Errands& errands, QuestionLog* questions,
-             const ScannerOptions& options, int answer) {
+             const ScannerOptions& options, Outbox& outbox) {
   const auto start = Clock::now();
   if (questions) questions->start();
   setUpLocale(!options.capture.empty());
@@ -109,7 +111,7 @@ void collect(const Task& task, const Errands& errands, QuestionLog* questions,
   const std::unique_ptr<KelTable> table = task.collect();
   const std::vector<Access> own = accessLog();
   accesses.insert(accesses.end(), own.begin(), own.end());
-  sendAnswer(answer, encodePayload(table.get(), millisecondsSince(start), accesses));
+  outbox.answer(encodePayload(table.get(), millisecondsSince(start), accesses));
 }
 
 std::unique_ptr<KelTable> collectByFactory(const kelGroupDef& definition) {
@@ -135,12 +137,16 @@ bool sharesHelpers(const ScannerOptions& options) {
 
 int roomOf(const Task& task, const ScannerOptions& options) {
   if (task.needs & kNeedsNames) return kNamesRoom;
-  const bool isApart = task.needs & kNeedsPatience;
+  const bool isApart = (task.needs & kNeedsPatience) && !isNative();
   const bool waits = (task.needs & kNeedsCpuid) && !sharesHelpers(options);
   const bool sharesKeys = (task.needs & kNeedsCpuid) && startsPrograms(task);
   if (sharesKeys && !isApart && !options.noteAccesses) return kGuestRoom;
   if (isApart || waits || startsPrograms(task)) return kOwnRoom;
-  if (task.needs & kNeedsDiskScan) return kDiskRoom;
+  if (task.needs & kNeedsPatience) return kMountsRoom;
+  // Where "diskscan" answers elsewhere, what needs names alone does not wait for it.
+  const unsigned devices =
+      sharesHelpers(options) ? kNeedsDiskScan | kNeedsHardwareNames : kNeedsDiskScan;
+  if (task.needs & devices) return kDeviceRoom;
   return task.needs & (kNeedsFirmware | kNeedsCpuid) ? kIdentityRoom : kCheapRoom;
 }
 
@@ -158,9 +164,9 @@ Errands addErrands(const std::vector<Task>& tasks, const ScannerOptions& options
                                       [bit = need](const Task& task) { return task.needs & bit; });
     if (!isNeeded && options.recording.empty()) continue;
     const HelperErrand& errand = errands.emplace_back(name, need, machineOf(options));
-    Job job{nullptr, [&errand](int answer) {
+    Job job{nullptr, [&errand](Outbox& outbox) {
               errand.run();
-              sendAnswer(answer, encodePayload(nullptr, 0, {}));
+              outbox.answer(encodePayload(nullptr, 0, {}));
             }};
     if (sharesHelpers(options)) job.room = room;
     jobs.push_back(std::move(job));
@@ -172,8 +178,8 @@ Errands addErrands(const std::vector<Task>& tasks, const ScannerOptions& options
 Job jobOf(const Task& task, const Errands& errands, std::size_t place, QuestionLogs& logs,
           const ScannerOptions& options) {
   QuestionLog* const questions = options.noteAccesses ? &logs[task.group] : nullptr;
-  Job job{task.group, [&task, &errands, questions, &options](int answer) {
-            collect(task, errands, questions, options, answer);
+  Job job{task.group, [&task, &errands, questions, &options](Outbox& outbox) {
+            collect(task, errands, questions, options, outbox);
           }};
   job.room = roomOf(task, options);
   // Each is to know whether the one before has waited in vain.
@@ -208,7 +214,7 @@ void runTasks(const std::vector<Task>& tasks, const ScannerOptions& options, Sca
   if (jobs.empty()) return;
   ScannerOptions pool = options;
   pool.jobs =
-      std::min(options.jobs > 0 ? options.jobs : processorCount(), static_cast<int>(jobs.size()));
+      std::min(options.jobs > 0 ? options.jobs : defaultJobs(), static_cast<int>(jobs.size()));
   // Each worker may use its part of the share that all may use.
   GroupFactory::getInstance()->getCpuThreshold().divideAmong(pool.jobs);
   std::vector<GroupResult> results = runJobs(jobs, pool);

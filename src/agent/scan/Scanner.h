@@ -14,7 +14,7 @@ namespace invscan::agent {
 
 struct ScannerOptions {
   double timeoutSeconds = 30;  // for each group, from when a worker begins with it
-  int jobs = 0;                // workers at a time; 0: as many as there are processors
+  int jobs = 0;                // workers at a time; 0: one more than there are processors
   bool noteAccesses = false;   // fill GroupResult::accesses with all, not with obstacles alone
   // The directory of the capture that is scanned; empty for the live machine. Characters are then
   // read in the locale C.UTF-8, not the environment's: a replay asks the live machine nothing, not

@@ -13,6 +13,7 @@ namespace {
 constexpr unsigned long kNoTable = 0;
 constexpr unsigned long kTable = 1;
 constexpr unsigned long kBeginMark = 1ul << 63;
+constexpr unsigned long kWaitMark = ~0ul;
 
 template <class Number>
 void append(std::string& payload, Number number) {
@@ -167,16 +168,24 @@ std::string encodePayload(KelTable* table, double milliseconds,
   return payload;
 }
 
-bool sendBegin(int descriptor, std::size_t job) {
-  std::string message;
-  append(message, kBeginMark | job);
-  return writeAll(descriptor, message);
+bool Outbox::begin(std::size_t job) {
+  append(waiting_, kBeginMark | job);
+  return send();
 }
 
-bool sendAnswer(int descriptor, const std::string& payload) {
-  std::string answer;
-  append(answer, payload.size());
-  return writeAll(descriptor, answer + payload);
+bool Outbox::wait() {
+  append(waiting_, kWaitMark);
+  return send();
+}
+
+void Outbox::answer(const std::string& payload) {
+  append(waiting_, payload);
+}
+
+bool Outbox::send() {
+  const std::string messages = std::move(waiting_);
+  waiting_.clear();
+  return writeAll(descriptor_, messages);
 }
 
 Message firstMessage(std::string_view bytes) {
@@ -184,6 +193,7 @@ Message firstMessage(std::string_view bytes) {
   constexpr std::size_t kHead = sizeof(unsigned long);
   if (bytes.size() < kHead) return {Kind::Partial};
   const auto head = numberAt<unsigned long>(bytes, 0);
+  if (head == kWaitMark) return {Kind::Wait, kHead};
   if (head & kBeginMark) return {Kind::Begin, kHead, head & ~kBeginMark};
   if (head > kPayloadLimit) return {Kind::TooLarge};
   if (bytes.size() - kHead < head) return {Kind::Partial};

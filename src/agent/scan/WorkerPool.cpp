@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <string.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -33,13 +34,14 @@ namespace invscan::agent {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
 // A killed worker that is stuck in the kernel (a dead file server, a broken disk) ends when the
 // kernel lets it; the agent does not wait for that.
 constexpr std::chrono::seconds kBurialPatience{1};
 
 // A worker costs more than most jobs that share one: another starts where jobs still wait by then.
-constexpr std::chrono::milliseconds kPatience{50};
+constexpr milliseconds kPatience{50};
 
 // What a command might ask or print is not for the agent's terminal, and whoever reads the agent's
 // output shall not wait for a command that still has it open.
@@ -75,26 +77,62 @@ Clock::duration durationOf(double seconds) {
 class Queue {
  public:
   // Without any, and with errno, when there is no pipe to be had.
-  explicit Queue(const std::vector<std::size_t>& jobs) : pipe_(makePipe()) {
+  explicit Queue(const std::vector<std::size_t>& jobs) {
+    Pipe pipe = makePipe(O_NONBLOCK);
     std::vector<std::uint32_t> numbers(jobs.begin(), jobs.end());
-    isFull_ = pipe_ && setNonBlocking(pipe_.readEnd) && setNonBlocking(pipe_.writeEnd) &&
-              writeAll(pipe_.writeEnd.get(), {reinterpret_cast<const char*>(numbers.data()),
-                                              numbers.size() * sizeof(numbers[0])});
+    const bool isFull =
+        pipe && writeAll(pipe.writeEnd.get(), {reinterpret_cast<const char*>(numbers.data()),
+                                               numbers.size() * sizeof(numbers[0])});
+    if (isFull) jobs_ = std::move(pipe.readEnd);
   }
 
-  explicit operator bool() const { return isFull_; }
+  explicit operator bool() const { return bool(jobs_); }
 
   std::optional<std::size_t> take() const {
     std::uint32_t number;
     const auto size = static_cast<ssize_t>(sizeof number);
-    const auto next = [&] { return read(pipe_.readEnd.get(), &number, sizeof number); };
+    const auto next = [&] { return read(jobs_.get(), &number, sizeof number); };
     return uninterrupted(next) == size ? std::optional<std::size_t>(number) : std::nullopt;
   }
 
  private:
-  Pipe pipe_;
-  bool isFull_ = false;
+  Descriptor jobs_;  // a pipe with nothing more to come
 };
+
+// Workers that were killed and not yet reaped. All that they knew is told by then: where it does
+// not matter what else they do, the agent goes on while the kernel takes them apart, and waits at
+// its end.
+class Graves {
+ public:
+  ~Graves() { awaitEnds(); }
+
+  bool isEmpty() const { return processes_.empty(); }
+  void add(pid_t process) { processes_.push_back(process); }
+
+  void bury() {
+    std::erase_if(processes_,
+                  [](pid_t process) { return waitpid(process, nullptr, WNOHANG) != 0; });
+  }
+
+  void awaitEnds() {
+    const auto patience = Clock::now() + kBurialPatience;
+    for (bury(); !isEmpty() && Clock::now() < patience; bury()) {
+      const auto left = std::chrono::ceil<milliseconds>(patience - Clock::now());
+      const Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, processes_.front(), 0)));
+      pollfd end{process.get(), POLLIN, 0};  // without a descriptor it naps
+      poll(&end, 1, process ? static_cast<int>(left.count()) : 1);
+    }
+    processes_.clear();
+  }
+
+ private:
+  std::vector<pid_t> processes_;
+};
+
+Graves& graves() {
+  static Graves instance;
+  return instance;
+}
 
 struct Room {
   std::vector<std::size_t> jobs;  // without a result
@@ -102,6 +140,9 @@ struct Room {
   bool takesMore = true;  // workers, beside the first
   std::size_t workers = 0;
   std::optional<Queue> queue = {};
+  // Its queue was there before the first worker, and no worker has come to grief there: one that is
+  // done elsewhere can go on with it.
+  bool isOpenToAll = false;
 };
 
 struct Worker {
@@ -109,9 +150,11 @@ struct Worker {
   pid_t process;  // and its group
   Clock::time_point start;
   Descriptor answer;
+  Descriptor orders;       // which room to go on with; none for one that ends with its room
   std::string bytes = {};  // that have come and were not understood yet
   // Since the start, which is the start of that then.
   std::optional<std::size_t> inHand = {};
+  bool isWaiting = false;    // for orders: its room's queue is empty
   bool hasAnswered = false;  // any job
   bool isDone = false;
 };
@@ -127,24 +170,28 @@ class Pool {
 
  private:
   Room* nextRoom();
+  bool goesOn(Worker& worker);
+  void leave(Room& room);
+  void closeRooms();
   bool isReady(const Room& room, bool forOne) const;
   bool takesMore(const Room& room) const;
   bool hasRoomForMore() const;
   void startWorker(Room& room);
-  [[noreturn]] void work(const Room& room, int answer, pid_t agent) noexcept;
+  [[noreturn]] void work(const Room* room, int answer, int orders, pid_t agent) noexcept;
+  bool workIn(const Room& room, Outbox& outbox) const;
   Clock::time_point nextMoment() const;
   void await(Clock::time_point until);
   void attend(Worker& worker);
   std::string receive(Worker& worker);
   std::string understand(Worker& worker);
   bool begin(Worker& worker, std::size_t job);
+  bool wait(Worker& worker);
   bool accept(Worker& worker, std::string_view payload);
   void fail(Worker& worker, Status status, const std::string& trouble);
   void settle(Room& room, std::size_t job, Status status, std::string trouble = "");
   void tryAlone(Room& room, std::size_t job);
   void dismiss(Worker& worker);
   void report() const;
-  void bury();
   void end();
 
   const std::vector<Job>& jobs_;
@@ -162,7 +209,6 @@ class Pool {
   Clock::time_point lastStart_, lastEnd_;
   bool isShort_ = false;  // of processes or descriptors: the last start failed
   std::optional<Clock::time_point> shortSince_;  // when the first of those in a row did
-  std::vector<pid_t> killed_;                    // and not yet reaped
 };
 
 Pool::Pool(const std::vector<Job>& jobs, const ScannerOptions& options)
@@ -170,22 +216,22 @@ Pool::Pool(const std::vector<Job>& jobs, const ScannerOptions& options)
       options_(options),
       timeout_(durationOf(options.timeoutSeconds)),
       isSettled_(jobs.size(), false) {
-  std::map<int, Room*> shared;
-  Room* own = nullptr;
+  std::map<int, Room> shared;
   for (std::size_t i = 0; i < jobs.size(); ++i) {
     const Job& job = jobs[i];
     results_.emplace_back().group = job.group;
     groups_ += job.group != nullptr;
-    Room*& room = job.room == kOwnRoom ? own : shared[job.room];
-    // What shares a worker is mostly done before others have begun.
-    if (job.room == kOwnRoom) {
-      room = &rooms_.emplace_back();
-    } else if (!room) {
-      room = &rooms_.emplace_front();
-    }
-    room->jobs.push_back(i);
-    room->startsPrograms |= job.startsPrograms;
-    room->takesMore &= !job.isInTurn;
+    Room& room = job.room == kOwnRoom ? rooms_.emplace_back() : shared[job.room];
+    room.jobs.push_back(i);
+    room.startsPrograms |= job.startsPrograms;
+    room.takesMore &= !job.isInTurn;
+  }
+  // What shares a worker is mostly done before others have begun.
+  for (auto room = shared.rbegin(); room != shared.rend(); ++room) {
+    rooms_.push_front(std::move(room->second));
+    Room& open = rooms_.front();
+    open.queue.emplace(open.jobs);
+    open.isOpenToAll = bool(*open.queue);
   }
 }
 
@@ -196,11 +242,12 @@ std::vector<GroupResult> Pool::run() {
     await(nextMoment());
     for (Worker& worker : workers_) attend(worker);
     for (Worker& worker : workers_) {
-      if (!worker.isDone && worker.room->jobs.empty()) dismiss(worker);
+      const bool hasDone = worker.isWaiting || worker.room->jobs.empty();
+      if (!worker.isDone && hasDone && !goesOn(worker)) dismiss(worker);
     }
     workers_.remove_if([](const Worker& worker) { return worker.isDone; });
     rooms_.remove_if([](const Room& room) { return room.jobs.empty() && room.workers == 0; });
-    bury();
+    graves().bury();
     report();
   }
   end();
@@ -220,6 +267,44 @@ Room* Pool::nextRoom() {
     if (takesMore(room)) return &room;
   }
   return nullptr;
+}
+
+// Starting a worker costs more than most jobs, so one that has nothing left to do in its room goes
+// on with another. It is a copy of this process: the room stands at the same address there.
+bool Pool::goesOn(Worker& worker) {
+  if (!worker.isWaiting) return false;
+  for (Room& room : rooms_) {
+    const bool waits = room.workers == 0 && room.isOpenToAll && !room.startsPrograms;
+    if (!waits || !isReady(room, true)) continue;
+    const BrokenPipeSilence silence;  // the worker may have died
+    const Room* const order = &room;
+    const auto bytes = reinterpret_cast<const char*>(&order);
+    if (!writeAll(worker.orders.get(), {bytes, sizeof order})) return false;
+    leave(*worker.room);
+    worker.room = &room;
+    ++room.workers;
+    worker.start = Clock::now();
+    worker.isWaiting = false;
+    return true;
+  }
+  return false;
+}
+
+// What another worker had taken from the queue, and came to grief before it began with it, is found
+// in a new one.
+void Pool::leave(Room& room) {
+  if (--room.workers > 0 || room.jobs.empty()) return;
+  room.queue.reset();
+  room.isOpenToAll = false;
+}
+
+// Where descriptors are short, rooms have queues only while they have workers.
+void Pool::closeRooms() {
+  for (Room& room : rooms_) {
+    if (room.workers > 0) continue;
+    room.queue.reset();
+    room.isOpenToAll = false;
+  }
 }
 
 // A single worker comes to the jobs of a room in their order: what another one of them waits for is
@@ -249,22 +334,29 @@ bool Pool::hasRoomForMore() const {
 void Pool::startWorker(Room& room) {
   lastStart_ = Clock::now();
   const bool isFirst = room.workers == 0;
-  if (isFirst) room.queue.emplace(room.jobs);
+  if (!room.queue || !*room.queue) room.queue.emplace(room.jobs);
   if (room.startsPrograms && !guard_) {
     strays_.emplace();
     guard_.emplace();
   }
-  Pipe pipe = *room.queue ? makePipe() : Pipe();
-  const bool isPrepared = pipe && setNonBlocking(pipe.readEnd);
+  // A job in turn may leave a thread behind, in a name service.
+  const bool canGoOn = room.isOpenToAll && room.takesMore && !room.startsPrograms;
+  Pipe answer = *room.queue ? makePipe() : Pipe();
+  Pipe orders = answer && canGoOn ? makePipe() : Pipe();
+  const bool isPrepared = answer && bool(orders) == canGoOn && setNonBlocking(answer.readEnd);
   const pid_t agent = getpid();
   const pid_t process = isPrepared ? fork() : -1;
-  if (process == 0) work(room, pipe.writeEnd.get(), agent);
+  if (process == 0) {
+    orders.writeEnd.close();
+    work(&room, answer.writeEnd.get(), orders.readEnd.get(), agent);
+  }
   if (process < 0) {
     const std::string reason = std::system_category().message(errno);
+    closeRooms();
     if (!shortSince_) shortSince_ = lastStart_;
     // What others have is free again soon, also what other programs take for a moment.
     const bool isFreedSoon = lastStart_ < *shortSince_ + kBurialPatience ||
-                             (!killed_.empty() && lastStart_ < lastEnd_ + kBurialPatience);
+                             (!graves().isEmpty() && lastStart_ < lastEnd_ + kBurialPatience);
     isShort_ = !workers_.empty() || isFreedSoon;
     if (isFirst && !isShort_) {
       settle(room, room.jobs.front(), Status::Crash, "cannot start a worker: " + reason);
@@ -275,24 +367,37 @@ void Pool::startWorker(Room& room) {
   shortSince_.reset();
   setpgid(process, process);  // here too: it may have to be killed before it ran at all
   ++room.workers;
-  workers_.push_back({&room, process, lastStart_, std::move(pipe.readEnd)});
+  workers_.push_back(
+      {&room, process, lastStart_, std::move(answer.readEnd), std::move(orders.writeEnd)});
 }
 
 // The worker's whole life. An exception that escapes a job ends it, and never reaches the agent's
 // frames.
-void Pool::work(const Room& room, int answer, pid_t agent) noexcept {
+void Pool::work(const Room* room, int answer, int orders, pid_t agent) noexcept {
   setpgid(0, 0);
-  if (guard_) room.startsPrograms ? guard_->workerBegan() : guard_->leave();
+  if (guard_) room->startsPrograms ? guard_->workerBegan() : guard_->leave();
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != agent) _exit(1);
+  workers_.clear();  // whose pipes are the agent's
   resetSignals();
   emptyStandardStreams();
   keepKnownVariables();
-  while (const auto job = room.queue->take()) {
-    if (*job >= jobs_.size() || !sendBegin(answer, *job)) break;
-    jobs_[*job].work(answer);
+  Outbox outbox(answer);
+  const auto next = [&] { return read(orders, &room, sizeof room); };
+  while (workIn(*room, outbox) && orders >= 0) {
+    if (!outbox.wait() || uninterrupted(next) != ssize_t{sizeof room}) break;
   }
+  outbox.send();
   _exit(0);
+}
+
+// Returns whether the agent can be told.
+bool Pool::workIn(const Room& room, Outbox& outbox) const {
+  while (const auto job = room.queue->take()) {
+    if (*job >= jobs_.size() || !outbox.begin(*job)) return false;
+    jobs_[*job].work(outbox);
+  }
+  return true;
 }
 
 // When there is something to do also if nothing happens.
@@ -307,7 +412,6 @@ Clock::time_point Pool::nextMoment() const {
 
 // Returns when there may be something to do, at the latest then.
 void Pool::await(Clock::time_point until) {
-  using std::chrono::milliseconds;
   // Without its descriptor the ends of workers and interruptions are found by looking.
   const milliseconds longest(signals_.descriptor() < 0 ? 10 : options_.progress ? 100 : 60'000);
   const auto left = std::chrono::ceil<milliseconds>(until - Clock::now());
@@ -353,8 +457,9 @@ std::string Pool::understand(Worker& worker) {
     const Message message = firstMessage(rest);
     if (message.kind == Message::Kind::Partial) break;
     if (message.kind == Message::Kind::TooLarge) return "answer too large";
-    const bool makesSense = message.kind == Message::Kind::Begin ? begin(worker, message.job)
-                                                                 : accept(worker, message.payload);
+    const bool makesSense = message.kind == Message::Kind::Begin  ? begin(worker, message.job)
+                            : message.kind == Message::Kind::Wait ? wait(worker)
+                                                                  : accept(worker, message.payload);
     if (!makesSense) return "answer makes no sense";
     rest.remove_prefix(message.size);
   }
@@ -367,11 +472,16 @@ bool Pool::begin(Worker& worker, std::size_t job) {
   const bool isOpen = std::find(open.begin(), open.end(), job) != open.end();
   const bool isTaken = std::any_of(workers_.begin(), workers_.end(),
                                    [&](const Worker& other) { return other.inHand == job; });
-  if (worker.inHand || !isOpen || isTaken) return false;
+  if (worker.inHand || worker.isWaiting || !isOpen || isTaken) return false;
   worker.inHand = job;
   worker.start = Clock::now();
   report();
   return true;
+}
+
+bool Pool::wait(Worker& worker) {
+  worker.isWaiting = bool(worker.orders);
+  return worker.isWaiting && !worker.inHand;
 }
 
 bool Pool::accept(Worker& worker, std::string_view payload) {
@@ -389,6 +499,7 @@ bool Pool::accept(Worker& worker, std::string_view payload) {
 void Pool::fail(Worker& worker, Status status, const std::string& trouble) {
   dismiss(worker);
   Room& room = *worker.room;
+  room.isOpenToAll = false;
   if (!worker.hasAnswered) room.takesMore = false;
   if (worker.inHand) {
     if (status == Status::Crash && worker.hasAnswered) return tryAlone(room, *worker.inHand);
@@ -421,9 +532,9 @@ void Pool::tryAlone(Room& room, std::size_t job) {
 void Pool::dismiss(Worker& worker) {
   kill(-worker.process, SIGKILL);
   if (guard_ && worker.room->startsPrograms) guard_->workerEnded(worker.process);
-  killed_.push_back(worker.process);
+  graves().add(worker.process);
   lastEnd_ = Clock::now();
-  --worker.room->workers;
+  leave(*worker.room);
   worker.isDone = true;
 }
 
@@ -440,18 +551,14 @@ void Pool::report() const {
   options_.progress(longest, groupsDone_, groups_);
 }
 
-void Pool::bury() {
-  std::erase_if(killed_, [](pid_t process) { return waitpid(process, nullptr, WNOHANG) != 0; });
-}
-
 // Leaves no worker behind.
 void Pool::end() {
   for (Worker& worker : workers_) {
     if (!worker.isDone) dismiss(worker);
   }
   workers_.clear();
-  const auto patience = Clock::now() + kBurialPatience;
-  for (bury(); !killed_.empty() && Clock::now() < patience; bury()) await(patience);
+  // What they started is known when they have ended, and what they were recording is whole.
+  if (guard_ || interruption_ || !options_.recording.empty()) graves().awaitEnds();
   guard_.reset();
   strays_.reset();
 }

@@ -7,6 +7,7 @@
 
 #include "agent/scan/Scan.h"
 #include "agent/scan/Scanner.h"
+#include "agent/scan/Wire.h"
 
 namespace invscan::agent {
 
@@ -14,19 +15,18 @@ inline constexpr int kOwnRoom = -1;
 
 struct Job {
   const kelGroupDef* group;  // null for one that only others wait for
-  // Runs in a worker, where standard input and output are empty, and sends the answer (Wire.h)
-  // through the descriptor.
-  std::function<void(int descriptor)> work;
-  // Workers take one job after another of a room. A job that may hang for long, or leave something
-  // behind, has a room and so a worker of its own, which is killed as soon as its answer is
-  // complete.
+  // Runs in a worker, where standard input and output are empty, and gives its answer (Wire.h).
+  std::function<void(Outbox& outbox)> work;
+  // Workers take one job after another of a room, and go on with rooms that wait. A job that may
+  // hang for long, or leave something behind, has a room and so a worker of its own, which is
+  // killed as soon as its answer is complete.
   int room = kOwnRoom;
   // What it starts has to end with the agent even if that is killed.
   bool startsPrograms = false;
   // Jobs by their places in the list, which have their results before this one begins; of its own
   // room only such as stand before it.
   std::vector<std::size_t> after = {};
-  // Does not run beside others of its room.
+  // Does not run beside others of its room, and its worker ends with that.
   bool isInTurn = false;
 };
 
