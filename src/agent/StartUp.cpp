@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/auxv.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -97,6 +98,12 @@ int openTraceFile(const std::string& path) try {
   return file.release();
 } catch (const WriteError& error) {
   throw Failure(path + ": " + error.what() + "; --trace-file needs a file of yours to append to");
+}
+
+// A worker that is killed leaves a child for the statistics of file systems. In a container the
+// first process, to which it would go, may never reap any.
+void adoptOrphans() {
+  prctl(PR_SET_CHILD_SUBREAPER, 1);
 }
 
 void setTrace(const Options& options) {
@@ -198,6 +205,7 @@ void dropRelativeLibraryPaths(char** arguments) {
 void setUp(const Options& options) {
   keepFilesPrivate();
   surviveFailedWrites();
+  adoptOrphans();
   if (options.machine.empty()) setEnvironment();  // a replay starts our own helpers only, by path
   setTrace(options);
   setStore(options);

@@ -32,6 +32,7 @@ std::vector<pid_t> children() {
 }  // namespace
 
 Strays::Strays() : childrenBefore_(children()) {
+  prctl(PR_GET_CHILD_SUBREAPER, &adoptedBefore_);
   prctl(PR_SET_CHILD_SUBREAPER, 1);
 }
 
@@ -48,7 +49,7 @@ Strays::~Strays() {
       if (awaitEnd(child, status, kBurialPatience) == 0) known.push_back(child);
     }
   }
-  prctl(PR_SET_CHILD_SUBREAPER, 0);
+  prctl(PR_SET_CHILD_SUBREAPER, adoptedBefore_);
 }
 
 }  // namespace invscan::agent

@@ -19,6 +19,7 @@ class Strays {
 
  private:
   const std::vector<pid_t> childrenBefore_;
+  int adoptedBefore_ = 0;
 };
 
 }  // namespace invscan::agent

@@ -106,27 +106,37 @@ class Graves {
  public:
   ~Graves() { awaitEnds(); }
 
-  bool isEmpty() const { return processes_.empty(); }
-  void add(pid_t process) { processes_.push_back(process); }
+  bool isEmpty() const { return workers_.empty(); }
+  void add(pid_t worker) { workers_.push_back(worker); }
 
+  // A worker leads its group, of which children that outlived it have come to the agent.
   void bury() {
-    std::erase_if(processes_,
-                  [](pid_t process) { return waitpid(process, nullptr, WNOHANG) != 0; });
+    std::erase_if(workers_, [](pid_t worker) {
+      pid_t ended;
+      do {
+        ended = waitpid(-worker, nullptr, WNOHANG);
+      } while (ended > 0);
+      return ended < 0;
+    });
   }
 
+  // Where the worker has ended, and a child has not, it naps.
   void awaitEnds() {
+    constexpr int kMostNaps = 100;
     const auto patience = Clock::now() + kBurialPatience;
-    for (bury(); !isEmpty() && Clock::now() < patience; bury()) {
+    int naps = 0;
+    for (bury(); !isEmpty() && Clock::now() < patience && naps < kMostNaps; bury()) {
       const auto left = std::chrono::ceil<milliseconds>(patience - Clock::now());
-      const Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, processes_.front(), 0)));
-      pollfd end{process.get(), POLLIN, 0};  // without a descriptor it naps
-      poll(&end, 1, process ? static_cast<int>(left.count()) : 1);
+      const Descriptor worker(static_cast<int>(syscall(SYS_pidfd_open, workers_.front(), 0)));
+      pollfd end{worker.get(), POLLIN, 0};
+      poll(&end, 1, worker ? static_cast<int>(left.count()) : 1);
+      naps += !worker;
     }
-    processes_.clear();
+    workers_.clear();
   }
 
  private:
-  std::vector<pid_t> processes_;
+  std::vector<pid_t> workers_;
 };
 
 Graves& graves() {
