@@ -30,8 +30,9 @@ struct ScannerOptions {
 
 // Scans the groups (borrowed catalogue rows, in catalogue order) on the current machine, whose
 // factory knows its configuration; the firmware's table is read by the workers that need it.
-// Whatever a worker started is gone when this returns or throws, and also when this process is
-// killed meanwhile. Throws Interruption (SignalWatch.h) on SIGINT, SIGTERM and SIGHUP.
+// Whatever a worker started was killed when this returns or throws, and is gone when this process
+// ends, also if that is killed meanwhile. Throws Interruption (SignalWatch.h) on SIGINT, SIGTERM
+// and SIGHUP.
 Scan scanGroups(const std::vector<const kelGroupDef*>& groups, const ScannerOptions& options);
 
 // A group, what collecting it needs (CollectorNeed in collectors.h), and how it is collected.

@@ -150,10 +150,16 @@ struct Room {
   bool takesMore = true;  // workers, beside the first
   std::size_t workers = 0;
   std::optional<Queue> queue = {};
-  // Its queue was there before the first worker, and no worker has come to grief there: one that is
-  // done elsewhere can go on with it.
+  // Its queue was there before the first worker, so that all know it, and none has come to grief
+  // there.
   bool isOpenToAll = false;
 };
+
+// Whether workers come from other rooms and go on with others: a job in turn may leave a thread
+// behind, in a name service.
+bool isOpen(const Room& room) {
+  return room.isOpenToAll && room.takesMore && !room.startsPrograms;
+}
 
 struct Worker {
   Room* room;
@@ -284,7 +290,7 @@ Room* Pool::nextRoom() {
 bool Pool::goesOn(Worker& worker) {
   if (!worker.isWaiting) return false;
   for (Room& room : rooms_) {
-    const bool waits = room.workers == 0 && room.isOpenToAll && !room.startsPrograms;
+    const bool waits = room.workers == 0 && isOpen(room);
     if (!waits || !isReady(room, true)) continue;
     const BrokenPipeSilence silence;  // the worker may have died
     const Room* const order = &room;
@@ -349,8 +355,7 @@ void Pool::startWorker(Room& room) {
     strays_.emplace();
     guard_.emplace();
   }
-  // A job in turn may leave a thread behind, in a name service.
-  const bool canGoOn = room.isOpenToAll && room.takesMore && !room.startsPrograms;
+  const bool canGoOn = isOpen(room);
   Pipe answer = *room.queue ? makePipe() : Pipe();
   Pipe orders = answer && canGoOn ? makePipe() : Pipe();
   const bool isPrepared = answer && bool(orders) == canGoOn && setNonBlocking(answer.readEnd);
@@ -561,7 +566,7 @@ void Pool::report() const {
   options_.progress(longest, groupsDone_, groups_);
 }
 
-// Leaves no worker behind.
+// Leaves no worker running.
 void Pool::end() {
   for (Worker& worker : workers_) {
     if (!worker.isDone) dismiss(worker);
