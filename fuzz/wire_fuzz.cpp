@@ -31,7 +31,7 @@ bool isConsistent(const kelAttribValue& record) {
 void invscan::tryInput(std::string_view bytes) {
   const Message message = firstMessage(bytes);
   const bool isWhole =
-      message.kind == Message::Kind::Begin || message.kind == Message::Kind::Answer;
+      message.kind != Message::Kind::Partial && message.kind != Message::Kind::TooLarge;
   require(!isWhole || (message.size > 0 && message.size <= bytes.size()));
   require(message.payload.size() <= message.size);
 

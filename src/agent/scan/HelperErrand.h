@@ -7,9 +7,9 @@
 
 namespace invscan::agent {
 
-// One worker runs the errand, and those that collect, which are forked later, deliver its outcome
-// to the library. In between it lies in a file without a name, so that no process that forks, and
-// no worker that has no use for it, ever holds what a helper said.
+// One worker runs the errand, and those that collect deliver its outcome to the library. In between
+// it lies in a file without a name, so that neither the agent nor a worker that has no use for it
+// ever holds what a helper said.
 class HelperErrand {
  public:
   enum class Machine { Live, Recorded, Replayed };

@@ -32,8 +32,8 @@ double millisecondsSince(Clock::time_point start) {
   return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
-// Rooms of jobs that may share a worker, in the order in which they are begun with: what waits for
-// others first, and last what is soon done.
+// Rooms of jobs that may share a worker, in the order in which they are begun with. What waits for
+// others comes first, and late what is soon done.
 enum Room {
   kNamesRoom,   // look-ups of addresses
   kDeviceRoom,  // what "diskscan" answers, and the database of hardware, which is loaded once there

@@ -2,8 +2,7 @@
 //
 // Numbers are 64-bit words in the machine's own order. Before a worker begins with a job it says
 // so: the job's number, with the topmost bit set; all bits are set when it waits for orders what to
-// go on with. An answer to a job is the number of bytes that
-// follow, and then the payload:
+// go on with. An answer to a job is the number of bytes that follow, and then the payload:
 //   status             0: the group has no table on this machine, 1: it has one
 //   milliseconds       that collecting took, as a double
 //   rows               only with a table: their number; each is the number of its records and then

@@ -128,9 +128,10 @@ class Graves {
     for (bury(); !isEmpty() && Clock::now() < patience && naps < kMostNaps; bury()) {
       const auto left = std::chrono::ceil<milliseconds>(patience - Clock::now());
       const Descriptor worker(static_cast<int>(syscall(SYS_pidfd_open, workers_.front(), 0)));
+      const bool hasEnded = !worker && errno == ESRCH;
       pollfd end{worker.get(), POLLIN, 0};
       poll(&end, 1, worker ? static_cast<int>(left.count()) : 1);
-      naps += !worker;
+      naps += hasEnded;
     }
     workers_.clear();
   }
@@ -165,6 +166,7 @@ struct Worker {
   Room* room;
   pid_t process;  // and its group
   Clock::time_point start;
+  bool isFirst;  // of those that its room has at a time
   Descriptor answer;
   Descriptor orders;       // which room to go on with; none for one that ends with its room
   std::string bytes = {};  // that have come and were not understood yet
@@ -241,6 +243,11 @@ Pool::Pool(const std::vector<Job>& jobs, const ScannerOptions& options)
     room.jobs.push_back(i);
     room.startsPrograms |= job.startsPrograms;
     room.takesMore &= !job.isInTurn;
+    // Before the rooms take descriptors that they could do without.
+    if (job.startsPrograms && !guard_) {
+      strays_.emplace();
+      guard_.emplace();
+    }
   }
   // What shares a worker is mostly done before others have begun.
   for (auto room = shared.rbegin(); room != shared.rend(); ++room) {
@@ -351,10 +358,6 @@ void Pool::startWorker(Room& room) {
   lastStart_ = Clock::now();
   const bool isFirst = room.workers == 0;
   if (!room.queue || !*room.queue) room.queue.emplace(room.jobs);
-  if (room.startsPrograms && !guard_) {
-    strays_.emplace();
-    guard_.emplace();
-  }
   const bool canGoOn = isOpen(room);
   Pipe answer = *room.queue ? makePipe() : Pipe();
   Pipe orders = answer && canGoOn ? makePipe() : Pipe();
@@ -366,14 +369,17 @@ void Pool::startWorker(Room& room) {
     work(&room, answer.writeEnd.get(), orders.readEnd.get(), agent);
   }
   if (process < 0) {
-    const std::string reason = std::system_category().message(errno);
-    closeRooms();
+    const int error = errno;
+    const std::string reason = std::system_category().message(error);
+    if (error == EMFILE || error == ENFILE) closeRooms();
     if (!shortSince_) shortSince_ = lastStart_;
     // What others have is free again soon, also what other programs take for a moment.
     const bool isFreedSoon = lastStart_ < *shortSince_ + kBurialPatience ||
                              (!graves().isEmpty() && lastStart_ < lastEnd_ + kBurialPatience);
     isShort_ = !workers_.empty() || isFreedSoon;
     if (isFirst && !isShort_) {
+      room.queue.reset();
+      room.isOpenToAll = false;
       settle(room, room.jobs.front(), Status::Crash, "cannot start a worker: " + reason);
     }
     return;
@@ -383,7 +389,7 @@ void Pool::startWorker(Room& room) {
   setpgid(process, process);  // here too: it may have to be killed before it ran at all
   ++room.workers;
   workers_.push_back(
-      {&room, process, lastStart_, std::move(answer.readEnd), std::move(orders.writeEnd)});
+      {&room, process, lastStart_, isFirst, std::move(answer.readEnd), std::move(orders.writeEnd)});
 }
 
 // The worker's whole life. An exception that escapes a job ends it, and never reaches the agent's
@@ -521,7 +527,7 @@ void Pool::fail(Worker& worker, Status status, const std::string& trouble) {
     const std::chrono::duration<double, std::milli> spent = Clock::now() - worker.start;
     results_[*worker.inHand].milliseconds = spent.count();
     settle(room, *worker.inHand, status, trouble);
-  } else if (!worker.hasAnswered && room.workers == 0 && !room.jobs.empty()) {
+  } else if (!worker.hasAnswered && worker.isFirst && room.workers == 0 && !room.jobs.empty()) {
     // It did not even begin. Another might not either, for ever.
     settle(room, room.jobs.front(), status, trouble);
   }
