@@ -5,14 +5,12 @@
 #include <signal.h>
 #include <string.h>
 #include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstdint>
 #include <cstdio>
 #include <list>
 #include <map>
@@ -23,7 +21,9 @@
 #include <utility>
 
 #include "agent/Environment.h"
+#include "agent/scan/Graves.h"
 #include "agent/scan/Guard.h"
+#include "agent/scan/Room.h"
 #include "agent/scan/SignalWatch.h"
 #include "agent/scan/Strays.h"
 #include "agent/scan/Wire.h"
@@ -35,10 +35,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
-
-// A killed worker that is stuck in the kernel (a dead file server, a broken disk) ends when the
-// kernel lets it; the agent does not wait for that.
-constexpr std::chrono::seconds kBurialPatience{1};
 
 // A worker costs more than most jobs that share one: another starts where jobs still wait by then.
 constexpr milliseconds kPatience{50};
@@ -70,96 +66,6 @@ Clock::duration durationOf(double seconds) {
   constexpr double kYear = 365.0 * 24 * 60 * 60;
   return std::chrono::duration_cast<Clock::duration>(
       std::chrono::duration<double>(std::clamp(seconds, 0.0, kYear)));
-}
-
-// The numbers of jobs that nobody has begun with. Whichever worker comes first takes the next one;
-// the kernel sees to it that no two take the same, so that none has to wait for the agent.
-class Queue {
- public:
-  // Without any, and with errno, when there is no pipe to be had.
-  explicit Queue(const std::vector<std::size_t>& jobs) {
-    Pipe pipe = makePipe(O_NONBLOCK);
-    std::vector<std::uint32_t> numbers(jobs.begin(), jobs.end());
-    const bool isFull =
-        pipe && writeAll(pipe.writeEnd.get(), {reinterpret_cast<const char*>(numbers.data()),
-                                               numbers.size() * sizeof(numbers[0])});
-    if (isFull) jobs_ = std::move(pipe.readEnd);
-  }
-
-  explicit operator bool() const { return bool(jobs_); }
-
-  std::optional<std::size_t> take() const {
-    std::uint32_t number;
-    const auto size = static_cast<ssize_t>(sizeof number);
-    const auto next = [&] { return read(jobs_.get(), &number, sizeof number); };
-    return uninterrupted(next) == size ? std::optional<std::size_t>(number) : std::nullopt;
-  }
-
- private:
-  Descriptor jobs_;  // a pipe with nothing more to come
-};
-
-// Workers that were killed and not yet reaped. All that they knew is told by then: where it does
-// not matter what else they do, the agent goes on while the kernel takes them apart, and waits at
-// its end.
-class Graves {
- public:
-  ~Graves() { awaitEnds(); }
-
-  bool isEmpty() const { return workers_.empty(); }
-  void add(pid_t worker) { workers_.push_back(worker); }
-
-  // A worker leads its group, of which children that outlived it have come to the agent.
-  void bury() {
-    std::erase_if(workers_, [](pid_t worker) {
-      pid_t ended;
-      do {
-        ended = waitpid(-worker, nullptr, WNOHANG);
-      } while (ended > 0);
-      return ended < 0;
-    });
-  }
-
-  // Where the worker has ended, and a child has not, it naps.
-  void awaitEnds() {
-    constexpr int kMostNaps = 100;
-    const auto patience = Clock::now() + kBurialPatience;
-    int naps = 0;
-    for (bury(); !isEmpty() && Clock::now() < patience && naps < kMostNaps; bury()) {
-      const auto left = std::chrono::ceil<milliseconds>(patience - Clock::now());
-      const Descriptor worker(static_cast<int>(syscall(SYS_pidfd_open, workers_.front(), 0)));
-      const bool hasEnded = !worker && errno == ESRCH;
-      pollfd end{worker.get(), POLLIN, 0};
-      poll(&end, 1, worker ? static_cast<int>(left.count()) : 1);
-      naps += hasEnded;
-    }
-    workers_.clear();
-  }
-
- private:
-  std::vector<pid_t> workers_;
-};
-
-Graves& graves() {
-  static Graves instance;
-  return instance;
-}
-
-struct Room {
-  std::vector<std::size_t> jobs;  // without a result
-  bool startsPrograms = false;
-  bool takesMore = true;  // workers, beside the first
-  std::size_t workers = 0;
-  std::optional<Queue> queue = {};
-  // Its queue was there before the first worker, so that all know it, and none has come to grief
-  // there.
-  bool isOpenToAll = false;
-};
-
-// Whether workers come from other rooms and go on with others: a job in turn may leave a thread
-// behind, in a name service.
-bool isOpen(const Room& room) {
-  return room.isOpenToAll && room.takesMore && !room.startsPrograms;
 }
 
 struct Worker {
@@ -252,9 +158,7 @@ Pool::Pool(const std::vector<Job>& jobs, const ScannerOptions& options)
   // What shares a worker is mostly done before others have begun.
   for (auto room = shared.rbegin(); room != shared.rend(); ++room) {
     rooms_.push_front(std::move(room->second));
-    Room& open = rooms_.front();
-    open.queue.emplace(open.jobs);
-    open.isOpenToAll = bool(*open.queue);
+    rooms_.front().openToAll();
   }
 }
 
@@ -297,7 +201,7 @@ Room* Pool::nextRoom() {
 bool Pool::goesOn(Worker& worker) {
   if (!worker.isWaiting) return false;
   for (Room& room : rooms_) {
-    const bool waits = room.workers == 0 && isOpen(room);
+    const bool waits = room.workers == 0 && room.isOpen();
     if (!waits || !isReady(room, true)) continue;
     const BrokenPipeSilence silence;  // the worker may have died
     const Room* const order = &room;
@@ -317,16 +221,13 @@ bool Pool::goesOn(Worker& worker) {
 // in a new one.
 void Pool::leave(Room& room) {
   if (--room.workers > 0 || room.jobs.empty()) return;
-  room.queue.reset();
-  room.isOpenToAll = false;
+  room.close();
 }
 
 // Where descriptors are short, rooms have queues only while they have workers.
 void Pool::closeRooms() {
   for (Room& room : rooms_) {
-    if (room.workers > 0) continue;
-    room.queue.reset();
-    room.isOpenToAll = false;
+    if (room.workers == 0) room.close();
   }
 }
 
@@ -358,7 +259,7 @@ void Pool::startWorker(Room& room) {
   lastStart_ = Clock::now();
   const bool isFirst = room.workers == 0;
   if (!room.queue || !*room.queue) room.queue.emplace(room.jobs);
-  const bool canGoOn = isOpen(room);
+  const bool canGoOn = room.isOpen();
   Pipe answer = *room.queue ? makePipe() : Pipe();
   Pipe orders = answer && canGoOn ? makePipe() : Pipe();
   const bool isPrepared = answer && bool(orders) == canGoOn && setNonBlocking(answer.readEnd);
@@ -374,12 +275,11 @@ void Pool::startWorker(Room& room) {
     if (error == EMFILE || error == ENFILE) closeRooms();
     if (!shortSince_) shortSince_ = lastStart_;
     // What others have is free again soon, also what other programs take for a moment.
-    const bool isFreedSoon = lastStart_ < *shortSince_ + kBurialPatience ||
-                             (!graves().isEmpty() && lastStart_ < lastEnd_ + kBurialPatience);
+    const bool isFreedSoon = lastStart_ < *shortSince_ + Graves::kPatience ||
+                             (!graves().isEmpty() && lastStart_ < lastEnd_ + Graves::kPatience);
     isShort_ = !workers_.empty() || isFreedSoon;
     if (isFirst && !isShort_) {
-      room.queue.reset();
-      room.isOpenToAll = false;
+      room.close();
       settle(room, room.jobs.front(), Status::Crash, "cannot start a worker: " + reason);
     }
     return;
