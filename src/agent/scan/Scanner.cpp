@@ -34,7 +34,7 @@ double millisecondsSince(Clock::time_point start) {
 
 // Rooms of jobs that may share a worker, in the order in which they are begun with. What waits for
 // others comes first, and late what is soon done.
-enum Room {
+enum RoomNumber {
   kNamesRoom,   // look-ups of addresses
   kDeviceRoom,  // what "diskscan" answers, and the database of hardware, which is loaded once there
   kIdentityRoom,  // the firmware's table, which is decoded once there, and what "cpuid" answers
